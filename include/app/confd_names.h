@@ -1,0 +1,27 @@
+// ConfD paths, namespace hashes and tag hashes that the handlers follow. The hashes are those of
+// the device's compiled schema.
+#pragma once
+
+#include <cstdint>
+
+namespace app {
+
+namespace path {
+constexpr char kAgentEnabled[] = "/confd_dyncfg:confdConfig/snmpAgent/enabled";
+constexpr char kAgentIp[] = "/confd_dyncfg:confdConfig/snmpAgent/ip";
+constexpr char kAgentPort[] = "/confd_dyncfg:confdConfig/snmpAgent/port";
+constexpr char kAgentExtraIpPorts[] = "/confd_dyncfg:confdConfig/snmpAgent/extraIpPorts";
+}  // namespace path
+
+namespace ns {
+constexpr int32_t kConfdDyncfg = 0x11E87650;
+}  // namespace ns
+
+namespace tag {
+constexpr uint32_t kEnabled = 0x0BC47BAF;
+constexpr uint32_t kExtraIpPorts = 0x4F2DD360;
+constexpr uint32_t kIp = 0x61FA2CDB;
+constexpr uint32_t kPort = 0x009E8010;
+}  // namespace tag
+
+}  // namespace app

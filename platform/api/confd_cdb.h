@@ -1,0 +1,33 @@
+// Declarations of what the program uses of ConfD's configuration database, CDB.
+#pragma once
+
+#include "confd_lib.h"
+
+extern "C" {
+
+/// The configuration that a session reads.
+enum cdb_db_type {
+  CDB_RUNNING = 1,            ///< The configuration in force.
+  CDB_PRE_COMMIT_RUNNING = 4  ///< The one before the commit that is being delivered.
+};
+
+/// Iterate flags of a subscription point; other bits are the platform's own.
+enum {
+  ITER_WANT_PREV = 1  ///< Hand over the old value of a changed leaf, too.
+};
+
+/// Reads the leaf or leaf-list at the path given by `fmt` and its arguments, as printf has them.
+/// `sock` comes from an open session. The path is "/name/list{key}/leaf" or
+/// "/name/list[index]/leaf"; names may carry a module prefix.
+/// On CONFD_OK the caller owns `*v` and frees it with confd_free_value(). A leaf with a default
+/// reads as that default; a leaf-list always reads as C_LIST, without entries as an empty one.
+/// CONFD_ERR: CONFD_ERR_NOEXISTS no such leaf or entry; CONFD_ERR_BADPATH not in the schema;
+/// CONFD_ERR_NOSESSION no session on `sock`. `*v` is then untouched.
+int cdb_get(int sock, confd_value_t* v, const char* fmt, ...)
+    __attribute__((format(gnu_printf, 3, 4)));
+
+/// Number of entries of the list at the path; 0 where its parent is absent.
+/// CONFD_ERR (-1) as in cdb_get(): CONFD_ERR_BADPATH, CONFD_ERR_NOSESSION.
+int cdb_num_instances(int sock, const char* fmt, ...) __attribute__((format(gnu_printf, 2, 3)));
+
+}  // extern "C"
