@@ -16,7 +16,8 @@ class AppInterface {
   /// server runs: for every configuration handler LoadInitialConfig, then ApplyInitialConfig. From
   /// then on each commit is delivered: the touched points of all handlers in order of priority
   /// (equal: order of registration), a handler's StartCommit before its first callback of the
-  /// commit and its ApplyCommitConfig after its last.
+  /// commit and its ApplyCommitConfig after its last. The commit is in force then: an exception of
+  /// a handler is reported as a fault and the delivery goes on.
   ///
   /// The handlers stay the caller's and outlive the object; the lists are copied. `argument` is
   /// the platform's. Throws std::exception when the configuration cannot be brought up.

@@ -1,0 +1,178 @@
+#!/usr/bin/env python3
+"""Shows the daemon at work: a router with the daemon, and a manager that asks it.
+
+Runs inside a network and mount namespace of its own; ./run takes care of that.
+"""
+
+import argparse
+import os
+import re
+import signal
+import sys
+import time
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests"))
+# pylint: disable=wrong-import-position
+from lab import snmp
+from lab.daemon import Daemon, configuration
+from lab.network import Namespace, claim_run_folder, connect
+from lab.wait import wait_until
+
+ROUTER, MOVED, EXTRA, MANAGER = "198.51.100.1", "198.51.100.5", "198.51.100.9", "198.51.100.100"
+RECORD = re.compile(r"\S+T(?P<time>[\d:]+)\.\d+ (?P<level>\w+) +(?P<category>\S+) "
+                    r"\[[^]]*\] (?P<text>.*)")
+SHOWN = ("snmp-app", "snmp-app-agent", "fault")
+BOLD, DIM, GREEN, RED, PLAIN = (
+    ("\033[1m", "\033[2m", "\033[32m", "\033[31m", "\033[0m") if sys.stdout.isatty()
+    else ("",) * 5)
+
+
+def text_of(line):
+    """What a record says, without its place."""
+    return RECORD.match(line)["text"]
+
+
+class Show:
+    """Prints the steps and keeps count of what was seen."""
+
+    def __init__(self, daemon):
+        self.daemon = daemon
+        self.seen = 0
+        self.missed = []
+        self._shown = 0
+
+    def step(self, text):
+        print(f"\n{BOLD}{text}{PLAIN}", flush=True)
+
+    def log(self):
+        """The daemon's records since the last call, shortened to what they say."""
+        for line in self.daemon.lines[self._shown:]:
+            record = RECORD.match(line)
+            if record is None:
+                print(f"  {RED}{line}{PLAIN}", flush=True)
+            elif record["level"] != "detail" and record["category"] in SHOWN:
+                print(f"  {DIM}{record['time']}  {record['category']:15} {record['text']}{PLAIN}",
+                      flush=True)
+        self._shown = len(self.daemon.lines)
+
+    def expect(self, what, check):
+        """check() is the proof: True, or what it saw, which is shown; anything else is a miss."""
+        self.log()
+        try:
+            proof = check()
+        except AssertionError as error:
+            proof = None
+            print(f"  {error}")
+        self.log()
+        if proof:
+            self.seen += 1
+            said = "" if proof is True else f": {proof}"
+            print(f"  {GREEN}ok{PLAIN}    {what}{said}", flush=True)
+        else:
+            self.missed.append(what)
+            print(f"  {RED}MISSED{PLAIN} {what}", flush=True)
+
+
+def build_network():
+    router, manager = Namespace("router"), Namespace("manager")
+    connect(router, "eth1", manager, "eth0")
+    router.add_address("eth1", f"{ROUTER}/24")
+    manager.add_address("eth0", f"{MANAGER}/24")
+    return router, manager
+
+
+def show_start(show, manager):
+    show.step(f"1. The daemon starts: agent enabled at {ROUTER}, port 161")
+    print("   The address is probed, then the agent is bound to it.")
+    show.daemon.start()
+    show.expect(f"snmpget {ROUTER}", lambda: snmp.get(manager, ROUTER))
+    show.expect("a wrong community gets no answer",
+                lambda: snmp.get(manager, ROUTER, community="guess", timeout=0.5) is None)
+
+
+def show_move(show, router, manager):
+    show.step(f"2. The agent's address moves to {MOVED}")
+    print("   A moved address is first given to the retry, which binds it 5 seconds later.")
+    router.add_address("eth1", f"{MOVED}/24")
+    since = show.daemon.reload(configuration(MOVED))
+    show.expect("rebound after the retry", lambda: text_of(show.daemon.wait_record(
+        "Forced ConfD's bind of SNMP, returned 0", since)))
+    show.expect(f"snmpget {MOVED}", lambda: snmp.get(manager, MOVED))
+    show.expect(f"no answer at {ROUTER} any more",
+                lambda: snmp.get(manager, ROUTER, timeout=0.5) is None)
+
+
+def show_late_address(show, router, manager):
+    show.step(f"3. An extra entry {EXTRA}:161 comes before its address exists")
+    print("   The daemon tries every 5 seconds; the agent is not rebound meanwhile.")
+    since = show.daemon.reload(configuration(MOVED, [f"{EXTRA}:161"]))
+    failed = f"Failed to bind to {EXTRA}:161 : Cannot assign requested address"
+    show.expect("two probes failed", lambda: bool(show.daemon.wait_record(
+        failed, since, seconds=12, count=2)))
+    show.expect(f"snmpget {MOVED} is served all the time", lambda: snmp.get(manager, MOVED))
+    router.add_address("eth1", f"{EXTRA}/24")
+    print(f"   ... now the router gets the address {EXTRA}")
+    show.expect("rebound by the next retry", lambda: bool(show.daemon.wait_record(
+        "Forced ConfD's bind of SNMP, returned 0", since)))
+    show.expect("exactly one rebind", lambda: len(show.daemon.records(
+        "Forced ConfD's bind", since)) == 1)
+    show.expect(f"snmpget {EXTRA}", lambda: snmp.get(manager, EXTRA))
+    show.expect(f"snmpget {MOVED}", lambda: snmp.get(manager, MOVED))
+
+
+def show_refusal(show, manager):
+    show.step("4. A start-up file with a mistake is refused as a whole")
+    since = show.daemon.reload(configuration("198.51.100.256"))
+    show.expect("refused with path and reason", lambda: bool(show.daemon.wait_record(
+        r" fault .*startup\.json.*198.51.100.256.*snmpAgent/ip", since)))
+    show.expect(f"snmpget {MOVED}: the configuration before stays in force",
+                lambda: snmp.get(manager, MOVED))
+
+
+def keep_running(show, router):
+    show.step("The demo keeps running. Ctrl-C ends it.")
+    join = f"sudo nsenter --net --mount --target {os.getpid()}"
+    print(f"""
+  By hand, from another terminal:
+    {join} nsenter --net=/run/netns/manager snmpwalk -v2c -c public {MOVED} 1.3.6.1.2.1.1
+    $EDITOR {show.daemon.startup_file}; sudo kill -HUP {show.daemon.process.pid}
+    sudo kill -USR1 {show.daemon.process.pid}      (the node becomes active)
+    {join} ip -n {router.name} addr
+""")
+    try:
+        while show.daemon.process.poll() is None:
+            show.log()
+            time.sleep(0.2)
+    except KeyboardInterrupt:
+        print()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build", required=True, help="folder of the build")
+    parser.add_argument("--once", action="store_true", help="end after the show")
+    arguments = parser.parse_args()
+
+    claim_run_folder()
+    router, manager = build_network()
+    print(f"{BOLD}A router ({ROUTER} on eth1) and a manager ({MANAGER}), "
+          f"each a network namespace.{PLAIN}")
+    with Daemon(router, arguments.build) as daemon:
+        daemon.write_startup(configuration(ROUTER))
+        show = Show(daemon)
+        show_start(show, manager)
+        show_move(show, router, manager)
+        show_late_address(show, router, manager)
+        show_refusal(show, manager)
+        if not arguments.once:
+            keep_running(show, router)
+        show.step("The daemon ends on SIGTERM")
+        show.expect("exit status 0", lambda: daemon.process.poll() == 0 or daemon.stop(
+            signal.SIGTERM) == 0)
+    print(f"\n{show.seen} steps seen to work, {len(show.missed)} missed"
+          + "".join(f"\n  missed: {what}" for what in show.missed))
+    return 1 if show.missed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,131 @@
+#include "framework/framework.h"
+
+#include <exception>
+#include <filesystem>
+#include <utility>
+
+#include "delivery/delivery.h"
+#include "runtime/event_loop.h"
+#include "runtime/faults.h"
+#include "runtime/log.h"
+#include "runtime/service_manager.h"
+#include "vkconfd/cdb_session.h"
+
+namespace host {
+
+namespace {
+
+Framework* current = nullptr;
+
+/// There is one management session, so its number tells nothing.
+constexpr int kMaapiSocket = 1;
+
+/// A folder that cannot be made is told by the first save, which then refuses its commit.
+void MakeFolder(const std::string& path) {
+  std::error_code ignored;
+  std::filesystem::create_directories(path, ignored);
+}
+
+void LogAgentText(int /*priority*/, const std::string& text) {
+  HOST_LOG(kNotice, "%s", text.c_str());
+}
+
+}  // namespace
+
+Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*> handlers)
+    : startup_file_(folders.StartupFile()),
+      handlers_(std::move(handlers)),
+      engine_(folders.models, folders.RunningFile(),
+              [this](std::vector<common::Change>& changes) { Deliver(changes); }),
+      agent_(Loop(), LogAgentText) {
+  MakeFolder(folders.state);
+  Engine::SetCurrent(&engine_);
+  current = this;
+}
+
+Framework::~Framework() {
+  if (connected_) {
+    for (vkconfd::ConfigHandler* handler : handlers_) Disconnect(handler);
+  }
+  current = nullptr;
+  Engine::SetCurrent(nullptr);
+}
+
+Framework* Framework::Current() { return current; }
+
+void Framework::Connect(ELEM_CONFD_PHASE_ET phase) {
+  LoadConfiguration();
+  SettleAgent();
+  connected_ = true;
+  for (vkconfd::ConfigHandler* handler : handlers_) ConnectHandler(handler, phase);
+  NotifyReady();
+}
+
+void Framework::LoadConfiguration() {
+  const LoadResult stored = engine_.LoadStored();
+  if (!stored.refused.empty()) HOST_FAULT(stored.refused);
+  if (stored.found) {
+    HOST_LOG(kProgress, "Running configuration as it was stored; %s is read at SIGHUP.",
+             startup_file_.c_str());
+  } else {
+    ReplaceByStartupFile();
+  }
+}
+
+void Framework::ReplaceByStartupFile() {
+  try {
+    const CommitResult result = engine_.ReplaceByFile(startup_file_);
+    HOST_LOG(kProgress, "Start-up configuration %s: %s.", startup_file_.c_str(),
+             result.delivered ? "in force" : "changes nothing");
+  } catch (const std::exception& exception) {
+    HOST_FAULT("start-up configuration refused, the running one stays: " +
+               std::string(exception.what()));
+  }
+}
+
+void Framework::ConnectHandler(vkconfd::ConfigHandler* handler, ELEM_CONFD_PHASE_ET phase) {
+  handler->SetConfdInterface(this);
+  handler->ConfdConnected(phase);
+  const VkConfdCdbSession session(this, CDB_RUNNING, true);
+  handler->LoadInitialConfig(session.Socket());
+  handler->ApplyInitialConfig();
+}
+
+void Framework::Disconnect(vkconfd::ConfigHandler* handler) {
+  handler->ConfdDisconnected();
+  handler->SetConfdInterface(nullptr);
+}
+
+void Framework::Reload() {
+  NotifyReloading();
+  ReplaceByStartupFile();
+  NotifyReady();
+}
+
+void Framework::Deliver(std::vector<common::Change>& changes) {
+  // Before the handlers are connected they have not loaded what the changes are about.
+  if (!connected_) return;
+  SettleAgent();
+  common::Deliver(changes, handlers_, [](const std::string& operation, const std::string& reason) {
+    HOST_FAULT(operation + ": " + reason);
+  });
+}
+
+AgentSettings Framework::RunningAgentSettings() {
+  const VkConfdCdbSession session(this, CDB_RUNNING, true);
+  return ReadAgentSettings(session.Socket());
+}
+
+void Framework::SettleAgent() {
+  const AgentSettings settings = RunningAgentSettings();
+  agent_.SetCommunities(settings.communities);
+  if (!settings.enabled) agent_.SetListeners({});
+}
+
+std::vector<ListenerFailure> Framework::RebindAgent() {
+  return agent_.SetListeners(RunningAgentSettings().listeners);
+}
+
+int Framework::MaapiSocket() { return kMaapiSocket; }
+
+}  // namespace host

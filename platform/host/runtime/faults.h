@@ -1,0 +1,29 @@
+// The faults of the process: a log record of their own category, and kept for the operator to see.
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <string>
+
+#include "vkmw/vkmw.h"
+
+namespace host {
+
+struct Fault {
+  std::chrono::system_clock::time_point time;
+  int code;
+  std::string function;
+  std::string file;
+  int line;
+  std::string text;
+};
+
+/// The last faults, oldest first; at most kKeptFaults.
+const std::deque<Fault>& LastFaults();
+
+constexpr size_t kKeptFaults = 32;
+
+}  // namespace host
+
+/// Raises a fault of the platform itself; `text` is a std::string.
+#define HOST_FAULT(text) vkmw_gen_fault(0, __func__, __FILE__, __LINE__, (text).c_str())

@@ -1,0 +1,54 @@
+# Shared by the commands of this tree; sourced, not run.
+
+say() { printf '\n\033[1m== %s\033[0m\n' "$*"; }
+
+fail() {
+  printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+  exit 1
+}
+
+BUILD_PACKAGES="cmake g++ libboost-dev libsnmp-dev libspdlog-dev libsystemd-dev libyang2-dev
+  ninja-build pkg-config"
+SHOW_PACKAGES="iproute2 python3 snmp util-linux"
+TEST_PACKAGES="clang-format clang-tidy g++-i686-linux-gnu googletest libgmock-dev libgtest-dev
+  python3-pytest strace"
+
+# The words "sudo" or "" that a command needs in front to act as root; fails when it cannot.
+root_prefix() {
+  if [ "$(id -u)" -eq 0 ]; then
+    echo ""
+  elif command -v sudo >/dev/null && { [ -t 0 ] || sudo -n true 2>/dev/null; }; then
+    echo sudo
+  else
+    return 1
+  fi
+}
+
+# Installs the packages named that are missing, with the system's package manager.
+need_packages() {
+  local missing=() package sudo
+  for package in "$@"; do
+    [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+      missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  sudo=$(root_prefix) ||
+    fail "packages are missing and there is neither root nor sudo to install them: ${missing[*]}"
+  say "Installing ${missing[*]}"
+  $sudo apt-get update -q </dev/null
+  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends \
+    "${missing[@]}" </dev/null
+}
+
+# The command that runs another one as root of a network and mount namespace of its own, so that
+# what it does to networks cannot reach the machine's; as root, with sudo, or without either in a
+# user namespace. Empty when this machine permits none of them.
+private_network() {
+  local sudo outside
+  outside="env OUTSIDE=$(readlink /proc/self/ns/net)+$(readlink /proc/self/ns/mnt)"
+  if sudo=$(root_prefix); then
+    echo "$sudo unshare --net --mount -- $outside"
+  elif unshare --map-root-user --net --mount true 2>/dev/null; then
+    echo "unshare --map-root-user --net --mount -- $outside"
+  fi
+}

@@ -1,0 +1,96 @@
+#include <arpa/inet.h>
+
+#include "confd/value_text.h"
+#include "fake_device.h"
+#include "platform_under_test.h"
+#include "vkconfd/app_interface.h"
+
+namespace contract {
+
+namespace {
+
+constexpr char kAgent[] = "/confd_dyncfg:confdConfig/snmpAgent/";
+constexpr char kCommunities[] =
+    "/SNMP_COMMUNITY_MIB:SNMP-COMMUNITY-MIB/snmpCommunityTable/snmpCommunityEntry";
+
+confd_value_t Address(const std::string& text) {
+  in_addr v4 = {};
+  in6_addr v6 = {};
+  if (inet_pton(AF_INET, text.c_str(), &v4) == 1) return common::MakeIpv4(v4);
+  inet_pton(AF_INET6, text.c_str(), &v6);
+  return common::MakeIpv6(v6);
+}
+
+void AddCommunity(fake::Database& database, const std::string& name) {
+  const std::string row = kCommunities + ("{" + name + "}/");
+  database.AddEntry(kCommunities, {{"snmpCommunityIndex", common::MakeBuf(name)}});
+  database.Set(row + "snmpCommunityName", common::MakeBuf(name));
+  database.Set(row + "snmpCommunitySecurityName", common::MakeBuf(name));
+}
+
+void Fill(fake::Database& database, const Configuration& configuration) {
+  const std::string agent = kAgent;
+  database.Set(agent + "enabled", common::MakeBool(configuration.enabled));
+  database.Set(agent + "ip", Address(configuration.ip));
+  database.Set(agent + "port", common::MakeUint16(configuration.port));
+  std::vector<confd_value_t> entries;
+  for (const std::string& entry : configuration.extra) entries.push_back(common::MakeBuf(entry));
+  database.Set(agent + "extraIpPorts", common::MakeList(entries));
+  for (const std::string& name : configuration.communities) AddCommunity(database, name);
+}
+
+class FakePlatform : public PlatformUnderTest {
+ public:
+  FakePlatform() { device_.Reset(); }
+  ~FakePlatform() override { vkos::the_context.reset(); }
+
+  void InstallContext(const vkos::Context::HaStateChangeCallbacks& callbacks) override {
+    const vkmw_process_signature_t signature = {"contract"};
+    vkos::the_context = std::make_unique<vkos::Context>(&signature, &callbacks);
+  }
+
+  void Start(const Configuration& configuration,
+             const std::vector<vkconfd::ConfigHandler*>& handlers) override {
+    Fill(device_.confd.running, configuration);
+    app_interface_ = std::make_unique<vkconfd::AppInterface>(
+        vkos::the_context->GetVkmw(), vkmw_trace_register_category("contract"), "contract",
+        handlers, std::vector<vkconfd::ActionHandler*>{}, std::vector<vkconfd::DataHandler*>{},
+        ELEM_CONFD_PHASE_2, 0);
+    vkos::the_context->GetServer().Run();
+  }
+
+  void Commit(const Configuration& configuration) override {
+    device_.framework.Commit([&configuration](fake::Database& database) {
+      database = fake::Database();
+      Fill(database, configuration);
+    });
+  }
+
+  void Stop() override { app_interface_.reset(); }
+
+  bool RunUntil(const std::function<bool()>& condition, long limit_ms) override {
+    for (long ms = 0; ms < limit_ms && !condition(); ++ms) device_.clock.Advance(1);
+    return condition();
+  }
+
+  void RunFor(long ms) override { device_.clock.Advance(ms); }
+
+  void GoActive() override { device_.process.GoActive(); }
+  void GoStandby() override { device_.process.GoStandby(); }
+
+  std::vector<std::string> FaultTexts() const override {
+    std::vector<std::string> texts;
+    for (const fake::Fault& fault : device_.middleware.faults) texts.push_back(fault.text);
+    return texts;
+  }
+
+ private:
+  fake::Device& device_ = fake::Device::Instance();
+  std::unique_ptr<vkconfd::AppInterface> app_interface_;
+};
+
+}  // namespace
+
+std::unique_ptr<PlatformUnderTest> MakePlatform() { return std::make_unique<FakePlatform>(); }
+
+}  // namespace contract

@@ -1,0 +1,59 @@
+// What a contract test needs of a platform besides its api: a configuration, commits, and time.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "vkconfd/config_handler.h"
+#include "vkos/context.h"
+
+namespace contract {
+
+/// A configuration of the agent.
+struct Configuration {
+  bool enabled = false;
+  std::string ip = "127.0.0.1";
+  uint16_t port = 2161;
+  std::vector<std::string> extra;
+  std::vector<std::string> communities;  ///< Index, name and security name at once.
+};
+
+class PlatformUnderTest {
+ public:
+  virtual ~PlatformUnderTest() = default;
+
+  /// Installs vkos::the_context.
+  virtual void InstallContext(const vkos::Context::HaStateChangeCallbacks& callbacks) = 0;
+
+  /// Brings a configuration into force, makes the application interface for these handlers and
+  /// runs the server until they are connected. What a handler throws passes.
+  virtual void Start(const Configuration& configuration,
+                     const std::vector<vkconfd::ConfigHandler*>& handlers) = 0;
+
+  /// Replaces the configuration in one commit and returns when it is delivered.
+  virtual void Commit(const Configuration& configuration) = 0;
+
+  /// Destroys the application interface.
+  virtual void Stop() = 0;
+
+  /// Lets time pass until `condition` holds; false when it does not within `limit_ms`.
+  virtual bool RunUntil(const std::function<bool()>& condition, long limit_ms) = 0;
+
+  /// Lets `ms` pass.
+  virtual void RunFor(long ms) = 0;
+
+  /// Changes the node's role.
+  virtual void GoActive() = 0;
+  virtual void GoStandby() = 0;
+
+  /// The texts of the faults raised since the platform was made, oldest first.
+  virtual std::vector<std::string> FaultTexts() const = 0;
+};
+
+/// The platform that the test program is linked with.
+std::unique_ptr<PlatformUnderTest> MakePlatform();
+
+}  // namespace contract

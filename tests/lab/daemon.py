@@ -1,0 +1,155 @@
+"""The daemon as a process: its folders, configuration, log and signals."""
+
+import json
+import os
+import re
+import signal
+import socket
+import subprocess
+import tempfile
+import threading
+
+from .wait import TimedOut, wait_until
+
+TREE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+
+
+class Daemon:
+    """One daemon in a namespace, with folders of its own. Use it as a context manager: whatever
+    happens inside, the process has ended and the folders are gone afterwards."""
+
+    def __init__(self, namespace, build, level="detail"):
+        self.namespace = namespace
+        self.program = os.path.join(build, "src/app/snmp-app")
+        self.level = level
+        self._folder = tempfile.TemporaryDirectory(prefix="snmp-app-")
+        self.configuration = os.path.join(self._folder.name, "etc")
+        self.state = os.path.join(self._folder.name, "lib")
+        os.mkdir(self.configuration)
+        os.mkdir(self.state)
+        self.process = None
+        self.lines = []
+        self._news = threading.Condition()
+        self._readers = []
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process is not None and self.process.poll() is None:
+            self.kill()
+        self._folder.cleanup()
+
+    @property
+    def startup_file(self):
+        return os.path.join(self.configuration, "startup.json")
+
+    @property
+    def running_file(self):
+        return os.path.join(self.state, "running.json")
+
+    def write_startup(self, content):
+        """Writes the start-up configuration: an object, or the text as it stands."""
+        text = content if isinstance(content, str) else json.dumps(content, indent=2)
+        with open(self.startup_file, "w", encoding="utf-8") as file:
+            file.write(text)
+
+    def start(self, wait=True):
+        """Starts the process; waits until it says that it is ready."""
+        notify_path = os.path.join(self._folder.name, "notify")
+        if os.path.exists(notify_path):
+            os.unlink(notify_path)
+        self._notify = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self._notify.bind(notify_path)
+        environment = {
+            **os.environ,
+            "CONFIGURATION_DIRECTORY": self.configuration,
+            "STATE_DIRECTORY": self.state,
+            "SNMP_APP_MODELS": os.path.join(TREE, "yang"),
+            "SNMP_APP_LOG_LEVEL": self.level,
+            "NOTIFY_SOCKET": notify_path,
+        }
+        environment.pop("INVOCATION_ID", None)
+        self.process = subprocess.Popen(
+            self.namespace.command(self.program), env=environment, stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+        reader = threading.Thread(target=self._read, args=(self.process,), daemon=True)
+        reader.start()
+        self._readers.append(reader)
+        if wait:
+            self.wait_ready()
+
+    def wait_ready(self, seconds=20.0):
+        """Waits for READY=1 on the notification socket."""
+        self._notify.settimeout(seconds)
+        try:
+            while b"READY=1" not in self._notify.recv(4096):
+                pass
+        except socket.timeout:
+            raise TimedOut("the daemon is not ready:\n" + "\n".join(self.lines[-20:])) from None
+
+    def _read(self, process):
+        for line in process.stderr:
+            with self._news:
+                self.lines.append(line.rstrip("\n"))
+                self._news.notify_all()
+
+    def mark(self):
+        """The number of records so far, for `since` of the searches."""
+        return len(self.lines)
+
+    def records(self, pattern, since=0):
+        return [line for line in self.lines[since:] if re.search(pattern, line)]
+
+    def wait_record(self, pattern, since=0, seconds=10.0, count=1):
+        """The record that is the `count`-th match."""
+        def enough():
+            return len(self.records(pattern, since)) >= count
+        with self._news:
+            if not self._news.wait_for(enough, timeout=seconds):
+                raise TimedOut(f"no record like {pattern!r} (x{count}) within {seconds:g} s:\n" +
+                               "\n".join(self.lines[since:][-25:]))
+        return self.records(pattern, since)[count - 1]
+
+    def tell(self, number):
+        """Sends a signal."""
+        self.process.send_signal(number)
+
+    def reload(self, content):
+        """Gives a new start-up configuration and waits until the daemon has dealt with it."""
+        self.write_startup(content)
+        since = self.mark()
+        self.tell(signal.SIGHUP)
+        self.wait_ready()
+        return since
+
+    def stop(self, number=signal.SIGTERM, seconds=10.0):
+        """Ends the process by a signal; returns its exit status when all records are read."""
+        self.tell(number)
+        status = self.process.wait(timeout=seconds)
+        self._readers[-1].join(seconds)
+        self._notify.close()
+        return status
+
+    def kill(self):
+        return self.stop(signal.SIGKILL)
+
+
+def configuration(ip, extra=(), enabled=True, port=161, communities=("public",)):
+    """A start-up configuration of the agent."""
+    return {
+        "confd_dyncfg:confdConfig": {
+            "snmpAgent": {"enabled": enabled, "ip": ip, "port": port, "extraIpPorts": list(extra)}
+        },
+        "SNMP-COMMUNITY-MIB:SNMP-COMMUNITY-MIB": {
+            "snmpCommunityTable": {
+                "snmpCommunityEntry": [
+                    {"snmpCommunityIndex": name, "snmpCommunityName": name,
+                     "snmpCommunitySecurityName": name} for name in communities
+                ]
+            }
+        },
+    }
+
+
+__all__ = ["Daemon", "configuration", "wait_until"]

@@ -1,0 +1,17 @@
+"""An SNMP manager: net-snmp's own command line tools."""
+
+import os
+import subprocess
+
+SYS_DESCR = "1.3.6.1.2.1.1.1.0"
+SYS_UPTIME = "1.3.6.1.2.1.1.3.0"
+
+
+def get(namespace, address, port=161, community="public", oid=SYS_UPTIME, timeout=1.0):
+    """The value as snmpget prints it, or None when there was no answer."""
+    target = f"udp6:[{address}]:{port}" if ":" in address else f"udp:{address}:{port}"
+    done = subprocess.run(
+        namespace.command("snmpget", "-v2c", "-c", community, "-t", str(timeout), "-r", "0",
+                          "-On", "-Oe", target, oid),
+        capture_output=True, text=True, check=False, env={**os.environ, "MIBS": "", "MIBDIRS": ""})
+    return done.stdout.strip() if done.returncode == 0 else None
