@@ -1,7 +1,6 @@
 # GoogleTest: the system's libraries, or for another architecture the system's sources.
 if(SNMP_APP_32BIT)
   add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
-  add_library(GTest::gmock_main ALIAS gmock_main)
 else()
   find_package(GTest REQUIRED)
 endif()

@@ -28,16 +28,18 @@ TagTable& TagTable::Global() {
 }
 
 void TagTable::Define(const std::string& name, uint32_t hash) {
-  const auto by_name = hashes_.emplace(name, hash).first;
-  if (by_name->second != hash) {
+  const auto by_name = hashes_.find(name);
+  if (by_name != hashes_.end() && by_name->second != hash) {
     throw std::runtime_error("element " + name + " has two tag hashes, " +
                              HashText(by_name->second) + " and " + HashText(hash));
   }
-  const auto by_hash = names_.emplace(hash, name).first;
-  if (by_hash->second != name) {
+  const auto by_hash = names_.find(hash);
+  if (by_hash != names_.end() && by_hash->second != name) {
     throw std::runtime_error("elements " + by_hash->second + " and " + name +
                              " have the same tag hash " + HashText(hash));
   }
+  hashes_.emplace(name, hash);
+  names_.emplace(hash, name);
 }
 
 uint32_t TagTable::Hash(const std::string& name) {

@@ -1,0 +1,118 @@
+#include "confd/fake_database.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "confd/value_text.h"
+
+namespace fake {
+
+namespace {
+
+using common::PathStep;
+
+bool IsEntryOf(const Node& node, const std::string& list) {
+  return node.name == list && !node.keys.empty();
+}
+
+std::vector<Node>::iterator FindIndexed(Node* parent, const PathStep& step) {
+  int left = *step.index;
+  return std::find_if(parent->children.begin(), parent->children.end(), [&](const Node& child) {
+    return IsEntryOf(child, step.name) && left-- == 0;
+  });
+}
+
+/// The child that `step` names, or the end of the children.
+std::vector<Node>::iterator FindChild(Node* parent, const PathStep& step) {
+  if (step.index) return FindIndexed(parent, step);
+  return std::find_if(parent->children.begin(), parent->children.end(), [&step](const Node& child) {
+    return child.name == step.name && child.keys == step.keys;
+  });
+}
+
+Node* FindNode(Node* node, const std::vector<PathStep>& steps) {
+  for (const PathStep& step : steps) {
+    const auto child = FindChild(node, step);
+    if (child == node->children.end()) return nullptr;
+    node = &*child;
+  }
+  return node;
+}
+
+Node* FindOrCreate(Node* node, const std::vector<PathStep>& steps) {
+  for (const PathStep& step : steps) {
+    auto child = FindChild(node, step);
+    if (child == node->children.end()) {
+      if (step.index) throw std::invalid_argument("no entry to create at an index: " + step.name);
+      child = node->children.insert(child, Node{step.name, step.keys, false, {}, {}});
+    }
+    node = &*child;
+  }
+  return node;
+}
+
+/// Searches change nothing; only who holds a database that may be changed changes what is found.
+Node* Mutable(const Node& root) { return const_cast<Node*>(&root); }
+
+}  // namespace
+
+Node Node::Copy() const {
+  Node copy{name, keys, is_key, common::OwnedValue(common::CopyValue(value.Value())), {}};
+  for (const Node& child : children) copy.children.push_back(child.Copy());
+  return copy;
+}
+
+Database Database::Copy() const {
+  Database copy;
+  copy.root_ = root_.Copy();
+  return copy;
+}
+
+void Database::Set(const std::string& path, const confd_value_t& value) {
+  common::OwnedValue owned(value);
+  FindOrCreate(&root_, common::ParsePath(path))->value = std::move(owned);
+}
+
+void Database::AddEntry(const std::string& list_path, const std::vector<KeyLeaf>& key_leaves) {
+  std::vector<PathStep> steps = common::ParsePath(list_path);
+  for (const auto& [name, value] : key_leaves) {
+    steps.back().keys.push_back(common::ValueText(value));
+  }
+  Node* entry = FindOrCreate(&root_, steps);
+  for (const auto& [name, value] : key_leaves) {
+    entry->children.push_back(Node{name, {}, true, common::OwnedValue(value), {}});
+  }
+}
+
+void Database::Delete(const std::string& path) {
+  std::vector<PathStep> steps = common::ParsePath(path);
+  const PathStep last = steps.back();
+  steps.pop_back();
+  Node* parent = FindNode(&root_, steps);
+  if (parent == nullptr || FindChild(parent, last) == parent->children.end()) {
+    throw std::out_of_range("nothing to delete at " + path);
+  }
+  const auto node = FindChild(parent, last);
+  if (node->value.Value().type == C_LIST) {
+    node->value = common::OwnedValue(common::MakeList({}));
+  } else {
+    parent->children.erase(node);
+  }
+}
+
+const Node* Database::Find(const std::string& path) const {
+  return FindNode(Mutable(root_), common::ParsePath(path));
+}
+
+int Database::Instances(const std::string& path) const {
+  std::vector<PathStep> steps = common::ParsePath(path);
+  const std::string list = steps.back().name;
+  steps.pop_back();
+  const Node* parent = FindNode(Mutable(root_), steps);
+  if (parent == nullptr) return 0;
+  return static_cast<int>(
+      std::count_if(parent->children.begin(), parent->children.end(),
+                    [&list](const Node& child) { return IsEntryOf(child, list); }));
+}
+
+}  // namespace fake

@@ -1,0 +1,23 @@
+#include "confd/fake_tags.h"
+
+namespace fake {
+
+namespace {
+
+common::TagTable& DefineTags() {
+  common::TagTable& tags = common::TagTable::Global();
+  tags.Define("enabled", 0x0BC47BAF);
+  tags.Define("extraIpPorts", 0x4F2DD360);
+  tags.Define("ip", 0x61FA2CDB);
+  tags.Define("port", 0x009E8010);
+  return tags;
+}
+
+}  // namespace
+
+common::TagTable& Tags() {
+  static common::TagTable& tags = DefineTags();
+  return tags;
+}
+
+}  // namespace fake

@@ -1,0 +1,84 @@
+#include "vkconfd/fake_framework.h"
+
+#include <cassert>
+#include <utility>
+
+#include "confd/fake_differences.h"
+#include "delivery/delivery.h"
+#include "fake_device.h"
+#include "vkconfd/cdb_session.h"
+#include "vkmw/vkmw.h"
+
+namespace fake {
+
+namespace {
+
+/// Keeps the configuration from before a commit readable while it is delivered.
+class PreCommit {
+ public:
+  explicit PreCommit(Database before) { Device::Instance().confd.pre_commit = std::move(before); }
+  ~PreCommit() { Device::Instance().confd.pre_commit.reset(); }
+  PreCommit(const PreCommit&) = delete;
+  PreCommit& operator=(const PreCommit&) = delete;
+};
+
+/// Reports an exception that left a handler during a commit.
+void RaiseFault(const std::string& operation, const std::string& reason) {
+  vkmw_gen_fault(0, __func__, "platform/fake/vkconfd/fake_framework", __LINE__,
+                 (operation + ": " + reason).c_str());
+}
+
+}  // namespace
+
+template <typename Operation>
+void Framework::ForEachHandler(Operation operation) {
+  for (vkconfd::ConfigHandler* handler : registrations.back().config_handlers) operation(handler);
+  for (vkconfd::ActionHandler* handler : registrations.back().action_handlers) operation(handler);
+  for (vkconfd::DataHandler* handler : registrations.back().data_handlers) operation(handler);
+}
+
+void Framework::Register(const Registration& registration) {
+  assert(!live_);
+  registrations.push_back(registration);
+  live_ = true;
+}
+
+void Framework::Unregister() {
+  if (connected_) {
+    ForEachHandler([](vkconfd::BaseHandler* handler) {
+      handler->ConfdDisconnected();
+      handler->SetConfdInterface(nullptr);
+    });
+  }
+  connected_ = false;
+  live_ = false;
+}
+
+void Framework::Connect() {
+  if (!live_) return;
+  ConfdInterface& interface = Device::Instance().confd.interface;
+  connected_ = true;
+  ForEachHandler([&](vkconfd::BaseHandler* handler) {
+    handler->SetConfdInterface(&interface);
+    handler->ConfdConnected(registrations.back().phase);
+  });
+  for (vkconfd::ConfigHandler* handler : registrations.back().config_handlers) {
+    {
+      const VkConfdCdbSession session(&interface, CDB_RUNNING, true);
+      handler->LoadInitialConfig(session.Socket());
+    }
+    handler->ApplyInitialConfig();
+  }
+}
+
+void Framework::Commit(const std::function<void(Database&)>& edit) {
+  Confd& confd = Device::Instance().confd;
+  Database after = confd.running.Copy();
+  edit(after);
+  std::vector<common::Change> changes = Differences(confd.running, after);
+  const PreCommit pre_commit(std::exchange(confd.running, std::move(after)));
+  if (!live_) return;
+  common::Deliver(changes, registrations.back().config_handlers, RaiseFault);
+}
+
+}  // namespace fake

@@ -1,0 +1,117 @@
+#include "config/engine.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "config/differences.h"
+
+namespace host {
+
+namespace {
+
+Engine* current_engine = nullptr;
+
+/// The tree from before the commit is readable as long as this lives.
+class DeliveryScope {
+ public:
+  DeliveryScope(SharedTree* slot, SharedTree tree) : slot_(slot) { *slot_ = std::move(tree); }
+  ~DeliveryScope() { slot_->reset(); }
+  DeliveryScope(const DeliveryScope&) = delete;
+  DeliveryScope& operator=(const DeliveryScope&) = delete;
+
+ private:
+  SharedTree* slot_;
+};
+
+SharedTree ReadTree(ly_ctx* context, const std::string& text) {
+  Tree tree = ParseTree(context, text);
+  ValidateTree(context, &tree);
+  return tree;
+}
+
+}  // namespace
+
+Engine::Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver)
+    : schema_(models_folder),
+      store_(running_file),
+      deliver_(std::move(deliver)),
+      running_(ReadTree(schema_.Context(), "{}")) {}
+
+Engine* Engine::Current() { return current_engine; }
+
+void Engine::SetCurrent(Engine* engine) { current_engine = engine; }
+
+LoadResult Engine::LoadStored() {
+  RefuseNested();
+  LoadResult result;
+  try {
+    const std::optional<std::string> text = store_.Load();
+    running_ = ReadTree(schema_.Context(), text.value_or("{}"));
+    result.found = text.has_value();
+  } catch (const std::runtime_error& error) {
+    running_ = ReadTree(schema_.Context(), "{}");
+    result.refused = store_.Path() + " is moved to " + store_.MoveAside() + ": " + error.what();
+  }
+  return result;
+}
+
+CommitResult Engine::ReplaceByFile(const std::string& path) {
+  RefuseNested();
+  const std::string text = ReadFile(path);
+  Tree candidate;
+  try {
+    candidate = ParseTree(schema_.Context(), text);
+    ValidateTree(schema_.Context(), &candidate);
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(path + ": " + error.what());
+  }
+  return CommitValidated(std::move(candidate));
+}
+
+CommitResult Engine::Commit(Tree candidate) {
+  RefuseNested();
+  ValidateTree(schema_.Context(), &candidate);
+  return CommitValidated(std::move(candidate));
+}
+
+CommitResult Engine::CommitValidated(SharedTree candidate) {
+  std::vector<common::Change> changes = Differences(schema_, running_.get(), candidate.get());
+  const std::string text = PrintTree(candidate.get());
+  CommitResult result;
+  if (changes.empty() && text == PrintTree(running_.get())) return result;
+  store_.Save(text);
+  running_.swap(candidate);
+  result.saved = true;
+  if (changes.empty()) return result;
+  result.delivered = true;
+  const DeliveryScope scope(&pre_commit_, std::move(candidate));
+  if (deliver_) deliver_(changes);
+  return result;
+}
+
+int Engine::OpenSession(cdb_db_type database) {
+  if (database != CDB_RUNNING && database != CDB_PRE_COMMIT_RUNNING) {
+    throw std::runtime_error("there is no database " + std::to_string(database));
+  }
+  if (database == CDB_PRE_COMMIT_RUNNING && !IsDelivering()) {
+    throw std::runtime_error("the configuration before a commit is there during its delivery only");
+  }
+  const SharedTree& tree = database == CDB_RUNNING ? running_ : pre_commit_;
+  sessions_.emplace(++last_socket_, Reader(schema_, tree));
+  return last_socket_;
+}
+
+void Engine::CloseSession(int socket) { sessions_.erase(socket); }
+
+Reader* Engine::FindSession(int socket) {
+  const auto found = sessions_.find(socket);
+  return found == sessions_.end() ? nullptr : &found->second;
+}
+
+void Engine::RefuseNested() const {
+  if (IsDelivering()) {
+    throw std::runtime_error("a commit is being delivered; another one has to wait for its end");
+  }
+}
+
+}  // namespace host

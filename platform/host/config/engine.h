@@ -1,0 +1,98 @@
+// The configuration engine: the configuration in force, in memory and on disk, and its changes.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "confd_cdb.h"
+#include "config/reader.h"
+#include "config/schema.h"
+#include "config/store.h"
+#include "config/tree.h"
+#include "delivery/change.h"
+
+namespace host {
+
+/// Told of the changes of a commit that is in force already. It must not throw; an exception that
+/// leaves it leaves the commit in force and goes to who asked for the commit.
+using Deliver = std::function<void(std::vector<common::Change>& changes)>;
+
+struct LoadResult {
+  bool found = false;   ///< The running configuration is the stored one, else the defaults.
+  std::string refused;  ///< Why a stored file was moved aside and to where, else empty.
+};
+
+struct CommitResult {
+  bool saved = false;      ///< The stored file was replaced.
+  bool delivered = false;  ///< Some value changed, and `Deliver` was told.
+};
+
+class Engine {
+ public:
+  /// Loads the models of `models_folder`; the running configuration is their defaults. It is kept
+  /// in `running_file`, whose folder must exist at the first save. `deliver` may be empty.
+  /// Throws std::runtime_error as Schema does, or when the defaults alone are not valid.
+  Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver);
+
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+
+  /// The engine that the process's cdb_ calls read, null when there is none. Set and cleared by its
+  /// owner, and cleared before the engine is destroyed.
+  static Engine* Current();
+  static void SetCurrent(Engine* engine);
+
+  /// Takes the stored file as the running configuration, or the defaults when there is none;
+  /// delivers nothing. A file that cannot be used is moved aside, the defaults are taken and the
+  /// result tells why. Throws std::runtime_error when it cannot be moved aside either.
+  LoadResult LoadStored();
+
+  /// Replaces the running configuration by the content of a start-up file in JSON and delivers the
+  /// changes. Throws std::runtime_error with the file's path, the place in it and the reason when
+  /// the file cannot be read, is refused by the models or the result cannot be saved, or when a
+  /// commit is being delivered: nothing has changed then.
+  CommitResult ReplaceByFile(const std::string& path);
+
+  /// A copy of the running configuration, to be edited and given to Commit().
+  Tree CopyRunning() const { return CopyTree(running_.get()); }
+
+  /// Makes `candidate` the running configuration: validation with defaults, differences, save, swap
+  /// and delivery. A candidate that changes no value is not delivered, and not saved either unless
+  /// its explicit nodes are others. Throws std::runtime_error as ReplaceByFile() does.
+  CommitResult Commit(Tree candidate);
+
+  /// The configuration in force, with defaults.
+  const SharedTree& Running() const { return running_; }
+  const Schema& Models() const { return schema_; }
+
+  /// True within `Deliver`.
+  bool IsDelivering() const { return pre_commit_ != nullptr; }
+
+  /// Opens a read session on a database as it is now: a commit during the session does not change
+  /// what it reads. Returns its socket, a number that no other session ever had. Throws
+  /// std::runtime_error for CDB_PRE_COMMIT_RUNNING when no commit is being delivered, and for a
+  /// database that there is not.
+  int OpenSession(cdb_db_type database);
+
+  /// Closes a session; harmless for a socket that has none.
+  void CloseSession(int socket);
+
+  /// The session behind a socket, or null. Stays the engine's.
+  Reader* FindSession(int socket);
+
+ private:
+  void RefuseNested() const;
+  CommitResult CommitValidated(SharedTree candidate);
+
+  Schema schema_;
+  Store store_;
+  Deliver deliver_;
+  SharedTree running_;     ///< Never null: the models have containers.
+  SharedTree pre_commit_;  ///< Running as it was before the commit; set during its delivery.
+  std::map<int, Reader> sessions_;
+  int last_socket_ = 0;
+};
+
+}  // namespace host

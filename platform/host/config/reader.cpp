@@ -1,0 +1,116 @@
+#include "config/reader.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "config/value.h"
+
+namespace host {
+
+namespace {
+
+/// The path's elements; a refusal's text has the path.
+SchemaPath ResolvePath(const Schema& schema, const std::vector<common::PathStep>& steps,
+                       const std::string& path) {
+  try {
+    return schema.Resolve(steps);
+  } catch (const std::invalid_argument& error) {
+    throw std::invalid_argument("path \"" + path + "\": " + error.what());
+  }
+}
+
+/// What libyang looks a list's entry up by. Keys hold no double quotes, our models see to that;
+/// one that does is nobody's, and so has no text.
+std::string KeyPredicate(const lysc_node* list, const std::vector<std::string>& keys) {
+  std::string predicate;
+  const lysc_node* key = lysc_node_child(list);
+  for (const std::string& value : keys) {
+    if (value.find('"') != std::string::npos) return "";
+    predicate += std::string("[") + key->name + "=\"" + value + "\"]";
+    key = key->next;
+  }
+  return predicate;
+}
+
+/// One of `siblings`: the first of the element, or the entry that `key`, if any, stands for.
+const lyd_node* FindAmong(const lyd_node* siblings, const lysc_node* element,
+                          const std::string* key) {
+  if (siblings == nullptr) return nullptr;
+  lyd_node* found = nullptr;
+  const LY_ERR result =
+      lyd_find_sibling_val(siblings, element, key == nullptr ? nullptr : key->c_str(),
+                           key == nullptr ? 0 : key->size(), &found);
+  if (result == LY_SUCCESS) return found;
+  // A key that its type refuses names no entry; the refusal must not pile up in the context.
+  if (result != LY_ENOTFOUND) ly_err_clean(element->module->ctx, nullptr);
+  return nullptr;
+}
+
+const lyd_node* NextEntry(const lyd_node* entry) {
+  const lyd_node* next = entry->next;
+  return next != nullptr && next->schema == entry->schema ? next : nullptr;
+}
+
+}  // namespace
+
+Reader::Reader(const Schema& schema, SharedTree tree) : schema_(&schema), tree_(std::move(tree)) {}
+
+confd_value_t Reader::Get(const std::string& path) {
+  const Place place = Find(path);
+  if (place.element->nodetype == LYS_LEAFLIST && !place.names_entry && place.parent_exists) {
+    return LeafListValue(place.node);
+  }
+  if ((place.element->nodetype & (LYS_LEAF | LYS_LEAFLIST)) == 0) {
+    throw std::invalid_argument("path \"" + path + "\": \"" + place.element->name +
+                                "\" is no leaf and has no value");
+  }
+  return place.node == nullptr ? confd_value_t{C_NOEXISTS, {}} : TermValue(place.node);
+}
+
+int Reader::Count(const std::string& path) {
+  const Place place = Find(path);
+  if ((place.element->nodetype & (LYS_LIST | LYS_LEAFLIST)) == 0 || place.names_entry) {
+    throw std::invalid_argument("path \"" + path + "\": \"" + place.element->name +
+                                "\" is no list");
+  }
+  int count = 0;
+  for (const lyd_node* entry = place.node; entry != nullptr; entry = NextEntry(entry)) ++count;
+  return count;
+}
+
+Reader::Place Reader::Find(const std::string& path) {
+  const std::vector<common::PathStep> steps = common::ParsePath(path);
+  const SchemaPath elements = ResolvePath(*schema_, steps, path);
+  Place place;
+  const lyd_node* siblings = tree_.get();
+  for (size_t i = 0; i < steps.size(); ++i) {
+    place.parent_exists = i == 0 || place.node != nullptr;
+    place.node = FindStep(siblings, steps[i], elements[i]);
+    siblings = lyd_child(place.node);
+  }
+  place.element = elements.back();
+  place.names_entry = !steps.back().keys.empty() || steps.back().index.has_value();
+  return place;
+}
+
+const lyd_node* Reader::FindStep(const lyd_node* siblings, const common::PathStep& step,
+                                 const lysc_node* element) {
+  if (step.index.has_value()) return AtIndex(FindAmong(siblings, element, nullptr), *step.index);
+  if (step.keys.empty()) return FindAmong(siblings, element, nullptr);
+  if (element->nodetype == LYS_LEAFLIST) return FindAmong(siblings, element, &step.keys.front());
+  const std::string predicate = KeyPredicate(element, step.keys);
+  return predicate.empty() ? nullptr : FindAmong(siblings, element, &predicate);
+}
+
+const lyd_node* Reader::AtIndex(const lyd_node* first, int index) {
+  if (first == nullptr) return nullptr;
+  if (last_.first != first || index < last_.index) last_ = {first, first, 0};
+  while (last_.index < index) {
+    const lyd_node* next = NextEntry(last_.entry);
+    if (next == nullptr) return nullptr;
+    last_ = {first, next, last_.index + 1};
+  }
+  return last_.entry;
+}
+
+}  // namespace host

@@ -1,0 +1,53 @@
+// Reading one configuration by ConfD's paths.
+#pragma once
+
+#include <string>
+
+#include "confd_lib.h"
+#include "config/schema.h"
+#include "config/tree.h"
+
+namespace host {
+
+class Reader {
+ public:
+  /// Reads `tree` for as long as the reader lives. `schema` is the tree's and outlives the reader.
+  Reader(const Schema& schema, SharedTree tree);
+
+  /// The value of the leaf, leaf-list or leaf-list entry at a path; the caller owns it. An
+  /// existing element's leaf-list without entries is an empty C_LIST. C_NOEXISTS when there is no
+  /// such leaf or entry. Throws std::invalid_argument for a text that is no path of the schema or
+  /// not of a leaf or leaf-list.
+  confd_value_t Get(const std::string& path);
+
+  /// Number of entries of the list or leaf-list at a path, 0 where its parent is absent. Throws
+  /// std::invalid_argument for a text that is no path of the schema or not of a list.
+  int Count(const std::string& path);
+
+ private:
+  /// The entry that was last found by its position: loops over positions go on from here.
+  struct Position {
+    const lyd_node* first = nullptr;  ///< Of the list's entries.
+    const lyd_node* entry = nullptr;
+    int index = 0;
+  };
+
+  /// What a path leads to.
+  struct Place {
+    const lysc_node* element = nullptr;
+    bool names_entry = false;  ///< The last step has a key or an index.
+    bool parent_exists = false;
+    const lyd_node* node = nullptr;  ///< The first of several when no entry is named, or null.
+  };
+
+  Place Find(const std::string& path);
+  const lyd_node* FindStep(const lyd_node* siblings, const common::PathStep& step,
+                           const lysc_node* element);
+  const lyd_node* AtIndex(const lyd_node* first, int index);
+
+  const Schema* schema_;
+  SharedTree tree_;
+  Position last_;
+};
+
+}  // namespace host

@@ -1,0 +1,208 @@
+#include "config/schema.h"
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+
+#include "confd/tag_table.h"
+#include "config/tree.h"
+
+namespace host {
+
+namespace {
+
+constexpr char kExtensions[] = "snmp-app-platform";
+
+/// The names of the model files of a folder in alphabetic order.
+std::vector<std::string> FindModels(const std::string& folder) {
+  std::vector<std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().extension() == ".yang") files.push_back(entry.path().filename());
+  }
+  std::sort(files.begin(), files.end());
+  if (files.empty()) throw std::runtime_error("folder " + folder + " has no models");
+  return files;
+}
+
+ly_ctx* NewContext(const std::string& folder) {
+  // What libyang has to say is taken from the context and told with the file that it is about.
+  ly_log_options(LY_LOSTORE);
+  ly_log_level(LY_LLERR);
+  ly_ctx* context = nullptr;
+  const uint16_t options = LY_CTX_NO_YANGLIBRARY | LY_CTX_DISABLE_SEARCHDIR_CWD;
+  if (ly_ctx_new(folder.c_str(), options, &context) != LY_SUCCESS) {
+    throw std::runtime_error("libyang cannot use the models' folder " + folder);
+  }
+  return context;
+}
+
+uint32_t ParseHash(const std::string& text) {
+  if (text.size() != 10 || text.compare(0, 2, "0x") != 0 ||
+      text.find_first_not_of("0123456789abcdefABCDEF", 2) != std::string::npos) {
+    throw std::runtime_error("\"" + text + "\" is no hash such as 0x0123ABCD");
+  }
+  return static_cast<uint32_t>(std::stoul(text, nullptr, 16));
+}
+
+/// The argument of one of our extensions, or null. `extensions` is a sized array of libyang's.
+const char* FindExtension(const lysc_ext_instance* extensions, const char* name) {
+  LY_ARRAY_COUNT_TYPE i = 0;
+  LY_ARRAY_FOR(extensions, i) {
+    const lysc_ext* definition = extensions[i].def;
+    if (strcmp(definition->name, name) == 0 && strcmp(definition->module->name, kExtensions) == 0) {
+      return extensions[i].argument;
+    }
+  }
+  return nullptr;
+}
+
+/// Calls `operation` with every data element of a module, or with all those below `parent`.
+template <typename Operation>
+void ForEachElement(const lysc_node* parent, const lysc_module* module, Operation operation) {
+  const lysc_node* node = nullptr;
+  while ((node = lys_getnext(node, parent, module, 0)) != nullptr) {
+    operation(node);
+    if ((node->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0) {
+      ForEachElement(node, module, operation);
+    }
+  }
+}
+
+/// The child of `parent`, or top element of `module`, of that name; `owner` null means any model's.
+const lysc_node* FindElement(const lysc_node* parent, const lysc_module* module,
+                             const lys_module* owner, const std::string& name) {
+  const lysc_node* node = nullptr;
+  while ((node = lys_getnext(node, parent, module, 0)) != nullptr) {
+    if (name == node->name && (owner == nullptr || owner == node->module)) return node;
+  }
+  return nullptr;
+}
+
+size_t CountKeys(const lysc_node* list) {
+  size_t count = 0;
+  for (const lysc_node* child = lysc_node_child(list); child != nullptr && lysc_is_key(child);
+       child = child->next) {
+    ++count;
+  }
+  return count;
+}
+
+[[noreturn]] void Refuse(const common::PathStep& step, const std::string& reason) {
+  throw std::invalid_argument("element \"" + step.name + "\" " + reason);
+}
+
+[[noreturn]] void RefuseModel(const std::string& folder, const std::string& file,
+                              const std::string& reason) {
+  throw std::runtime_error("model " + folder + "/" + file + ": " + reason);
+}
+
+/// Checks that keys and index of a step go with its element.
+void CheckEntry(const common::PathStep& step, const lysc_node* node, bool is_last) {
+  const bool names_entry = !step.keys.empty() || step.index.has_value();
+  if ((node->nodetype & (LYS_LIST | LYS_LEAFLIST)) == 0) {
+    if (names_entry) Refuse(step, "is no list and has no entries");
+    return;
+  }
+  if (!names_entry && !is_last) Refuse(step, "is a list and needs a key or an index");
+  const size_t keys = node->nodetype == LYS_LEAFLIST ? 1 : CountKeys(node);
+  if (!step.keys.empty() && step.keys.size() != keys) {
+    Refuse(step,
+           "has " + std::to_string(keys) + " key(s), not " + std::to_string(step.keys.size()));
+  }
+}
+
+}  // namespace
+
+Schema::Schema(const std::string& folder) {
+  const std::vector<std::string> files = FindModels(folder);
+  context_.reset(NewContext(folder));
+  for (const std::string& file : files) {
+    try {
+      LoadModule(file);
+    } catch (const std::runtime_error& error) {
+      RefuseModel(folder, file, error.what());
+    }
+  }
+  // The models' own tags first: a computed one must not take the place of one that is written.
+  for (const lys_module* module : modules_) DefineTags(module);
+  for (const lys_module* module : modules_) ComputeTags(module);
+}
+
+void Schema::LoadModule(const std::string& file) {
+  const std::string stem = file.substr(0, file.rfind('.'));
+  const size_t at = stem.find('@');
+  if (at == std::string::npos) throw std::runtime_error("its name is not module@revision.yang");
+  const lys_module* module = ly_ctx_load_module(context_.get(), stem.substr(0, at).c_str(),
+                                                stem.c_str() + at + 1, nullptr);
+  if (module == nullptr) throw std::runtime_error(TakeErrors(context_.get()));
+  modules_.push_back(module);
+  by_prefix_[module->prefix] = module;
+  by_prefix_[module->name] = module;
+  const char* hash = FindExtension(module->compiled->exts, "namespace-hash");
+  namespaces_[module] = hash == nullptr ? 0 : ParseHash(hash);
+}
+
+void Schema::DefineTags(const lys_module* module) {
+  ForEachElement(nullptr, module->compiled, [module](const lysc_node* node) {
+    const char* tag = FindExtension(node->exts, "tag");
+    if (tag == nullptr) return;
+    try {
+      common::TagTable::Global().Define(node->name, ParseHash(tag));
+    } catch (const std::runtime_error& error) {
+      throw std::runtime_error(std::string("model ") + module->name + ", element " + node->name +
+                               ": " + error.what());
+    }
+  });
+}
+
+void Schema::ComputeTags(const lys_module* module) {
+  ForEachElement(nullptr, module->compiled, [this](const lysc_node* node) {
+    // libyang leaves this pointer to its user.
+    const_cast<lysc_node*>(node)->priv =
+        &tags_.emplace_back(common::TagTable::Global().Hash(node->name));
+  });
+}
+
+uint32_t Schema::Tag(const lysc_node* node) { return *static_cast<const uint32_t*>(node->priv); }
+
+uint32_t Schema::NamespaceHash(const lysc_node* node) const {
+  const auto found = namespaces_.find(node->module);
+  return found == namespaces_.end() ? 0 : found->second;
+}
+
+SchemaPath Schema::Resolve(const std::vector<common::PathStep>& steps) const {
+  SchemaPath nodes;
+  nodes.reserve(steps.size());
+  for (const common::PathStep& step : steps) {
+    const lysc_node* node = nodes.empty() ? FindTop(step) : FindChild(nodes.back(), step);
+    if (node == nullptr) Refuse(step, "is not in the models");
+    CheckEntry(step, node, &step == &steps.back());
+    nodes.push_back(node);
+  }
+  return nodes;
+}
+
+const lys_module* Schema::FindModule(const common::PathStep& step) const {
+  if (step.prefix.empty()) return nullptr;
+  const auto found = by_prefix_.find(step.prefix);
+  if (found == by_prefix_.end()) Refuse(step, "has the unknown prefix \"" + step.prefix + "\"");
+  return found->second;
+}
+
+const lysc_node* Schema::FindTop(const common::PathStep& step) const {
+  const lys_module* owner = FindModule(step);
+  if (owner != nullptr) return FindElement(nullptr, owner->compiled, owner, step.name);
+  for (const lys_module* module : modules_) {
+    const lysc_node* node = FindElement(nullptr, module->compiled, module, step.name);
+    if (node != nullptr) return node;
+  }
+  return nullptr;
+}
+
+const lysc_node* Schema::FindChild(const lysc_node* parent, const common::PathStep& step) const {
+  if ((parent->nodetype & (LYS_CONTAINER | LYS_LIST)) == 0) return nullptr;
+  return FindElement(parent, nullptr, FindModule(step), step.name);
+}
+
+}  // namespace host

@@ -1,0 +1,36 @@
+// The file that the running configuration is kept in.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace host {
+
+/// The content of a regular file. Throws std::runtime_error with path and reason.
+std::string ReadFile(const std::string& path);
+
+class Store {
+ public:
+  /// `path` is a file in a folder that exists at the first Save().
+  explicit Store(std::string path);
+
+  /// The stored text, nothing when there is no file. Throws std::runtime_error with path and reason
+  /// when something is there that cannot be read.
+  std::optional<std::string> Load() const;
+
+  /// Replaces the stored text. Whenever the process or the machine stops, the file is the whole
+  /// old one or the whole new one. Throws std::runtime_error with path and reason; the file is
+  /// then the old one, and nothing is left beside it.
+  void Save(const std::string& text) const;
+
+  /// Renames what is at the path to a free name beside it, "name.refused", "name.refused.1" and so
+  /// on, and returns that path. Throws std::runtime_error with path and reason.
+  std::string MoveAside() const;
+
+  const std::string& Path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+}  // namespace host

@@ -1,0 +1,77 @@
+#include "config/value.h"
+
+#include <arpa/inet.h>
+#include <libyang/plugins_types.h>
+
+#include <cstring>
+
+#include "confd/value_text.h"
+
+namespace host {
+
+namespace {
+
+const lyd_value& TypedValue(const lyd_node* term) {
+  const lyd_value* value = &reinterpret_cast<const lyd_node_term*>(term)->value;
+  while (value->realtype->basetype == LY_TYPE_UNION) value = &value->subvalue->value;
+  return *value;
+}
+
+/// Compiled types have no name; what tells an address from other text is who reads it.
+bool IsReadBy(const lyd_value& value, const char* plugin) {
+  return strncmp(value.realtype->plugin->id, plugin, strlen(plugin)) == 0;
+}
+
+confd_value_t StringValue(const lyd_value& value, const char* text) {
+  in_addr ipv4 = {};
+  in6_addr ipv6 = {};
+  if (IsReadBy(value, "libyang 2 - ipv4-address") && inet_pton(AF_INET, text, &ipv4) == 1) {
+    return common::MakeIpv4(ipv4);
+  }
+  if (IsReadBy(value, "libyang 2 - ipv6-address") && inet_pton(AF_INET6, text, &ipv6) == 1) {
+    return common::MakeIpv6(ipv6);
+  }
+  return common::MakeBuf(text);
+}
+
+}  // namespace
+
+confd_value_t TermValue(const lyd_node* term) {
+  const lyd_value& value = TypedValue(term);
+  switch (value.realtype->basetype) {
+    case LY_TYPE_BOOL:
+      return common::MakeBool(value.boolean != 0);
+    case LY_TYPE_UINT8:
+      return common::MakeUint8(value.uint8);
+    case LY_TYPE_UINT16:
+      return common::MakeUint16(value.uint16);
+    case LY_TYPE_UINT32:
+      return common::MakeUint32(value.uint32);
+    case LY_TYPE_INT32:
+      return common::MakeInt32(value.int32);
+    case LY_TYPE_STRING:
+      return StringValue(value, lyd_get_value(term));
+    default:
+      return common::MakeBuf(lyd_get_value(term));
+  }
+}
+
+confd_value_t LeafListValue(const lyd_node* first) {
+  std::vector<confd_value_t> entries;
+  for (const lyd_node* entry = first; entry != nullptr && entry->schema == first->schema;
+       entry = entry->next) {
+    entries.push_back(TermValue(entry));
+  }
+  return common::MakeList(entries);
+}
+
+std::vector<common::OwnedValue> EntryKeys(const lyd_node* entry) {
+  std::vector<common::OwnedValue> keys;
+  for (const lyd_node* child = lyd_child(entry); child != nullptr && lysc_is_key(child->schema);
+       child = child->next) {
+    keys.emplace_back(TermValue(child));
+  }
+  return keys;
+}
+
+}  // namespace host

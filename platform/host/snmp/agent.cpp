@@ -1,0 +1,131 @@
+#include "snmp/agent.h"
+
+#include <sys/resource.h>
+
+#include <cassert>
+#include <map>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "snmp/agent_library.h"
+#include "snmp/library_timer.h"
+#include "snmp/listener_plan.h"
+#include "snmp/read_access.h"
+#include "snmp/request_channel.h"
+#include "snmp/udp_listener.h"
+
+namespace host {
+
+namespace {
+
+// Requests of one listener in a row, before the others have their turn.
+constexpr size_t kBatch = 32;
+
+void RaiseDescriptorLimit() {
+  rlimit limit = {};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+  }
+}
+
+}  // namespace
+
+struct SnmpAgent::Impl {
+  Impl(boost::asio::io_context& event_loop, SnmpLog log)
+      : loop(event_loop), library(std::move(log)), timer(event_loop) {}
+
+  std::vector<ListenerFailure> Open(const std::set<Endpoint>& endpoints);
+  void Close(const std::set<Endpoint>& endpoints);
+  void Wait(const std::shared_ptr<UdpListener>& listener);
+  void AnswerQueued(UdpListener& listener, size_t limit);
+
+  boost::asio::io_context& loop;
+  AgentLibrary library;
+  ReadAccess access;
+  RequestChannel channel;
+  LibraryTimer timer;
+  std::set<Endpoint> open;  // the keys of the map, for plans
+  std::map<Endpoint, std::shared_ptr<UdpListener>> listeners;
+  Datagram datagram;
+};
+
+std::vector<ListenerFailure> SnmpAgent::Impl::Open(const std::set<Endpoint>& endpoints) {
+  std::vector<ListenerFailure> failures;
+  for (const Endpoint& endpoint : endpoints) {
+    const auto listener = std::make_shared<UdpListener>(loop);
+    const std::error_code error = listener->Open(endpoint);
+    if (error) {
+      failures.push_back({endpoint, error.message()});
+      continue;
+    }
+    open.insert(endpoint);
+    listeners.emplace(endpoint, listener);
+    Wait(listener);
+  }
+  return failures;
+}
+
+void SnmpAgent::Impl::Close(const std::set<Endpoint>& endpoints) {
+  for (const Endpoint& endpoint : endpoints) {
+    open.erase(endpoint);
+    const auto node = listeners.extract(endpoint);
+    AnswerQueued(*node.mapped(), node.mapped()->QueueLimit());
+  }
+}
+
+// The listener is this object's, so as long as it exists this object does, too.
+void SnmpAgent::Impl::Wait(const std::shared_ptr<UdpListener>& listener) {
+  listener->WaitForRequest(
+      [this, waiting = std::weak_ptr(listener)](const boost::system::error_code& error) {
+        const auto ready = waiting.lock();
+        if (!error && ready) {
+          AnswerQueued(*ready, kBatch);
+          Wait(ready);
+        }
+      });
+}
+
+void SnmpAgent::Impl::AnswerQueued(UdpListener& listener, size_t limit) {
+  for (size_t i = 0; i < limit && listener.Receive(datagram); ++i) {
+    const std::string_view answer = channel.Process(datagram.Bytes());
+    if (!answer.empty()) {
+      listener.Answer(datagram, answer);
+    }
+  }
+  timer.Follow();
+}
+
+SnmpAgent::SnmpAgent(boost::asio::io_context& loop, SnmpLog log) {
+  RaiseDescriptorLimit();
+  impl_ = std::make_unique<Impl>(loop, std::move(log));
+}
+
+SnmpAgent::~SnmpAgent() = default;
+
+std::vector<ListenerFailure> SnmpAgent::SetListeners(const std::set<Endpoint>& wanted) {
+  assert(!impl_->channel.IsBusy());
+  const ListenerPlan plan = PlanListeners(impl_->open, wanted);
+  std::vector<ListenerFailure> failures = impl_->Open(plan.open);
+  impl_->Close(plan.close);
+  if (failures.empty() || plan.close.empty()) {
+    return failures;
+  }
+  // What did not open beside the old ones, for want of descriptors, may open in their place.
+  std::set<Endpoint> failed;
+  for (const ListenerFailure& failure : failures) {
+    failed.insert(failure.endpoint);
+  }
+  return impl_->Open(failed);
+}
+
+void SnmpAgent::SetCommunities(const std::vector<std::string>& communities) {
+  impl_->access.SetCommunities({communities.begin(), communities.end()});
+}
+
+const std::set<Endpoint>& SnmpAgent::Listeners() const { return impl_->open; }
+
+bool SnmpAgent::TimerRuns() const { return impl_->timer.Runs(); }
+
+}  // namespace host

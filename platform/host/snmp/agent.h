@@ -1,0 +1,68 @@
+// The SNMP agent of the process: UDP listeners, read-only communities, the system group.
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "snmp/endpoint.h"
+
+namespace host {
+
+/// Told of one text of the agent's library, without a line end. `priority` is one of syslog's
+/// (LOG_ERR, LOG_INFO ...). Called on the loop's thread; must not throw.
+using SnmpLog = std::function<void(int priority, const std::string& text)>;
+
+/// A listener that could not be opened, and why, in the words of the system.
+struct ListenerFailure {
+  Endpoint endpoint;
+  std::string reason;
+};
+
+/// Answers SNMPv1 and SNMPv2c reads on UDP. The agent's library keeps its state per process, so at
+/// most one object exists at a time (asserted); another one may follow it. Every call is made on
+/// the thread that runs the loop and never from within a log call.
+///
+/// Reads and writes no files. While no request comes, nothing is waiting but the sockets: no timer
+/// runs unless the library asked for one.
+class SnmpAgent {
+ public:
+  /// Brings the library up, without listeners and communities. Raises the process's soft limit of
+  /// descriptors to the hard one. `loop` outlives the agent; `log` may be empty.
+  explicit SnmpAgent(boost::asio::io_context& loop, SnmpLog log = {});
+
+  /// Closes all sockets; requests that are still queued are not answered.
+  ~SnmpAgent();
+
+  SnmpAgent(const SnmpAgent&) = delete;
+  SnmpAgent& operator=(const SnmpAgent&) = delete;
+
+  /// Makes the open listeners equal to `wanted`: opens the new ones, then answers what is queued
+  /// in the ones that go and closes them. The ones that stay are not touched. 0.0.0.0 hears IPv4,
+  /// :: hears IPv6 only. Other sockets with SO_REUSEADDR can be bound beside a listener.
+  ///
+  /// Returns the listeners that could not be opened, in their normal form; each call tries them
+  /// anew. The others serve.
+  std::vector<ListenerFailure> SetListeners(const std::set<Endpoint>& wanted);
+
+  /// Makes these the communities that may read, from everywhere, over IPv4 and IPv6; none when
+  /// empty. Requests with others get no answer. In force for every request that is read from now
+  /// on; listeners are not touched. An empty text is no community, and no request can carry one of
+  /// more than 255 bytes.
+  void SetCommunities(const std::vector<std::string>& communities);
+
+  /// The listeners that are open, in their normal form.
+  const std::set<Endpoint>& Listeners() const;
+
+  /// True while the library has something to do at a later time.
+  bool TimerRuns() const;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace host

@@ -1,0 +1,65 @@
+// One UDP socket that requests come in by and their answers leave by.
+#pragma once
+
+#include <sys/socket.h>
+
+#include <array>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <cstddef>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "snmp/endpoint.h"
+
+namespace host {
+
+/// A received datagram and what an answer to it needs. Made once and used for all, for its buffer
+/// holds the largest one there is.
+struct Datagram {
+  std::string_view Bytes() const { return {buffer.data(), size}; }
+
+  std::vector<char> buffer = std::vector<char>(65536);
+  size_t size = 0;
+  sockaddr_storage peer = {};
+  socklen_t peer_size = 0;
+  /// For a listener on a wildcard address: the control message that makes an answer leave from the
+  /// address that was asked.
+  alignas(cmsghdr) std::array<char, 64> control = {};
+  size_t control_size = 0;
+};
+
+class UdpListener {
+ public:
+  explicit UdpListener(boost::asio::io_context& loop) : socket_(loop) {}
+
+  /// Once, before everything else: opens a socket at `endpoint`. Others with SO_REUSEADDR may be
+  /// bound beside it, the newest of them hears what comes. Returns the system's error; the listener
+  /// is then of no use.
+  std::error_code Open(const Endpoint& endpoint);
+
+  /// Takes the next datagram from the queue; false when there is none.
+  bool Receive(Datagram& datagram);
+
+  /// Sends `answer` back to where `request` came from. What cannot be sent at once is dropped, for
+  /// a manager asks again.
+  void Answer(Datagram& request, std::string_view answer);
+
+  /// No more datagrams than these can be queued at any time.
+  size_t QueueLimit();
+
+  /// Calls `handler` with an error code once a datagram is queued, or with an error when the
+  /// listener is destroyed.
+  template <typename Handler>
+  void WaitForRequest(Handler&& handler) {
+    socket_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                       std::forward<Handler>(handler));
+  }
+
+ private:
+  boost::asio::posix::stream_descriptor socket_;
+};
+
+}  // namespace host

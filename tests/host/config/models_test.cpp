@@ -1,0 +1,156 @@
+// What the device's models accept and refuse.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "config/store.h"
+#include "support.h"
+
+namespace host_test {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
+
+struct Refusal {
+  const char* file;
+  const char* reason;
+  const char* place;
+};
+
+// One row for each file of instances/invalid.
+const Refusal kRefusals[] = {
+    {"array", "Expected top-level JSON object", "ine number 1"},
+    {"community_index_blank", "without blanks, double quotes and braces", "snmpCommunityIndex"},
+    {"community_index_brace", "without blanks, double quotes and braces", "snmpCommunityIndex"},
+    {"community_index_empty", "a name has 1 to 32 characters", "snmpCommunityIndex"},
+    {"community_index_long", "a name has 1 to 32 characters", "snmpCommunityIndex"},
+    {"community_index_quote", "without blanks, double quotes and braces", "snmpCommunityIndex"},
+    {"community_name_backslash", "without blanks, quotes and backslashes", "snmpCommunityName"},
+    {"community_name_blank", "without blanks, quotes and backslashes", "snmpCommunityName"},
+    {"community_name_control", "Invalid character reference", "[snmpCommunityIndex='one']"},
+    {"community_name_foreign", "without blanks, quotes and backslashes", "snmpCommunityName"},
+    {"community_name_long", "a name has 1 to 127 characters", "snmpCommunityName"},
+    {"community_name_quote", "without blanks, quotes and backslashes", "snmpCommunityName"},
+    {"community_security_name_long", "a security name has 1 to 32", "snmpCommunitySecurityName"},
+    {"community_twice", "Duplicate instance of \"snmpCommunityEntry\"",
+     "[snmpCommunityIndex='one']"},
+    {"community_without_key", "missing its key", "line number 6"},
+    {"community_without_name", "Mandatory node \"snmpCommunityName\"",
+     "[snmpCommunityIndex='two']"},
+    {"community_without_security_name", "Mandatory node \"snmpCommunitySecurityName\"",
+     "[snmpCommunityIndex='one']"},
+    {"empty", "no content", ""},
+    {"enabled_as_text", "Invalid non-boolean-encoded boolean value", "snmpAgent/enabled"},
+    {"extra_address", "expected an IPv4 address", "extraIpPorts"},
+    {"extra_port", "port from 1 to 65535", "extraIpPorts"},
+    {"extra_twice", "Duplicate instance of \"extraIpPorts\"", "[.='10.0.0.1:161']"},
+    {"ip_name", "Invalid union value \"localhost\"", "snmpAgent/ip"},
+    {"ip_out_of_range", "Invalid union value \"10.0.0.256\"", "snmpAgent/ip"},
+    {"ip_zone", "Invalid union value \"fe80::1%eth0\"", "snmpAgent/ip"},
+    {"no_json", "Invalid character sequence \"hello", "ine number 1"},
+    {"port_as_text", "Invalid non-number-encoded uint16 value \"161\"", "snmpAgent/port"},
+    {"port_too_big", "out of", "snmpAgent/port"},
+    {"port_twice", "Duplicate instance of \"port\"", "snmpAgent/port"},
+    {"port_zero", "out of the allowed range", "snmpAgent/port"},
+    {"text_behind", "more behind the end of the configuration", "at byte 3"},
+    {"truncated", "Unexpected end-of-input", "line number 5"},
+    {"unknown_leaf", "Node \"colour\" not found", "line number 4"},
+    {"unknown_module", "No module named \"foreign\"", "ine number 2"},
+    {"unqualified", "must be namespace-qualified", "ine number 2"},
+};
+
+std::string Instance(const std::string& name) {
+  return host::ReadFile(TEST_FOLDER "/instances/" + name);
+}
+
+TEST(Models, EveryInvalidInstanceIsRefusedWithPlaceAndReason) {
+  for (const Refusal& refusal : kRefusals) {
+    const std::string text = Instance(std::string("invalid/") + refusal.file + ".json");
+    EXPECT_THAT([&] { Read(DeviceModels(), text); },
+                ThrowsMessage<std::runtime_error>(
+                    AllOf(HasSubstr(refusal.reason), HasSubstr(refusal.place))))
+        << refusal.file;
+  }
+}
+
+TEST(Models, EveryInvalidInstanceHasItsReasonHere) {
+  std::vector<std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(TEST_FOLDER "/instances/invalid")) {
+    files.push_back(entry.path().stem());
+  }
+  std::sort(files.begin(), files.end());
+  std::vector<std::string> rows;
+  for (const Refusal& refusal : kRefusals) rows.emplace_back(refusal.file);
+  EXPECT_EQ(files, rows);
+}
+
+TEST(Models, EveryValidInstanceIsAcceptedAndSurvivesPrinting) {
+  size_t count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(TEST_FOLDER "/instances/valid")) {
+    const host::Tree tree = Read(DeviceModels(), host::ReadFile(entry.path()));
+    const std::string text = host::PrintTree(tree.get());
+    EXPECT_EQ(host::PrintTree(Read(DeviceModels(), text).get()), text) << entry.path();
+    ++count;
+  }
+  EXPECT_GE(count, 3U);
+}
+
+TEST(Models, TextBehindAZeroByteIsNotOverlooked) {
+  EXPECT_THAT([] { Read(DeviceModels(), std::string("{}\0{\"x\":1}", 10)); },
+              ThrowsMessage<std::runtime_error>(HasSubstr("more behind the end")));
+}
+
+class Endpoint : public ::testing::TestWithParam<const char*> {
+ protected:
+  void ReadExtra() {
+    Read(DeviceModels(), AgentJson(std::string("\"extraIpPorts\": [\"") + GetParam() + "\"]"));
+  }
+};
+
+class GoodEndpoint : public Endpoint {};
+class BadEndpoint : public Endpoint {};
+
+TEST_P(GoodEndpoint, IsAccepted) { EXPECT_NO_THROW(ReadExtra()); }
+
+TEST_P(BadEndpoint, IsRefusedWithWhatIsExpected) {
+  EXPECT_THAT([this] { ReadExtra(); }, ThrowsMessage<std::runtime_error>(HasSubstr("expected ")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, GoodEndpoint,
+    ::testing::Values("10.0.0.1:161", "0.0.0.0:60600", "255.255.255.255:65535", "10.0.0.1:1",
+                      "::1:161", "[::1]:161", "[::]:161", ":::161", "2001:db8::1:161",
+                      "2001:db8:::161", "[2001:DB8::1]:161", "1:2:3:4:5:6:7:8:161",
+                      "[1:2:3:4:5:6:7:8]:161", "1:2:3:4:5:6:7:::161", "::2:3:4:5:6:7:8:161",
+                      "::ffff:10.0.0.1:161", "[1:2:3:4:5:6:10.0.0.1]:161", "1::10.0.0.1:161",
+                      "1:2:3:4:5::10.0.0.1:161", "[::2:3:4:5:6:10.0.0.1]:161"));
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, BadEndpoint,
+    ::testing::Values("", "10.0.0.1", "a:161", ":161", "10.0.0.1:", "10.0.0.1:0", "10.0.0.1:070",
+                      "10.0.0.1:+1", "10.0.0.1:-1", "10.0.0.1:65536", "10.0.0.1:70000",
+                      "10.0.0.1:100000", "10.0.0.1:1 ", " 10.0.0.1:1", "10.0.0.256:161",
+                      "10.0.0.01:161", "10.0.0:161", "10.0.0.1.2:161", "[10.0.0.1]:161",
+                      "[2001:db8::1:161", "2001:db8::1]:161", "2001:db8:::1:161",
+                      "2001:db8::00001:161", "[2001:db8::1]161", "[2001:db8::1]", "::1",
+                      "[[::1]]:161", "[]:161", "1:2:3:4:5:6:7:161", "1:2:3:4:5:6:7:8:9:161",
+                      "[1::2::3]:161", "[1:2:3:4::5:6:7:8]:161", "[1:2:3:4:5:6:7:10.0.0.1]:161",
+                      "[::2:3:4:5:6:7:10.0.0.1]:161", "[::256.0.0.1]:161", "[::10.0.0.1:1]:161",
+                      "[g::1]:161", "[fe80::1%eth0]:161", "localhost:161"));
+
+TEST(Models, DefaultsOfTheAgent) {
+  const host::Tree tree = Read(DeviceModels(), "{}");
+  char* text = nullptr;
+  ASSERT_EQ(lyd_print_mem(&text, tree.get(), LYD_JSON,
+                          LYD_PRINT_WITHSIBLINGS | LYD_PRINT_SHRINK | LYD_PRINT_WD_ALL),
+            LY_SUCCESS);
+  EXPECT_THAT(text, HasSubstr(R"({"enabled":false,"ip":"0.0.0.0","port":161})"));
+  free(text);
+}
+
+}  // namespace
+}  // namespace host_test

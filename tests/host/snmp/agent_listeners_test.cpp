@@ -1,0 +1,139 @@
+// How the agent's listeners come and go.
+#include <gtest/gtest.h>
+
+#include "agent_fixture.h"
+
+namespace host::test {
+namespace {
+
+using boost::asio::ip::udp;
+using Endpoints = std::set<Endpoint>;
+
+class AgentListenersTest : public AgentTest {
+ protected:
+  const uint16_t port_ = FreePort();
+  const Endpoint a_ = {"127.0.0.1", port_};
+  const Endpoint b_ = {"127.0.0.2", port_};
+  const Endpoint nowhere_ = {"192.0.2.1", port_};
+};
+
+TEST_F(AgentListenersTest, NoneAtFirst) { EXPECT_TRUE(agent_->Listeners().empty()); }
+
+TEST_F(AgentListenersTest, ComeAndGo) {
+  EXPECT_TRUE(agent_->SetListeners({a_}).empty());
+  EXPECT_TRUE(Ask(a_));
+  EXPECT_TRUE(agent_->SetListeners({b_}).empty());
+  EXPECT_EQ(agent_->Listeners(), Endpoints{b_});
+  EXPECT_TRUE(Ask(b_));
+  // The address is free again, for a socket that does not share it, too.
+  udp::socket other(loop_, udp::v4());
+  other.bind(ToUdp(a_));
+}
+
+TEST_F(AgentListenersTest, TextsOfOneAddressAreOneListener) {
+  EXPECT_TRUE(agent_->SetListeners({{"::1", port_}, {"0::1", port_}}).empty());
+  EXPECT_EQ(agent_->Listeners(), (Endpoints{{"::1", port_}}));
+}
+
+TEST_F(AgentListenersTest, FailureNamesTheListenerAndTheOthersServe) {
+  const auto failures = agent_->SetListeners({a_, nowhere_, b_});
+  ASSERT_EQ(failures.size(), 1U);
+  EXPECT_EQ(failures[0].endpoint, nowhere_);
+  EXPECT_EQ(failures[0].reason, "Cannot assign requested address");
+  EXPECT_EQ(agent_->Listeners(), (Endpoints{a_, b_}));
+  EXPECT_TRUE(Ask(a_));
+  EXPECT_TRUE(Ask(b_));
+}
+
+TEST_F(AgentListenersTest, FailedOneIsTriedAnew) {
+  EXPECT_EQ(agent_->SetListeners({a_, nowhere_}).size(), 1U);
+  EXPECT_EQ(agent_->SetListeners({a_, nowhere_}).size(), 1U);
+  EXPECT_EQ(agent_->SetListeners({b_, nowhere_}).size(), 1U);
+  EXPECT_TRUE(agent_->SetListeners({b_}).empty());
+}
+
+TEST_F(AgentListenersTest, AddressHeldByAnotherFailsUntilItIsFree) {
+  udp::socket other(loop_, udp::v4());
+  other.bind(ToUdp(a_));
+  const auto failures = agent_->SetListeners({a_});
+  ASSERT_EQ(failures.size(), 1U);
+  EXPECT_EQ(failures[0].reason, "Address already in use");
+  other.close();
+  EXPECT_TRUE(agent_->SetListeners({a_}).empty());
+  EXPECT_TRUE(Ask(a_));
+}
+
+TEST_F(AgentListenersTest, ProbeCanBeBoundBeside) {
+  ASSERT_TRUE(agent_->SetListeners({a_, {"0.0.0.0", port_}}).empty());
+  for (const Endpoint& endpoint : {a_, b_, Endpoint{"0.0.0.0", port_}}) {
+    udp::socket probe(loop_, udp::v4());
+    probe.set_option(udp::socket::reuse_address(true));
+    probe.bind(ToUdp(endpoint));
+  }
+  EXPECT_TRUE(Ask(a_)) << "after the probe";
+}
+
+TEST_F(AgentListenersTest, WildcardsAnswerFromTheAddressAsked) {
+  ASSERT_TRUE(agent_->SetListeners({{"0.0.0.0", port_}, {"::", port_}}).empty());
+  // A client hears only the address that it asks.
+  EXPECT_TRUE(Ask(a_));
+  EXPECT_TRUE(Ask(b_));
+  EXPECT_TRUE(Ask({"127.1.2.3", port_}));
+  EXPECT_TRUE(Ask({"::1", port_}));
+}
+
+TEST_F(AgentListenersTest, QueuedRequestsAreAnsweredBeforeTheListenerGoes) {
+  constexpr int kRequests = 200;
+  ASSERT_TRUE(agent_->SetListeners({a_}).empty());
+  Client client(a_);
+  SendMany(client, kRequests);
+  EXPECT_TRUE(agent_->SetListeners({b_}).empty());
+  EXPECT_EQ(CountAnswers(client), kRequests);
+}
+
+TEST_F(AgentListenersTest, RequestWhoseWakeUpIsQueuedIsAnsweredOnce) {
+  ASSERT_TRUE(agent_->SetListeners({a_, b_}).empty());
+  Client first(a_);
+  Client second(b_);
+  first.Send(Message());
+  second.Send(Message());
+  loop_.restart();
+  // The loop learns of both at once; one is served, the other's call waits in the loop.
+  ASSERT_EQ(loop_.run_one_for(kDeadline), 1U);
+  ASSERT_TRUE(agent_->SetListeners({}).empty());
+  loop_.poll();
+  EXPECT_EQ(CountAnswers(first), 1);
+  EXPECT_EQ(CountAnswers(second), 1);
+}
+
+TEST_F(AgentListenersTest, BusyListenerLeavesTurnsToOthers) {
+  ASSERT_TRUE(agent_->SetListeners({a_, b_}).empty());
+  Client busy(a_);
+  Client quiet(b_);
+  SendMany(busy, 200);
+  quiet.Send(Message());
+  int answered = 0;
+  ASSERT_TRUE(RunUntil([&] {
+    answered += CountAnswers(busy);
+    return quiet.TakeAnswer().has_value();
+  }));
+  EXPECT_LT(answered, 200);
+  ASSERT_TRUE(RunUntil([&] { return (answered += CountAnswers(busy)) >= 200; }));
+  EXPECT_EQ(answered, 200);
+}
+
+TEST_F(AgentListenersTest, GoesWithCallsStillQueuedInTheLoop) {
+  ASSERT_TRUE(agent_->SetListeners({a_, b_}).empty());
+  Client first(a_);
+  Client second(b_);
+  first.Send(Message());
+  second.Send(Message());
+  loop_.restart();
+  ASSERT_EQ(loop_.run_one_for(kDeadline), 1U);
+  agent_.reset();
+  loop_.poll();
+  EXPECT_EQ(CountAnswers(first) + CountAnswers(second), 1);
+}
+
+}  // namespace
+}  // namespace host::test
