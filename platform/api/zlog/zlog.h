@@ -13,7 +13,7 @@ typedef struct zlog_category_s zlog_category_t;
 /// Keeps errno.
 void zlog(zlog_category_t* category, const char* file, size_t file_length, const char* function,
           size_t function_length, long line, int level, const char* format, ...)
-    __attribute__((format(gnu_printf, 8, 9)));
+    __attribute__((format(printf, 8, 9)));
 
 /// Non-zero when a record of this level would be written.
 int zlog_level_enabled(zlog_category_t* category, int level);

@@ -55,7 +55,7 @@ class Reader {
 
   std::string Until(const char* ends) {
     const size_t end = std::min(text_.find_first_of(ends, at_), text_.size());
-    const std::string part = text_.substr(at_, end - at_);
+    std::string part = text_.substr(at_, end - at_);
     at_ = end;
     return part;
   }
