@@ -23,8 +23,7 @@ enum {
 /// reads as that default; a leaf-list always reads as C_LIST, without entries as an empty one.
 /// CONFD_ERR: CONFD_ERR_NOEXISTS no such leaf or entry; CONFD_ERR_BADPATH not in the schema;
 /// CONFD_ERR_NOSESSION no session on `sock`. `*v` is then untouched.
-int cdb_get(int sock, confd_value_t* v, const char* fmt, ...)
-    __attribute__((format(printf, 3, 4)));
+int cdb_get(int sock, confd_value_t* v, const char* fmt, ...) __attribute__((format(printf, 3, 4)));
 
 /// Number of entries of the list at the path; 0 where its parent is absent.
 /// CONFD_ERR (-1) as in cdb_get(): CONFD_ERR_BADPATH, CONFD_ERR_NOSESSION.

@@ -85,7 +85,9 @@ class ContractTest : public testing::Test {
   ContractTest() : platform_(MakePlatform()) {
     platform_->InstallContext({nullptr, nullptr, {nullptr, nullptr, nullptr}});
   }
-  ~ContractTest() override { platform_->Stop(); }
+
+  /// The handlers of a test outlive the interface that they are registered with.
+  void TearDown() override { platform_->Stop(); }
 
   /// Starts with `configuration` and forgets what the start wrote down.
   void Start(const Configuration& configuration,

@@ -1,6 +1,7 @@
 #include "confd/path_text.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <sstream>
 #include <stdexcept>
 
@@ -79,31 +80,48 @@ class Reader {
   size_t at_ = 0;
 };
 
-/// One conversion, `percent` pointing at its '%'; `*end` is set behind it.
-std::string FormatConversion(const char* percent, const char** end, va_list* arguments) {
-  const char* letter = percent + 1;
-  while (*letter == 'h' || *letter == 'l') ++letter;
-  *end = letter + 1;
-  const bool is_long = letter[-1] == 'l';
-  switch (*letter) {
-    case '%':
-      return "%";
-    case 's':
-      return va_arg(*arguments, const char*);
-    case 'd':
-    case 'i':
-      return is_long ? std::to_string(va_arg(*arguments, long))
-                     : std::to_string(va_arg(*arguments, int));
-    case 'u':
-      return is_long ? std::to_string(va_arg(*arguments, unsigned long))
-                     : std::to_string(va_arg(*arguments, unsigned int));
-    case 'x':
-      return ValueText(*va_arg(*arguments, const confd_value_t*));
-    default:
-      throw std::invalid_argument("path format with the unknown conversion " +
-                                  std::string(percent, *end));
+/// A list of arguments that ends with its object.
+class Arguments {
+ public:
+  explicit Arguments(va_list list) { va_copy(list_, list); }
+  ~Arguments() { va_end(list_); }
+  Arguments(const Arguments&) = delete;
+  Arguments& operator=(const Arguments&) = delete;
+
+  /// The text of one conversion, `percent` pointing at its '%'; `*end` is set behind it.
+  std::string Convert(const char* percent, const char** end) {
+    const char* letter = percent + 1;
+    while (*letter == 'h' || *letter == 'l') ++letter;
+    *end = *letter == '\0' ? letter : letter + 1;
+    const auto longs = std::count(percent, letter, 'l');
+    switch (*letter) {
+      case '%':
+        return "%";
+      case 's':
+        return va_arg(list_, const char*);
+      case 'd':
+      case 'i':
+        return Number<int, long, long long>(longs);
+      case 'u':
+        return Number<unsigned int, unsigned long, unsigned long long>(longs);
+      case 'x':
+        return ValueText(*va_arg(list_, const confd_value_t*));
+      default:
+        throw std::invalid_argument("path format with the unknown conversion " +
+                                    std::string(percent, *end));
+    }
   }
-}
+
+ private:
+  template <typename Plain, typename Long, typename LongLong>
+  std::string Number(std::ptrdiff_t longs) {
+    if (longs == 0) return std::to_string(va_arg(list_, Plain));
+    if (longs == 1) return std::to_string(va_arg(list_, Long));
+    return std::to_string(va_arg(list_, LongLong));
+  }
+
+  va_list list_;
+};
 
 }  // namespace
 
@@ -112,17 +130,15 @@ bool operator==(const PathStep& a, const PathStep& b) {
 }
 
 std::string FormatPath(const char* format, va_list arguments) {
-  va_list rest;
-  va_copy(rest, arguments);
+  Arguments rest(arguments);
   std::string path;
   while (*format != '\0') {
     if (*format == '%') {
-      path += FormatConversion(format, &format, &rest);
+      path += rest.Convert(format, &format);
     } else {
       path += *format++;
     }
   }
-  va_end(rest);
   return path;
 }
 

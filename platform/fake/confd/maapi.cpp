@@ -16,5 +16,6 @@ int maapi_rebind_listener(int sock, int listener) {
   if (listener != CONFD_LISTENER_SNMP) {
     return common::Fail(CONFD_ERR_EXTERNAL, "no listener " + std::to_string(listener));
   }
+  common::ClearError();
   return CONFD_OK;
 }

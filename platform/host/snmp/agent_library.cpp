@@ -76,9 +76,11 @@ std::string SystemDescription() {
   return text.substr(0, kDescriptionLimit);
 }
 
-// Sets values of the system group. The services are those of a host (layers 4 and 7).
+// Sets values of the system group. The services are those of a host (layers 4 and 7); contact and
+// location are not known.
 void DescribeSystem() {
-  for (std::string line : {"sysdescr " + SystemDescription(), std::string("sysservices 72")}) {
+  for (std::string line : {"sysdescr " + SystemDescription(), std::string("sysservices 72"),
+                           std::string("syscontact "), std::string("syslocation ")}) {
     netsnmp_config(line.data());
   }
 }
@@ -90,7 +92,6 @@ void BringUp() {
   KeepOffModules();
   init_agent(kName);
   snmp_init_statistics();
-  init_snmp_enum(kName);
   init_system_mib();
   init_sysORTable();
   init_snmp_mib();

@@ -60,6 +60,15 @@ TEST_F(AgentAnswersTest, ServicesOfAHost) {
   EXPECT_EQ(answer->value, "\x48");
 }
 
+TEST_F(AgentAnswersTest, ContactAndLocationAreNotMadeUp) {
+  for (const uint8_t object : {kSysContact, kSysLocation}) {
+    const auto answer = Get(object);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->value_type, kText);
+    EXPECT_EQ(answer->value, "");
+  }
+}
+
 TEST_F(AgentAnswersTest, NextObject) {
   const auto answer = Ask(v4_, {"public", Operation::kGetNext, kSysContact, 5});
   ASSERT_TRUE(answer);
@@ -93,6 +102,18 @@ TEST_F(AgentAnswersTest, StrangersGetNoAnswer) {
     EXPECT_TRUE(IsIgnored(endpoint, Encode({"private", Operation::kSet, kSysContact, 1})));
     EXPECT_TRUE(IsIgnored(endpoint, EncodeDiscovery())) << endpoint;
   }
+}
+
+TEST_F(AgentAnswersTest, OnlyStrangersCountAsBadCommunities) {
+  Message count = {"public", Operation::kGet, kInBadCommunityNames, 5};
+  count.group = kSnmp;
+  const auto before = Ask(v4_, count);
+  ASSERT_TRUE(before);
+  EXPECT_EQ(before->value, std::string(1, '\0'));
+  EXPECT_TRUE(IsIgnored(v4_, Encode({"private"})));
+  const auto after = Ask(v4_, count);
+  ASSERT_TRUE(after);
+  EXPECT_EQ(after->value, "\x01");
 }
 
 TEST_F(AgentAnswersTest, BytesThatAreNoRequestAreIgnored) {

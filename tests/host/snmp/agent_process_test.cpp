@@ -111,10 +111,47 @@ TEST_F(AgentRestartTest, AnotherOneMayFollow) {
   }
 }
 
-TEST_F(AgentProcessTest, DescriptorLimitIsTheHardOne) {
+TEST_F(AgentRestartTest, CountsAnew) {
+  Message count = {"public", Operation::kGet, kInBadCommunityNames, 5};
+  count.group = kSnmp;
+  for (int i = 0; i < 2; ++i) {
+    agent_.reset();
+    agent_ = std::make_unique<SnmpAgent>(loop_);
+    agent_->SetCommunities({"public"});
+    ASSERT_TRUE(agent_->SetListeners({a_}).empty());
+    EXPECT_TRUE(IsIgnored(a_, Encode({"private"})));
+    const auto answer = Ask(a_, count);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->value, "\x01") << i;
+  }
+}
+
+TEST_F(AgentRestartTest, LeavesNoDescriptorsAndNoTimersBehind) {
+  agent_.reset();
+  const size_t descriptors = OpenDescriptors();
+  agent_ = std::make_unique<SnmpAgent>(loop_);
+  EXPECT_GT(OpenDescriptors(), descriptors);
+  ASSERT_TRUE(agent_->SetListeners({a_}).empty());
+  snmp_alarm_register(
+      1, SA_REPEAT, [](unsigned, void*) {}, nullptr);
+  agent_.reset();
+  EXPECT_EQ(OpenDescriptors(), descriptors);
+  agent_ = std::make_unique<SnmpAgent>(loop_);
+  agent_->SetCommunities({"public"});
+  ASSERT_TRUE(agent_->SetListeners({a_}).empty());
+  ASSERT_TRUE(Ask(a_));
+  EXPECT_FALSE(agent_->TimerRuns());
+}
+
+TEST_F(AgentRestartTest, RaisesTheLimitOfDescriptorsToTheHardOne) {
+  agent_.reset();
   rlimit limit = {};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
-  EXPECT_EQ(limit.rlim_cur, limit.rlim_max);
+  const rlimit low = {limit.rlim_max - 1, limit.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+  agent_ = std::make_unique<SnmpAgent>(loop_);
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(limit.rlim_cur, low.rlim_max);
 }
 
 using AgentProcessDeathTest = AgentProcessTest;

@@ -33,8 +33,8 @@ std::string Integer(int32_t value) {
 }
 
 std::string Binding(const Message& message) {
-  const std::string name =
-      std::string("\x2b\x06\x01\x02\x01\x01") + static_cast<char>(message.object) + '\0';
+  const std::string name = std::string("\x2b\x06\x01\x02\x01") + static_cast<char>(message.group) +
+                           static_cast<char>(message.object) + '\0';
   const uint8_t value_type = message.operation == Operation::kSet ? kText : kNull;
   return Element(kSequence, Element(kObject, name) + Element(value_type, ""));
 }

@@ -11,15 +11,27 @@ namespace host::test {
 /// What a message asks of an object of the system group.
 enum class Operation : uint8_t { kGet = 0xa0, kGetNext = 0xa1, kSet = 0xa3 };
 
-/// Objects of the system group by their last number but one.
-enum : uint8_t { kSysDescr = 1, kSysUpTime = 3, kSysContact = 4, kSysName = 5, kSysServices = 7 };
+/// Groups of objects, 1.3.6.1.2.1.`group`.
+enum : uint8_t { kSystem = 1, kSnmp = 11 };
 
-/// An SNMPv2c message with one object, 1.3.6.1.2.1.1.`object`.0. A set writes an empty text.
+/// Objects of a group, by their last number but one.
+enum : uint8_t {
+  kSysDescr = 1,
+  kSysUpTime = 3,
+  kSysContact = 4,
+  kSysName = 5,
+  kSysLocation = 6,
+  kSysServices = 7,
+  kInBadCommunityNames = 4,
+};
+
+/// An SNMPv2c message with one object, 1.3.6.1.2.1.`group`.`object`.0. A set writes an empty text.
 struct Message {
   std::string community = "public";
   Operation operation = Operation::kGet;
   uint8_t object = kSysDescr;
   int32_t id = 1;
+  uint8_t group = kSystem;
   uint8_t version = 1;  ///< As on the wire: 0 is SNMPv1, 1 is SNMPv2c.
 };
 

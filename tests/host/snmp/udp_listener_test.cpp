@@ -96,6 +96,18 @@ TEST_F(UdpListenerTest, PlainSocketOfAnotherBlocksIt) {
   EXPECT_EQ(UdpListener(loop_).Open(endpoint_), std::errc::address_in_use);
 }
 
+TEST_F(UdpListenerTest, WildcardOfIpv6DoesNotHearIpv4) {
+  UdpListener listener(loop_);
+  ASSERT_FALSE(listener.Open({"::", endpoint_.port}));
+  test::Client v4(endpoint_);
+  test::Client v6({"::1", endpoint_.port});
+  v4.Send("4");
+  v6.Send("6");
+  ASSERT_TRUE(listener.Receive(datagram_));
+  EXPECT_EQ(datagram_.Bytes(), "6");
+  EXPECT_FALSE(listener.Receive(datagram_));
+}
+
 TEST_F(UdpListenerTest, WildcardsOfBothFamiliesStandSideBySide) {
   UdpListener v4(loop_);
   ASSERT_FALSE(v4.Open({"0.0.0.0", endpoint_.port}));
