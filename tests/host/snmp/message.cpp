@@ -119,7 +119,8 @@ std::optional<Response> Decode(std::string_view bytes) {
   response.id = TakeInteger(bytes);
   response.error = TakeInteger(bytes);
   TakeInteger(bytes);  // index of the wrong object
-  if (!Enter(bytes, kSequence) || !Enter(bytes, kSequence) || !Take(bytes)) {
+  const bool has_objects = Enter(bytes, kSequence);
+  if (!has_objects || !Enter(bytes, kSequence) || !Take(bytes)) {
     return std::nullopt;
   }
   const auto value = Take(bytes);
