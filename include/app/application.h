@@ -5,7 +5,10 @@
 
 #include <memory>
 
+#include "app/intf_cfg.h"
 #include "app/snmp_cfg_agent.h"
+#include "app/snmp_cfg_listen.h"
+#include "app/snmp_data_listen.h"
 #include "app/trace.h"
 #include "vkos/callback.h"
 #include "vkos/context.h"
@@ -49,6 +52,9 @@ class Application {
   void RunFramework();
 
   std::unique_ptr<SnmpAgentCfgHandler> agent_handler_;
+  std::shared_ptr<SnmpListenCfgHandler> listen_handler_;
+  std::unique_ptr<SnmpListenDataHandler> listen_data_handler_;
+  std::unique_ptr<IntfCfgHandler> intf_handler_;
   std::unique_ptr<GoActive> go_active_;
   std::unique_ptr<GoStandby> go_standby_;
   zlog_category_s* log_category_ = nullptr;

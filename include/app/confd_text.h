@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <stdexcept>
+#include <string>
 
 #include "app/trace.h"
 #include "confd_lib.h"
@@ -12,6 +14,16 @@ namespace app {
 /// is cut.
 constexpr size_t kKeyPathTextSize = 128;
 constexpr size_t kValueTextSize = 8192;
+
+/// The prefix of a listening interface's name when it stands for an L3 interface.
+constexpr char kL3Prefix[] = "l3-";
+constexpr size_t kL3PrefixLength = sizeof kL3Prefix - 1;
+
+/// A copy of the text that a C_BUF holds. Throws std::logic_error for a null pointer.
+inline std::string BufText(const unsigned char* text, size_t size) {
+  if (text == nullptr) throw std::logic_error("basic_string::_M_construct null not valid");
+  return {reinterpret_cast<const char*>(text), size};
+}
 
 /// The text of a key path.
 class KeyPathText {
@@ -51,11 +63,15 @@ class ValueGuard {
 
 }  // namespace app
 
-/// Writes a record at detail level with the text of `value` as the only argument of `format`. The
-/// text is not made when the level is off.
-#define APP_LOG_VALUE(category, format, value)                                \
-  do {                                                                        \
-    if (zlog_level_enabled(category, app::kDetail) != 0) {                    \
-      APP_LOG(category, app::kDetail, format, app::ValueText(value).c_str()); \
-    }                                                                         \
+/// Writes a record at detail level, in the name of `function`, with the text of `value` as the only
+/// argument of `format`. The text is not made when the level is off.
+#define APP_LOG_VALUE_FROM(function, category, format, value)                                \
+  do {                                                                                       \
+    if (zlog_level_enabled(category, app::kDetail) != 0) {                                   \
+      APP_LOG_FROM(function, category, app::kDetail, format, app::ValueText(value).c_str()); \
+    }                                                                                        \
   } while (false)
+#define APP_LOG_VALUE(category, format, value) APP_LOG_VALUE_FROM(__func__, category, format, value)
+
+/// The text of the C_BUF that `value` points to; any other type fails the read's assertion.
+#define APP_BUF_TEXT(value) app::BufText(CONFD_GET_BUFPTR(value), CONFD_GET_BUFSIZE(value))

@@ -7,6 +7,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 #include "vkmw/vkmw.h"
 
@@ -46,19 +48,38 @@ constexpr size_t TextLength(const std::array<char, N>& path) {
 
 }  // namespace app
 
-/// Writes a record of `category` at `level`; the rest is a printf format and its arguments.
-#define APP_LOG(category, level, ...)                                                  \
+/// Writes a record of `category` at `level` in the name of `function`, for a step that several
+/// operations share; the rest is a printf format and its arguments.
+#define APP_LOG_FROM(function, category, level, ...)                                   \
   do {                                                                                 \
     static constexpr auto app_source_path = app::SourcePath(__FILE__);                 \
-    zlog(category, app_source_path.data(), app::TextLength(app_source_path), __func__, \
-         sizeof(__func__) - 1, __LINE__, level, __VA_ARGS__);                          \
+    zlog(category, app_source_path.data(), app::TextLength(app_source_path), function, \
+         strlen(function), __LINE__, level, __VA_ARGS__);                              \
   } while (false)
 
-/// Raises a fault with `code` and `line`; the rest is a printf format and its arguments.
-#define APP_FAULT_AT(code, line, ...)                                             \
+/// The same in the name of the function that it stands in.
+#define APP_LOG(category, level, ...) APP_LOG_FROM(__func__, category, level, __VA_ARGS__)
+
+/// Raises a fault with `code`, `function` and `line`; the rest is a printf format and its
+/// arguments.
+#define APP_FAULT_FROM(function, code, line, ...)                                 \
   do {                                                                            \
     static constexpr auto app_source_path = app::SourcePath(__FILE__);            \
     char app_fault_text[app::kFaultTextSize] = {};                                \
-    snprintf(app_fault_text, sizeof app_fault_text, __VA_ARGS__);                 \
-    vkmw_gen_fault(code, __func__, app_source_path.data(), line, app_fault_text); \
+    if (snprintf(app_fault_text, sizeof app_fault_text, __VA_ARGS__) < 0) {       \
+      app_fault_text[0] = '\0';                                                   \
+    }                                                                             \
+    vkmw_gen_fault(code, function, app_source_path.data(), line, app_fault_text); \
   } while (false)
+
+/// Raises a fault that is reported while processing goes on.
+#define APP_FAULT(...) APP_FAULT_FROM(__func__, 0, __LINE__, __VA_ARGS__)
+
+/// Ends the process with status 1 after a back-trace and a fault with code 1.
+#define APP_FATAL_FROM(function, ...)                   \
+  do {                                                  \
+    vkmw_print_backtrace();                             \
+    APP_FAULT_FROM(function, 1, __LINE__, __VA_ARGS__); \
+    exit(1);                                            \
+  } while (false)
+#define APP_FATAL(...) APP_FATAL_FROM(__func__, __VA_ARGS__)

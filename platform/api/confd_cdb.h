@@ -29,4 +29,23 @@ int cdb_get(int sock, confd_value_t* v, const char* fmt, ...) __attribute__((for
 /// CONFD_ERR (-1) as in cdb_get(): CONFD_ERR_BADPATH, CONFD_ERR_NOSESSION.
 int cdb_num_instances(int sock, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 
+/// Reads of a value of one type. As cdb_get(), and CONFD_ERR_BADTYPE when the leaf has another
+/// type; the result is untouched then.
+
+/// Text, cut to `n` bytes with its terminating zero.
+int cdb_get_str(int sock, char* rval, int n, const char* fmt, ...)
+    __attribute__((format(printf, 4, 5)));
+int cdb_get_u_int16(int sock, uint16_t* rval, const char* fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+int cdb_get_u_int32(int sock, uint32_t* rval, const char* fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+
+/// 0 or 1.
+int cdb_get_bool(int sock, int* rval, const char* fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+int cdb_get_ipv4_and_plen(int sock, confd_ipv4_prefix* rval, const char* fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+int cdb_get_ipv6_and_plen(int sock, confd_ipv6_prefix* rval, const char* fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+
 }  // extern "C"

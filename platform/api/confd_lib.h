@@ -28,20 +28,33 @@ enum {
 
 /// The type of a confd_value_t, and with it the member of `val` that is set.
 enum confd_vtype {
-  C_NOEXISTS = 1,  ///< No value.
-  C_XMLTAG = 2,    ///< An element name: val.xmltag.
-  C_BUF = 5,       ///< Text: val.buf, `size` bytes and a terminating zero behind them.
-  C_INT32 = 8,     ///< val.i32
-  C_UINT8 = 10,    ///< val.u8
-  C_UINT16 = 11,   ///< val.u16
-  C_UINT32 = 12,   ///< val.u32
-  C_IPV4 = 15,     ///< val.ip
-  C_IPV6 = 16,     ///< val.ip6
-  C_BOOL = 17,     ///< val.boolean, 0 or 1
-  C_LIST = 31      ///< All entries of a leaf-list: val.list, `size` values.
+  C_NOEXISTS = 1,        ///< No value.
+  C_XMLTAG = 2,          ///< An element name: val.xmltag.
+  C_BUF = 5,             ///< Text: val.buf, `size` bytes and a terminating zero behind them.
+  C_INT32 = 8,           ///< val.i32
+  C_UINT8 = 10,          ///< val.u8
+  C_UINT16 = 11,         ///< val.u16
+  C_UINT32 = 12,         ///< val.u32
+  C_IPV4 = 15,           ///< val.ip
+  C_IPV6 = 16,           ///< val.ip6
+  C_BOOL = 17,           ///< val.boolean, 0 or 1
+  C_IPV4_AND_PLEN = 29,  ///< val.ipv4prefix
+  C_IPV6_AND_PLEN = 30,  ///< val.ipv6prefix
+  C_LIST = 31            ///< All entries of a leaf-list: val.list, `size` values.
 };
 
 struct confd_value_t;
+
+/// An address and its prefix length in bits; the address keeps its host bits.
+struct confd_ipv4_prefix {
+  in_addr ip;
+  uint8_t len;
+};
+
+struct confd_ipv6_prefix {
+  in6_addr ip6;
+  uint8_t len;
+};
 
 struct confd_xmltag {
   uint32_t tag;  ///< Hash of the element's name.
@@ -71,6 +84,8 @@ struct confd_value_t {
     uint32_t u32;
     in_addr ip;
     in6_addr ip6;
+    confd_ipv4_prefix ipv4prefix;
+    confd_ipv6_prefix ipv6prefix;
     int boolean;
     confd_list list;
   } val;
@@ -128,4 +143,6 @@ void confd_free_value(confd_value_t* v);
 #define CONFD_GET_XMLTAG(v) (assert((v)->type == C_XMLTAG), (v)->val.xmltag.tag)
 #define CONFD_GET_UINT16(v) (assert((v)->type == C_UINT16), (v)->val.u16)
 #define CONFD_GET_BOOL(v) (assert((v)->type == C_BOOL), (v)->val.boolean)
+#define CONFD_GET_BUFPTR(v) (assert((v)->type == C_BUF), (v)->val.buf.ptr)
+#define CONFD_GET_BUFSIZE(v) (assert((v)->type == C_BUF), (v)->val.buf.size)
 #define CONFD_GET_LISTSIZE(v) (assert((v)->type == C_LIST), (v)->val.list.size)

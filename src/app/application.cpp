@@ -44,16 +44,22 @@ void Application::InstallContext() {
   vkos::the_context = std::make_unique<vkos::Context>(&kProcessSignature, &callbacks);
 }
 
-void Application::CreateHandlers() { agent_handler_ = std::make_unique<SnmpAgentCfgHandler>(); }
+void Application::CreateHandlers() {
+  agent_handler_ = std::make_unique<SnmpAgentCfgHandler>();
+  listen_handler_ = std::make_shared<SnmpListenCfgHandler>();
+  listen_data_handler_ = std::make_unique<SnmpListenDataHandler>(listen_handler_);
+  intf_handler_ = std::make_unique<IntfCfgHandler>(listen_handler_);
+}
 
 int Application::Run() {
   APP_LOG(log_category_, app::kNotice, "Initializing SNMP daemon.");
   try {
     RunFramework();
   } catch (const std::exception& exception) {
-    APP_FAULT_AT(0, kStandardExceptionFault, "Exception caught!\n'%s'\n", exception.what());
+    APP_FAULT_FROM(__func__, 0, kStandardExceptionFault, "Exception caught!\n'%s'\n",
+                   exception.what());
   } catch (...) {
-    APP_FAULT_AT(0, kUnknownExceptionFault, "Unknown exception error!\n");
+    APP_FAULT_FROM(__func__, 0, kUnknownExceptionFault, "Unknown exception error!\n");
   }
   APP_LOG(log_category_, app::kNotice, "SNMP daemon has finished!");
   return 0;
@@ -61,9 +67,10 @@ int Application::Run() {
 
 void Application::RunFramework() {
   vkmw_t* vkmw = vkos::the_context->GetVkmw();
-  const std::vector<vkconfd::ConfigHandler*> config_handlers = {agent_handler_.get()};
+  const std::vector<vkconfd::ConfigHandler*> config_handlers = {
+      agent_handler_.get(), listen_handler_.get(), intf_handler_.get()};
   const std::vector<vkconfd::ActionHandler*> action_handlers;
-  const std::vector<vkconfd::DataHandler*> data_handlers;
+  const std::vector<vkconfd::DataHandler*> data_handlers = {listen_data_handler_.get()};
   const vkconfd::AppInterface app_interface(vkmw, log_category_, app::kProgramName, config_handlers,
                                             action_handlers, data_handlers, ELEM_CONFD_PHASE_2, 0);
   vkos::the_context->GetServer().Run();

@@ -14,6 +14,7 @@
 
 #include "app/confd_names.h"
 #include "app/confd_text.h"
+#include "app/handler.h"
 #include "app/signal.h"
 #include "app/trace.h"
 #include "confd_cdb.h"
@@ -112,7 +113,8 @@ struct ExtraEntry {
 
 /// Splits "address:port" at its last colon and drops brackets; false for any other word.
 bool ParseExtraEntry(const std::string& word, ExtraEntry* entry) {
-  const std::regex port_pattern(":\\d+$");
+  // Building it takes longer than the probe that it is for, and the list may have thousands.
+  static const std::regex port_pattern(":\\d+$");
   std::smatch match;
   if (!std::regex_search(word, match, port_pattern)) return false;
   entry->address = match.prefix();
@@ -126,21 +128,19 @@ bool ParseExtraEntry(const std::string& word, ExtraEntry* entry) {
 }  // namespace
 
 SnmpAgentCfgHandler::SnmpAgentCfgHandler() {
-  const auto subscribe = [this](const char* path, int32_t priority) {
-    subscription_points_.push_back(
-        {priority, app::ns::kConfdDyncfg, path, 0,
-         [this](confd_hkeypath_t* kp, confd_iter_op op, confd_value_t* old_value,
-                confd_value_t* new_value) { return HandleCfg(kp, op, old_value, new_value); }});
+  const auto change = &SnmpAgentCfgHandler::HandleCfg;
+  const int32_t ns = app::ns::kConfdDyncfg;
+  subscription_points_ = {
+      app::MakePoint(this, change, 11, ns, app::path::kAgentExtraIpPorts, 0),
+      app::MakePoint(this, change, 11, ns, app::path::kAgentIp, 0),
+      app::MakePoint(this, change, 11, ns, app::path::kAgentPort, 0),
+      app::MakePoint(this, change, 10, ns, app::path::kAgentEnabled, 0),
   };
-  subscribe(app::path::kAgentExtraIpPorts, 11);
-  subscribe(app::path::kAgentIp, 11);
-  subscribe(app::path::kAgentPort, 11);
-  subscribe(app::path::kAgentEnabled, 10);
   retry_callback_ = std::make_unique<RetryBind>(this);
   retry_timer_ =
       std::make_unique<vkos::Timer>(&app::kTimerSignal, kRetryPeriodMs, *retry_callback_, false);
   retry_timer_->Pause();
-  log_category_ = vkmw_trace_register_category((std::string(app::kProgramName) + "-agent").c_str());
+  log_category_ = app::RegisterCategory("-agent");
 }
 
 SnmpAgentCfgHandler::~SnmpAgentCfgHandler() = default;

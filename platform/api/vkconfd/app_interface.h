@@ -6,6 +6,7 @@
 
 #include "vkconfd/base_handler.h"
 #include "vkconfd/config_handler.h"
+#include "vkconfd/data_handler.h"
 #include "vkmw/vkmw.h"
 
 namespace vkconfd {

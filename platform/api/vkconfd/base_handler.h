@@ -40,7 +40,4 @@ class BaseHandler {
 /// Serves actions that an operator invokes. The program has none.
 class ActionHandler : public BaseHandler {};
 
-/// Serves data within transactions.
-class DataHandler : public BaseHandler {};
-
 }  // namespace vkconfd

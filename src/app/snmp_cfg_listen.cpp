@@ -1,0 +1,301 @@
+#include "app/snmp_cfg_listen.h"
+
+#include <exception>
+#include <stdexcept>
+
+#include "app/confd_names.h"
+#include "app/confd_text.h"
+#include "app/handler.h"
+#include "app/trace.h"
+#include "confd_cdb.h"
+#include "libiptools/iptools.h"
+#include "vkconfd/cdb_session.h"
+
+namespace {
+
+using InterfaceInfo = SnmpListenCfgHandler::InterfaceInfo;
+
+constexpr size_t kNameSize = 128;
+
+/// The operations that records and faults of a shared step are written in the name of.
+constexpr char kLoad[] = "LoadInitialConfig";
+constexpr char kHandleCfg[] = "HandleCfg";
+
+/// What tells the installation of rules and their removal apart, besides the direction.
+struct RuleChange {
+  bool add;
+  const char* function;
+  const char* no_vrf;
+  const char* ports;
+  const char* purpose;
+  const char* begin;
+  const char* done;
+};
+
+constexpr RuleChange kAddition = {true,   "SetInterfaceRules", "No need for rules for interface",
+                                  "Port", "addition",          "Adding SNMP listening rules for",
+                                  "added"};
+constexpr RuleChange kDeletion = {
+    false,    "DelInterfaceRules", "No rules expected to be for interface",
+    "Ports",  "deletion",          "Removing SNMP listening rules for interface",
+    "removed"};
+
+void ChangeRules(const RuleChange& change, VkConfdInterface* confd_interface,
+                 zlog_category_s* category, const std::string& name, const InterfaceInfo& info) {
+  if (info.vrf == 0) {
+    APP_LOG_FROM(change.function, category, app::kProgress, "%s %s", change.no_vrf, name.c_str());
+    return;
+  }
+  if (info.udp_port == 0 || info.redir_port == 0) {
+    APP_LOG_FROM(change.function, category, app::kProgress,
+                 "%s not fully configured yet (cfg=%hu, red=%u), not changing rules", change.ports,
+                 info.udp_port, info.redir_port);
+    return;
+  }
+  const VkConfdCdbSession session(confd_interface, CDB_RUNNING, true);
+  APP_LOG_FROM(change.function, category, app::kProgress, "Creating Iptools instance for %s",
+               change.purpose);
+  libiptools::Iptools iptools(session.Socket(), category);
+  APP_LOG_FROM(change.function, category, app::kProgress, "%s %s", change.begin, name.c_str());
+  APP_LOG_FROM(change.function, category, app::kDetail, "Port %hu redirected to %hu", info.udp_port,
+               info.redir_port);
+  if (iptools.addDelRuleSnmpListenIntf(change.add, info.kernel_name, info.vrf, info.udp_port,
+                                       info.redir_port, IP_PROTO_UDP, TARGET_REDIRECT) != 0) {
+    APP_FAULT_FROM(change.function, 0, __LINE__, "Rules NOT %s for interface %s", change.done,
+                   name.c_str());
+  }
+}
+
+/// Runs a callback's step; nothing that it throws gets past. `verb` is "set" or "del".
+template <typename Step>
+void GuardCallback(const char* function, const char* verb, const std::string& name, Step step) {
+  try {
+    step();
+  } catch (const std::exception& exception) {
+    APP_FAULT_FROM(function, 0, __LINE__, "%s: could not %s rules for interface %s",
+                   exception.what(), verb, name.c_str());
+  } catch (...) {
+    APP_FAULT_FROM(function, 0, __LINE__, "UNEXPECTED: could not %s rules for interface %s", verb,
+                   name.c_str());
+  }
+}
+
+SnmpListenCfgHandler* HandlerOf(const boost::any& context) {
+  return boost::any_cast<SnmpListenCfgHandler*>(context);
+}
+
+}  // namespace
+
+void SetRules(const std::string& name, const InterfaceInfo& info, boost::any context) {
+  GuardCallback(__func__, "set", name, [&] { HandlerOf(context)->SetInterfaceRules(name, info); });
+}
+
+void DelRules(const std::string& name, const InterfaceInfo& info, boost::any context) {
+  GuardCallback(__func__, "del", name, [&] { HandlerOf(context)->DelInterfaceRules(name, info); });
+}
+
+void CleanupRules(const std::string& name, boost::any context) {
+  GuardCallback(__func__, "del", name, [&] {
+    SnmpListenCfgHandler* handler = HandlerOf(context);
+    handler->DelInterfaceRules(name, handler->Stash().entries.at(name));
+  });
+}
+
+SnmpListenCfgHandler::SnmpListenCfgHandler() : stash_(std::make_unique<InterfaceStash>()) {
+  const auto change = &SnmpListenCfgHandler::HandleCfg;
+  subscription_points_ = {
+      app::MakePoint(this, change, 10, app::ns::kConfdDyncfg, app::path::kAgentEnabled, 0),
+      app::MakePoint(this, change, 20, app::ns::kSnmp, app::path::kListenInterface, 7),
+  };
+  log_category_ = app::RegisterCategory("-listen");
+}
+
+SnmpListenCfgHandler::~SnmpListenCfgHandler() = default;
+
+void SnmpListenCfgHandler::LoadInitialConfig(int cdb_socket) {
+  APP_LOG(log_category_, app::kProgress, "Loading SNMP listening configuration");
+  stash_->cleanup = CleanupRules;
+  stash_->cleanup_context = this;
+  stash_->marks.clear();
+  for (const auto& [name, info] : stash_->entries) stash_->marks.emplace(name, false);
+  confd_value_t agent_enabled;
+  if (cdb_get(cdb_socket, &agent_enabled, app::path::kAgentEnabled) == CONFD_OK) {
+    agent_enabled_ = CONFD_GET_BOOL(&agent_enabled) != 0;
+    APP_LOG(log_category_, app::kDetail, "Agent is %s", agent_enabled_ ? "enabled" : "disabled");
+  }
+  const int rows = cdb_num_instances(cdb_socket, app::path::kListenInterface);
+  APP_LOG(log_category_, app::kDetail, "Getting %d listening interface(s)", rows);
+  for (int row = 0; row < rows; ++row) LoadInterface(cdb_socket, row);
+}
+
+void SnmpListenCfgHandler::LoadInterface(int cdb_socket, int row) {
+  const auto check = [](int result) {
+    if (result != CONFD_OK) APP_FAULT_FROM(kLoad, 0, __LINE__, "%s", confd_lasterr());
+  };
+  char name[kNameSize] = {};
+  check(
+      cdb_get_str(cdb_socket, name, sizeof name, "%s[%d]/name", app::path::kListenInterface, row));
+  if (name[0] == '\0') return;
+  InterfaceInfo info;
+  GatherInterfaceInfo(cdb_socket, name, info);
+  check(cdb_get_u_int16(cdb_socket, &info.udp_port, "%s[%d]/udp-port", app::path::kListenInterface,
+                        row));
+  check(cdb_get_u_int16(cdb_socket, &info.redir_port, "%s[%d]/redir-port",
+                        app::path::kListenInterface, row));
+  redir_ports_.Add(name, info.redir_port);
+  stash_->entries[name] = info;
+  stash_->marks[name] = true;
+}
+
+void SnmpListenCfgHandler::ApplyInitialConfig() {
+  ApplyCommitConfig();
+  for (const auto& [name, configured] : stash_->marks) {
+    if (configured) continue;
+    // Erased first: the clean-up finds no record, and the rules of the interface stay.
+    stash_->entries.erase(name);
+    if (stash_->cleanup) stash_->cleanup(name, stash_->cleanup_context);
+  }
+}
+
+void SnmpListenCfgHandler::StartCommit() {
+  APP_LOG(log_category_, app::kDetail, "Starting commit of configuration for SNMP listening.");
+}
+
+void SnmpListenCfgHandler::ApplyCommitConfig() {
+  APP_LOG(log_category_, app::kDetail, "Applying new configuration for SNMP listening.");
+  using RuleCallback = void (*)(const std::string&, const InterfaceInfo&, boost::any);
+  const RuleCallback callback = agent_enabled_ ? &SetRules : &DelRules;
+  const boost::any context = this;
+  for (const auto& [name, info] : stash_->entries) callback(name, info, context);
+}
+
+const std::vector<vkconfd::SubscriptionPoint>& SnmpListenCfgHandler::GetSubscriptionPoints() const {
+  return subscription_points_;
+}
+
+confd_iter_ret SnmpListenCfgHandler::HandleCfg(confd_hkeypath_t* kp, confd_iter_op op,
+                                               confd_value_t* /*old_value*/,
+                                               confd_value_t* new_value) {
+  const app::KeyPathText kp_text(kp);
+  APP_LOG(log_category_, app::kDetail, "Called kp %s, op %d", kp_text.c_str(), op);
+  switch (op) {
+    case MOP_MODIFIED:
+      return ITER_RECURSE;
+    case MOP_VALUE_SET:
+      return HandleValueSet(kp, new_value);
+    case MOP_CREATED:
+    case MOP_DELETED:
+      return HandleEntry(kp, op == MOP_CREATED);
+    default:
+      APP_LOG(log_category_, app::kNotice, "Ignored operation %d", op);
+      return ITER_CONTINUE;
+  }
+}
+
+confd_iter_ret SnmpListenCfgHandler::HandleValueSet(confd_hkeypath_t* kp,
+                                                    const confd_value_t* cfg_value) {
+  const uint32_t tag = CONFD_GET_XMLTAG(&kp->v[0][0]);
+  APP_LOG_VALUE_FROM(kHandleCfg, log_category_, "New value: %s", cfg_value);
+  if (tag == app::tag::kEnabled) {
+    agent_enabled_ = CONFD_GET_BOOL(cfg_value) != 0;
+  } else if (tag == app::tag::kUdpPort) {
+    UpdatePort(APP_BUF_TEXT(&kp->v[1][0]), cfg_value);
+  } else {
+    APP_LOG_FROM(kHandleCfg, log_category_, app::kNotice, "Ignoring tag %d",
+                 static_cast<int32_t>(tag));
+  }
+  return ITER_CONTINUE;
+}
+
+void SnmpListenCfgHandler::UpdatePort(const std::string& name, const confd_value_t* cfg_value) {
+  try {
+    InterfaceInfo& info = stash_->entries.at(name);
+    DelInterfaceRules(name, info);
+    info.udp_port = CONFD_GET_UINT16(cfg_value);
+    APP_LOG_FROM(kHandleCfg, log_category_, app::kProgress,
+                 "Updating listening interface %s with new port %hu", name.c_str(), info.udp_port);
+  } catch (const std::out_of_range& error) {
+    APP_FAULT_FROM(kHandleCfg, 0, __LINE__, "%s: could not update port for interface %s",
+                   error.what(), name.c_str());
+  }
+}
+
+confd_iter_ret SnmpListenCfgHandler::HandleEntry(confd_hkeypath_t* kp, bool created) {
+  const uint32_t tag = CONFD_GET_XMLTAG(&kp->v[1][0]);
+  if (tag != app::tag::kInterface) {
+    APP_LOG_FROM(kHandleCfg, log_category_, app::kNotice, "Ignoring tag %d",
+                 static_cast<int32_t>(tag));
+    return ITER_CONTINUE;
+  }
+  const std::string name = APP_BUF_TEXT(&kp->v[0][0]);
+  if (created) {
+    CreateEntry(name);
+    return ITER_RECURSE;
+  }
+  DeleteEntry(name);
+  return ITER_CONTINUE;
+}
+
+void SnmpListenCfgHandler::CreateEntry(const std::string& name) {
+  const VkConfdCdbSession session(confd_interface_, CDB_RUNNING, true);
+  InterfaceInfo info;
+  GatherInterfaceInfo(session.Socket(), name, info);
+  APP_LOG_FROM(kHandleCfg, log_category_, app::kProgress, "Adding interface %s to stash",
+               name.c_str());
+  stash_->entries[name] = info;
+}
+
+void SnmpListenCfgHandler::DeleteEntry(const std::string& name) {
+  try {
+    DelInterfaceRules(name, stash_->entries.at(name));
+  } catch (const std::out_of_range& error) {
+    APP_FAULT_FROM(kHandleCfg, 0, __LINE__, "%s: could not del rules for interface %s",
+                   error.what(), name.c_str());
+    return;
+  }
+  APP_LOG_FROM(kHandleCfg, log_category_, app::kProgress, "Removing interface %s from stash",
+               name.c_str());
+  stash_->entries.erase(name);
+  redir_ports_.Erase(name);
+}
+
+void SnmpListenCfgHandler::GatherInterfaceInfo(int cdb_socket, const std::string& name,
+                                               InterfaceInfo& info) {
+  std::string ipv4;
+  std::string ipv6;
+  libiptools::GetVrfSourceInterfaceIP(log_category_, cdb_socket, name, ipv4, ipv6, info.vrf);
+  info.kernel_name = libiptools::TranslateSource(cdb_socket, name);
+  APP_LOG(log_category_, app::kDetail, "Got interface %s vrf %u kernel name %s", name.c_str(),
+          info.vrf, info.kernel_name.c_str());
+  info.redir_port = info.vrf == 0 ? info.udp_port : AllocateRedirPort(name);
+}
+
+uint16_t SnmpListenCfgHandler::AllocateRedirPort(const std::string& name) {
+  return redir_ports_.Allocate(name);
+}
+
+void SnmpListenCfgHandler::UpdateEntry(const std::string& name) {
+  APP_LOG(log_category_, app::kProgress, "Updating listening interface %s", name.c_str());
+  InterfaceInfo* entry = nullptr;
+  try {
+    entry = &stash_->entries.at(name);
+  } catch (const std::out_of_range& error) {
+    APP_LOG(log_category_, app::kProgress, "Interface %s not found on stash %s", name.c_str(),
+            error.what());
+    return;
+  }
+  DelInterfaceRules(name, *entry);
+  const VkConfdCdbSession session(confd_interface_, CDB_RUNNING, true);
+  InterfaceInfo info = *entry;
+  GatherInterfaceInfo(session.Socket(), name, info);
+  APP_LOG(log_category_, app::kProgress, "Updating interface %s to stash", name.c_str());
+  *entry = info;
+}
+
+void SnmpListenCfgHandler::SetInterfaceRules(const std::string& name, const InterfaceInfo& info) {
+  ChangeRules(kAddition, confd_interface_, log_category_, name, info);
+}
+
+void SnmpListenCfgHandler::DelInterfaceRules(const std::string& name, const InterfaceInfo& info) {
+  ChangeRules(kDeletion, confd_interface_, log_category_, name, info);
+}
