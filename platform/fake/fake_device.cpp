@@ -26,6 +26,7 @@ void Device::Reset() {
   middleware.faults.clear();
   middleware.backtraces = 0;
   log.Reset();
+  rules = RuleLibrary();
 }
 
 void Device::Note(const std::string& event) { journal.push_back(event); }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "confd/fake_confd.h"
+#include "iptools/fake_iptools.h"
 #include "vkconfd/fake_framework.h"
 #include "vkmw/fake_middleware.h"
 #include "vkos/fake_clock.h"
@@ -37,6 +38,7 @@ struct Device {
   Process process;
   Middleware middleware;
   Log log;
+  RuleLibrary rules;
 
  private:
   Device();

@@ -38,6 +38,10 @@ std::string AddressText(int family, const void* address) {
   return text;
 }
 
+std::string PrefixText(int family, const void* address, uint8_t length) {
+  return AddressText(family, address) + "/" + std::to_string(length);
+}
+
 std::string ListText(const confd_list& list) {
   std::string text = "[ ";
   for (unsigned int i = 0; i < list.size; ++i) text += ValueText(list.ptr[i]) + " ";
@@ -129,6 +133,18 @@ confd_value_t MakeIpv6(const in6_addr& address) {
   return value;
 }
 
+confd_value_t MakeIpv4Prefix(const confd_ipv4_prefix& prefix) {
+  confd_value_t value = MakeEmpty(C_IPV4_AND_PLEN);
+  value.val.ipv4prefix = prefix;
+  return value;
+}
+
+confd_value_t MakeIpv6Prefix(const confd_ipv6_prefix& prefix) {
+  confd_value_t value = MakeEmpty(C_IPV6_AND_PLEN);
+  value.val.ipv6prefix = prefix;
+  return value;
+}
+
 confd_value_t MakeList(const std::vector<confd_value_t>& elements) {
   confd_value_t value = MakeEmpty(C_LIST);
   value.val.list.size = static_cast<unsigned int>(elements.size());
@@ -168,6 +184,10 @@ std::string ValueText(const confd_value_t& value) {
       return AddressText(AF_INET, &value.val.ip);
     case C_IPV6:
       return AddressText(AF_INET6, &value.val.ip6);
+    case C_IPV4_AND_PLEN:
+      return PrefixText(AF_INET, &value.val.ipv4prefix.ip, value.val.ipv4prefix.len);
+    case C_IPV6_AND_PLEN:
+      return PrefixText(AF_INET6, &value.val.ipv6prefix.ip6, value.val.ipv6prefix.len);
     case C_BOOL:
       return value.val.boolean != 0 ? "true" : "false";
     case C_LIST:

@@ -20,6 +20,8 @@ confd_value_t MakeInt32(int32_t number);
 confd_value_t MakeBool(bool value);
 confd_value_t MakeIpv4(in_addr address);
 confd_value_t MakeIpv6(const in6_addr& address);
+confd_value_t MakeIpv4Prefix(const confd_ipv4_prefix& prefix);
+confd_value_t MakeIpv6Prefix(const confd_ipv6_prefix& prefix);
 confd_value_t MakeList(const std::vector<confd_value_t>& elements);
 
 /// A copy that owns its own memory.

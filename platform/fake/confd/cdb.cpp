@@ -1,30 +1,23 @@
 // ConfD's reads of the configuration database.
 
-#include <cstdarg>
-#include <exception>
-#include <string>
-
-#include "confd/error.h"
-#include "confd/path_text.h"
-#include "confd/value_text.h"
+#include "confd/fake_access.h"
 #include "confd_cdb.h"
-#include "fake_device.h"
 
 namespace {
 
-/// Runs one read: `read` gets the session's database and the path that the format makes, and
-/// returns the call's result. A text that is no path makes the call fail.
-template <typename Read>
-int RunRead(const char* call, int sock, const char* format, va_list arguments, Read read) {
-  try {
-    const std::string path = common::FormatPath(format, arguments);
-    fake::Confd& confd = fake::Device::Instance().confd;
-    if (!confd.Accept(std::string(call) + " " + path)) return CONFD_ERR;
-    const fake::Database* database = confd.SessionDatabase(sock);
-    return database == nullptr ? CONFD_ERR : read(*database, path);
-  } catch (const std::exception& exception) {
-    return common::Fail(CONFD_ERR_BADPATH, exception.what());
-  }
+template <typename Step>
+int RunInSession(const char* call, int sock, const char* format, va_list arguments, Step step) {
+  return fake::RunCall(
+      call, format, arguments,
+      [sock](const fake::Confd& confd) { return confd.SessionDatabase(sock); }, step);
+}
+
+template <typename Result>
+int Read(const char* call, int sock, Result result, const char* format, va_list arguments) {
+  return RunInSession(call, sock, format, arguments,
+                      [result](const fake::Database& database, const std::string& path) {
+                        return fake::ReadLeaf(database, path, result);
+                      });
 }
 
 }  // namespace
@@ -32,15 +25,55 @@ int RunRead(const char* call, int sock, const char* format, va_list arguments, R
 int cdb_get(int sock, confd_value_t* v, const char* fmt, ...) {
   va_list arguments;
   va_start(arguments, fmt);
-  const int result = RunRead("cdb_get", sock, fmt, arguments,
-                             [v](const fake::Database& database, const std::string& path) {
-                               const fake::Node* node = database.Find(path);
-                               if (node == nullptr || !node->value.IsSet()) {
-                                 return common::Fail(CONFD_ERR_NOEXISTS, path + " has no value");
-                               }
-                               *v = common::CopyValue(node->value.Value());
-                               return static_cast<int>(CONFD_OK);
-                             });
+  const int result = Read("cdb_get", sock, v, fmt, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int cdb_get_str(int sock, char* rval, int n, const char* fmt, ...) {
+  va_list arguments;
+  va_start(arguments, fmt);
+  const int result = Read("cdb_get_str", sock, fake::TextRoom{rval, n}, fmt, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int cdb_get_u_int16(int sock, uint16_t* rval, const char* fmt, ...) {
+  va_list arguments;
+  va_start(arguments, fmt);
+  const int result = Read("cdb_get_u_int16", sock, rval, fmt, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int cdb_get_u_int32(int sock, uint32_t* rval, const char* fmt, ...) {
+  va_list arguments;
+  va_start(arguments, fmt);
+  const int result = Read("cdb_get_u_int32", sock, rval, fmt, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int cdb_get_bool(int sock, int* rval, const char* fmt, ...) {
+  va_list arguments;
+  va_start(arguments, fmt);
+  const int result = Read("cdb_get_bool", sock, rval, fmt, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int cdb_get_ipv4_and_plen(int sock, confd_ipv4_prefix* rval, const char* fmt, ...) {
+  va_list arguments;
+  va_start(arguments, fmt);
+  const int result = Read("cdb_get_ipv4_and_plen", sock, rval, fmt, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int cdb_get_ipv6_and_plen(int sock, confd_ipv6_prefix* rval, const char* fmt, ...) {
+  va_list arguments;
+  va_start(arguments, fmt);
+  const int result = Read("cdb_get_ipv6_and_plen", sock, rval, fmt, arguments);
   va_end(arguments);
   return result;
 }
@@ -48,10 +81,10 @@ int cdb_get(int sock, confd_value_t* v, const char* fmt, ...) {
 int cdb_num_instances(int sock, const char* fmt, ...) {
   va_list arguments;
   va_start(arguments, fmt);
-  const int result = RunRead("cdb_num_instances", sock, fmt, arguments,
-                             [](const fake::Database& database, const std::string& path) {
-                               return database.Instances(path);
-                             });
+  const int result = RunInSession("cdb_num_instances", sock, fmt, arguments,
+                                  [](const fake::Database& database, const std::string& path) {
+                                    return database.Instances(path);
+                                  });
   va_end(arguments);
   return result;
 }

@@ -47,6 +47,21 @@ void Confd::CloseSession(int socket) {
   closed_sessions += static_cast<int>(sessions_.erase(socket));
 }
 
+Transaction& Confd::BeginTransaction() {
+  transaction = std::make_unique<Transaction>(running.Copy());
+  transaction->attached = &interface;
+  return *transaction;
+}
+
+Database* Confd::Candidate(int socket, int handle) const {
+  if (socket == ConfdInterface::kMaapiSocket && transaction && handle == Transaction::kHandle) {
+    return &transaction->candidate;
+  }
+  common::Fail(CONFD_ERR_NOSESSION,
+               "no transaction " + std::to_string(handle) + " on socket " + std::to_string(socket));
+  return nullptr;
+}
+
 const Database* Confd::SessionDatabase(int socket) const {
   const auto session = sessions_.find(socket);
   if (session == sessions_.end()) {

@@ -2,12 +2,15 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "confd/fake_database.h"
 #include "confd_cdb.h"
+#include "confd_dp.h"
 #include "vkconfd/base_handler.h"
 
 namespace fake {
@@ -17,6 +20,29 @@ class ConfdInterface : public VkConfdInterface {
  public:
   static constexpr int kMaapiSocket = 701;
   int MaapiSocket() override { return kMaapiSocket; }
+};
+
+/// The transaction that is being prepared: what the configuration will be, and its context.
+class Transaction {
+ public:
+  static constexpr int kHandle = 17;
+
+  explicit Transaction(Database base) : candidate(std::move(base)) {}
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  Database candidate;
+  VkConfdInterface* attached = nullptr;  ///< Whose MAAPI socket reaches the transaction.
+
+  /// For the callbacks; valid while the transaction lives.
+  confd_trans_ctx* Context() {
+    daemon_.d_opaque = attached;
+    return &context_;
+  }
+
+ private:
+  confd_daemon_ctx daemon_ = {};
+  confd_trans_ctx context_ = {&daemon_, kHandle};
 };
 
 struct Rebind {
@@ -41,10 +67,20 @@ class Confd {
   /// The database that a socket reads; null, with the error set, when it has no session.
   const Database* SessionDatabase(int socket) const;
 
+  /// Begins a transaction on a copy of the running configuration. It ends with EndTransaction.
+  Transaction& BeginTransaction();
+  void EndTransaction() { transaction.reset(); }
+
+  /// The candidate that a MAAPI socket and a handle reach; null, with the error set, when there is
+  /// no such transaction.
+  Database* Candidate(int socket, int handle) const;
+
   Database running;
   std::optional<Database> pre_commit;  ///< Set while a commit is delivered.
   ConfdInterface interface;
-  std::vector<Rebind> rebinds;  ///< Calls of maapi_rebind_listener, also failed ones.
+  std::vector<Rebind> rebinds;               ///< Calls of maapi_rebind_listener, also failed ones.
+  std::unique_ptr<Transaction> transaction;  ///< Null when none is being prepared.
+  int open_cursors = 0;                      ///< MAAPI cursors that were not destroyed yet.
   int opened_sessions = 0;
   int closed_sessions = 0;
   int printed_values = 0;     ///< Calls of confd_pp_value.

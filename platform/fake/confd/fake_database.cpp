@@ -51,6 +51,32 @@ Node* FindOrCreate(Node* node, const std::vector<PathStep>& steps) {
   return node;
 }
 
+/// The database knows no schema, so it knows the one leaf-list by its name.
+bool IsLeafListEntry(const PathStep& step) {
+  return step.name == "extraIpPorts" && !step.keys.empty();
+}
+
+/// The entries of a leaf-list as texts.
+std::vector<std::string> Texts(const Node& leaf_list) {
+  std::vector<std::string> texts;
+  if (!leaf_list.value.IsSet()) return texts;
+  const confd_list& list = leaf_list.value.Value().val.list;
+  for (unsigned int i = 0; i < list.size; ++i) texts.push_back(common::ValueText(list.ptr[i]));
+  return texts;
+}
+
+void SetTexts(Node* leaf_list, const std::vector<std::string>& texts) {
+  std::vector<confd_value_t> elements;
+  for (const std::string& text : texts) elements.push_back(common::MakeBuf(text));
+  leaf_list->value = common::OwnedValue(common::MakeList(elements));
+}
+
+/// The leaf-list that `steps` name an entry of.
+std::vector<PathStep> LeafListOf(std::vector<PathStep> steps) {
+  steps.back().keys.clear();
+  return steps;
+}
+
 /// Searches change nothing; only who holds a database that may be changed changes what is found.
 Node* Mutable(const Node& root) { return const_cast<Node*>(&root); }
 
@@ -60,6 +86,16 @@ Node Node::Copy() const {
   Node copy{name, keys, is_key, common::OwnedValue(common::CopyValue(value.Value())), {}};
   for (const Node& child : children) copy.children.push_back(child.Copy());
   return copy;
+}
+
+std::vector<common::OwnedValue> KeyValues(const Node& entry) {
+  std::vector<common::OwnedValue> keys;
+  for (const Node& child : entry.children) {
+    if (child.is_key) keys.emplace_back(common::CopyValue(child.value.Value()));
+  }
+  if (!keys.empty()) return keys;
+  for (const std::string& text : entry.keys) keys.emplace_back(common::MakeBuf(text));
+  return keys;
 }
 
 Database Database::Copy() const {
@@ -84,6 +120,39 @@ void Database::AddEntry(const std::string& list_path, const std::vector<KeyLeaf>
   }
 }
 
+bool Database::Create(const std::string& path) {
+  const std::vector<PathStep> steps = common::ParsePath(path);
+  if (!IsLeafListEntry(steps.back())) {
+    if (FindNode(&root_, steps) != nullptr) return false;
+    FindOrCreate(&root_, steps);
+    return true;
+  }
+  Node* leaf_list = FindOrCreate(&root_, LeafListOf(steps));
+  std::vector<std::string> texts = Texts(*leaf_list);
+  const std::string& text = steps.back().keys[0];
+  if (std::find(texts.begin(), texts.end(), text) != texts.end()) return false;
+  texts.push_back(text);
+  SetTexts(leaf_list, texts);
+  return true;
+}
+
+bool Database::Remove(const std::string& path) {
+  const std::vector<PathStep> steps = common::ParsePath(path);
+  if (!IsLeafListEntry(steps.back())) {
+    if (FindNode(&root_, steps) == nullptr) return false;
+    Delete(path);
+    return true;
+  }
+  Node* leaf_list = FindNode(&root_, LeafListOf(steps));
+  if (leaf_list == nullptr) return false;
+  std::vector<std::string> texts = Texts(*leaf_list);
+  const auto entry = std::find(texts.begin(), texts.end(), steps.back().keys[0]);
+  if (entry == texts.end()) return false;
+  texts.erase(entry);
+  SetTexts(leaf_list, texts);
+  return true;
+}
+
 void Database::Delete(const std::string& path) {
   std::vector<PathStep> steps = common::ParsePath(path);
   const PathStep last = steps.back();
@@ -105,14 +174,20 @@ const Node* Database::Find(const std::string& path) const {
 }
 
 int Database::Instances(const std::string& path) const {
+  return static_cast<int>(Entries(path).size());
+}
+
+std::vector<const Node*> Database::Entries(const std::string& path) const {
   std::vector<PathStep> steps = common::ParsePath(path);
   const std::string list = steps.back().name;
   steps.pop_back();
+  std::vector<const Node*> entries;
   const Node* parent = FindNode(Mutable(root_), steps);
-  if (parent == nullptr) return 0;
-  return static_cast<int>(
-      std::count_if(parent->children.begin(), parent->children.end(),
-                    [&list](const Node& child) { return IsEntryOf(child, list); }));
+  if (parent == nullptr) return entries;
+  for (const Node& child : parent->children) {
+    if (IsEntryOf(child, list)) entries.push_back(&child);
+  }
+  return entries;
 }
 
 }  // namespace fake

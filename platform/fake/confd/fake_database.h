@@ -23,6 +23,9 @@ struct Node {
   std::vector<Node> children;
 };
 
+/// The keys of a list entry as their leaves have them, as text where it has no leaves for them.
+std::vector<common::OwnedValue> KeyValues(const Node& entry);
+
 /// Paths are given as "/mod:a/b{key}/c" or "/a/b[index]/c"; module prefixes are dropped. All
 /// operations throw std::invalid_argument for a text that is no path.
 class Database {
@@ -43,11 +46,21 @@ class Database {
   /// is none.
   void Delete(const std::string& path);
 
+  /// Creates the entry of a list or leaf-list that `path` ends with, and what is missing above it.
+  /// An entry of a list gets no leaves. False when it is there already.
+  bool Create(const std::string& path);
+
+  /// Deletes the element or the entry of a leaf-list at `path`. False when it is not there.
+  bool Remove(const std::string& path);
+
   /// The element at `path`, null when there is none. Stays the database's.
   const Node* Find(const std::string& path) const;
 
   /// Number of entries of the list at `path`.
   int Instances(const std::string& path) const;
+
+  /// The entries of the list at `path`, in order; they stay the database's.
+  std::vector<const Node*> Entries(const std::string& path) const;
 
   const Node& Root() const { return root_; }
 

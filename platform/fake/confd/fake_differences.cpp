@@ -27,17 +27,6 @@ bool IsSame(const OwnedValue& a, const OwnedValue& b) {
          common::ValueText(a.Value()) == common::ValueText(b.Value());
 }
 
-/// The keys as their leaves have them, as text where the entry has no leaves for them.
-std::vector<OwnedValue> KeyValues(const Node& entry) {
-  std::vector<OwnedValue> keys;
-  for (const Node& child : entry.children) {
-    if (child.is_key) keys.emplace_back(common::CopyValue(child.value.Value()));
-  }
-  if (!keys.empty()) return keys;
-  for (const std::string& text : entry.keys) keys.emplace_back(common::MakeBuf(text));
-  return keys;
-}
-
 /// A change of `node`, which is there before or after, without its kind.
 Change MakeChange(const Node& node) {
   Change change;

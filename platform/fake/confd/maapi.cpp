@@ -1,4 +1,4 @@
-// ConfD's management agent API.
+// ConfD's management agent API: listeners.
 
 #include <string>
 

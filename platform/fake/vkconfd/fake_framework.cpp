@@ -7,6 +7,7 @@
 #include "delivery/delivery.h"
 #include "fake_device.h"
 #include "vkconfd/cdb_session.h"
+#include "vkconfd/fake_hooks.h"
 #include "vkmw/vkmw.h"
 
 namespace fake {
@@ -79,6 +80,22 @@ void Framework::Commit(const std::function<void(Database&)>& edit) {
   const PreCommit pre_commit(std::exchange(confd.running, std::move(after)));
   if (!live_) return;
   common::Deliver(changes, registrations.back().config_handlers, RaiseFault);
+}
+
+bool Framework::Transact(const std::function<void(Database&)>& edit) {
+  assert(live_);
+  Confd& confd = Device::Instance().confd;
+  Transaction& transaction = confd.BeginTransaction();
+  edit(transaction.candidate);
+  const std::vector<vkconfd::DataHandler*>& handlers = registrations.back().data_handlers;
+  for (vkconfd::DataHandler* handler : handlers) handler->TransactionInit(transaction.Context());
+  const int result = CallHooks(confd.running, &transaction, handlers);
+  for (vkconfd::DataHandler* handler : handlers) handler->TransactionFinish(transaction.Context());
+  Database after = std::move(transaction.candidate);
+  confd.EndTransaction();
+  if (result != CONFD_OK) return false;
+  Commit([&after](Database& running) { running = std::move(after); });
+  return true;
 }
 
 }  // namespace fake

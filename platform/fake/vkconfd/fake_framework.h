@@ -8,6 +8,7 @@
 #include "confd/fake_database.h"
 #include "vkconfd/base_handler.h"
 #include "vkconfd/config_handler.h"
+#include "vkconfd/data_handler.h"
 #include "vkmw/vkmw.h"
 
 namespace fake {
@@ -34,6 +35,11 @@ class Framework {
   /// the differences are delivered to the live application interface's handlers. What a handler
   /// throws becomes a fault.
   void Commit(const std::function<void(Database&)>& edit);
+
+  /// One transaction: `edit` changes its candidate, the data handlers of the live application
+  /// interface are called, and then the candidate is committed as by Commit. False, with nothing
+  /// committed, when a callback refused.
+  bool Transact(const std::function<void(Database&)>& edit);
 
   /// For the application interface.
   void Register(const Registration& registration);

@@ -3,9 +3,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "confd/error.h"
-#include "confd/path_text.h"
+#include "confd/value_text.h"
 #include "confd_cdb.h"
+#include "config/calls.h"
 #include "config/engine.h"
 #include "vkconfd/cdb_session.h"
 
@@ -13,28 +13,27 @@ namespace host {
 
 namespace {
 
-/// Calls `read` with the session behind `sock` and the path; its result, or CONFD_ERR when there
-/// is no such session or path.
+/// Calls `read` with the session behind `sock` and the path.
 template <typename Read>
 int ReadPath(int sock, const char* format, va_list arguments, Read read) {
-  try {
-    const std::string path = common::FormatPath(format, arguments);
+  return CallWithPath(format, arguments, [sock, &read](const std::string& path) {
     Engine* engine = Engine::Current();
     Reader* session = engine == nullptr ? nullptr : engine->FindSession(sock);
     if (session != nullptr) return read(session, path);
-    return common::Fail(CONFD_ERR_NOSESSION, "path \"" + path + "\": socket " +
-                                                 std::to_string(sock) + " has no open session");
-  } catch (const std::invalid_argument& error) {
-    return common::Fail(CONFD_ERR_BADPATH, error.what());
-  }
+    throw CallRefused(CONFD_ERR_NOSESSION, "path \"" + path + "\": socket " + std::to_string(sock) +
+                                               " has no open session");
+  });
+}
+
+template <typename Result>
+int GetTypedAt(int sock, const char* format, va_list arguments, Result result) {
+  return ReadPath(sock, format, arguments, [&result](Reader* session, const std::string& path) {
+    return GetTyped(session, path, result);
+  });
 }
 
 int Get(Reader* session, const std::string& path, confd_value_t* value) {
-  const confd_value_t found = session->Get(path);
-  if (found.type == C_NOEXISTS) {
-    return common::Fail(CONFD_ERR_NOEXISTS, "path \"" + path + "\": the element does not exist");
-  }
-  *value = found;
+  *value = common::CopyValue(GetExisting(session, path).Value());
   return CONFD_OK;
 }
 
@@ -51,23 +50,42 @@ int OpenSession(const VkConfdInterface* confd_interface, cdb_db_type database) {
 }  // namespace host
 
 int cdb_get(int sock, confd_value_t* v, const char* fmt, ...) {
-  va_list arguments;
-  va_start(arguments, fmt);
-  const int result = host::ReadPath(
-      sock, fmt, arguments,
-      [v](host::Reader* session, const std::string& path) { return host::Get(session, path, v); });
-  va_end(arguments);
-  return result;
+  const auto get = [v](host::Reader* session, const std::string& path) {
+    return host::Get(session, path, v);
+  };
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::ReadPath(sock, fmt, arguments, get));
 }
 
 int cdb_num_instances(int sock, const char* fmt, ...) {
-  va_list arguments;
-  va_start(arguments, fmt);
-  const int result = host::ReadPath(
-      sock, fmt, arguments,
-      [](host::Reader* session, const std::string& path) { return session->Count(path); });
-  va_end(arguments);
-  return result;
+  const auto count = [](host::Reader* session, const std::string& path) {
+    return session->Count(path);
+  };
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::ReadPath(sock, fmt, arguments, count));
+}
+
+int cdb_get_str(int sock, char* rval, int n, const char* fmt, ...) {
+  const host::TextBuffer buffer = {rval, n};
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::GetTypedAt(sock, fmt, arguments, buffer));
+}
+
+int cdb_get_u_int16(int sock, uint16_t* rval, const char* fmt, ...) {
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::GetTypedAt(sock, fmt, arguments, rval));
+}
+
+int cdb_get_u_int32(int sock, uint32_t* rval, const char* fmt, ...) {
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::GetTypedAt(sock, fmt, arguments, rval));
+}
+
+int cdb_get_bool(int sock, int* rval, const char* fmt, ...) {
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::GetTypedAt(sock, fmt, arguments, host::Truth{rval}));
+}
+
+int cdb_get_ipv4_and_plen(int sock, confd_ipv4_prefix* rval, const char* fmt, ...) {
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::GetTypedAt(sock, fmt, arguments, rval));
+}
+
+int cdb_get_ipv6_and_plen(int sock, confd_ipv6_prefix* rval, const char* fmt, ...) {
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::GetTypedAt(sock, fmt, arguments, rval));
 }
 
 VkConfdCdbSessionBase::VkConfdCdbSessionBase(VkConfdInterface* confd_interface,

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "config/differences.h"
+#include "config/system_nodes.h"
 
 namespace host {
 
@@ -23,6 +24,18 @@ class DeliveryScope {
   SharedTree* slot_;
 };
 
+/// The transaction can be found by its handle as long as this lives.
+class HookScope {
+ public:
+  HookScope(Transaction** slot, Transaction* transaction) : slot_(slot) { *slot_ = transaction; }
+  ~HookScope() { *slot_ = nullptr; }
+  HookScope(const HookScope&) = delete;
+  HookScope& operator=(const HookScope&) = delete;
+
+ private:
+  Transaction** slot_;
+};
+
 SharedTree ReadTree(ly_ctx* context, const std::string& text) {
   Tree tree = ParseTree(context, text);
   ValidateTree(context, &tree);
@@ -31,10 +44,12 @@ SharedTree ReadTree(ly_ctx* context, const std::string& text) {
 
 }  // namespace
 
-Engine::Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver)
+Engine::Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver,
+               Hooks* hooks)
     : schema_(models_folder),
       store_(running_file),
       deliver_(std::move(deliver)),
+      hooks_(hooks),
       running_(ReadTree(schema_.Context(), "{}")) {}
 
 Engine* Engine::Current() { return current_engine; }
@@ -61,21 +76,49 @@ CommitResult Engine::ReplaceByFile(const std::string& path) {
   Tree candidate;
   try {
     candidate = ParseTree(schema_.Context(), text);
-    ValidateTree(schema_.Context(), &candidate);
+    ForgetMarks(candidate.get());
+    Prepare(&candidate);
   } catch (const std::runtime_error& error) {
     throw std::runtime_error(path + ": " + error.what());
   }
-  return CommitValidated(std::move(candidate));
+  return CommitPrepared(std::move(candidate));
 }
 
 CommitResult Engine::Commit(Tree candidate) {
   RefuseNested();
-  ValidateTree(schema_.Context(), &candidate);
-  return CommitValidated(std::move(candidate));
+  Prepare(&candidate);
+  return CommitPrepared(std::move(candidate));
 }
 
-CommitResult Engine::CommitValidated(SharedTree candidate) {
+/// Checks an operator's input, before any hook sees it.
+void Engine::Prepare(Tree* candidate) const {
+  AddDefaults(schema_.Context(), candidate);
+  RefuseOperatorWrites(running_.get(), candidate->get());
+  CarryOverSystemNodes(running_.get(), *candidate);
+  ValidateTree(schema_.Context(), candidate);
+}
+
+CommitResult Engine::CommitPrepared(Tree candidate) {
   std::vector<common::Change> changes = Differences(schema_, running_.get(), candidate.get());
+  candidate = CallHooks(std::move(candidate), &changes);
+  return PutInForce(std::move(candidate), std::move(changes));
+}
+
+/// The candidate with what the hooks wrote; `*changes` are brought up to date.
+Tree Engine::CallHooks(Tree candidate, std::vector<common::Change>* changes) {
+  Transaction transaction(schema_, ++last_handle_, std::move(candidate));
+  {
+    const HookScope scope(&transaction_, &transaction);
+    RunHooks(schema_, changes, &transaction, hooks_);
+  }
+  candidate = transaction.Take();
+  if (!transaction.HasWritten()) return candidate;
+  ValidateTree(schema_.Context(), &candidate);
+  *changes = Differences(schema_, running_.get(), candidate.get());
+  return candidate;
+}
+
+CommitResult Engine::PutInForce(SharedTree candidate, std::vector<common::Change> changes) {
   const std::string text = PrintTree(candidate.get());
   CommitResult result;
   if (changes.empty() && text == PrintTree(running_.get())) return result;
@@ -87,6 +130,10 @@ CommitResult Engine::CommitValidated(SharedTree candidate) {
   const DeliveryScope scope(&pre_commit_, std::move(candidate));
   if (deliver_) deliver_(changes);
   return result;
+}
+
+Transaction* Engine::FindTransaction(int handle) const {
+  return transaction_ != nullptr && transaction_->Handle() == handle ? transaction_ : nullptr;
 }
 
 int Engine::OpenSession(cdb_db_type database) {
@@ -111,6 +158,9 @@ Reader* Engine::FindSession(int socket) {
 void Engine::RefuseNested() const {
   if (IsDelivering()) {
     throw std::runtime_error("a commit is being delivered; another one has to wait for its end");
+  }
+  if (transaction_ != nullptr) {
+    throw std::runtime_error("a transaction's hooks are called; another one has to wait");
   }
 }
 

@@ -7,9 +7,11 @@
 #include <vector>
 
 #include "confd_cdb.h"
+#include "config/hooks.h"
 #include "config/reader.h"
 #include "config/schema.h"
 #include "config/store.h"
+#include "config/transaction.h"
 #include "config/tree.h"
 #include "delivery/change.h"
 
@@ -32,9 +34,11 @@ struct CommitResult {
 class Engine {
  public:
   /// Loads the models of `models_folder`; the running configuration is their defaults. It is kept
-  /// in `running_file`, whose folder must exist at the first save. `deliver` may be empty.
+  /// in `running_file`, whose folder must exist at the first save. `deliver` may be empty, `hooks`
+  /// null; they stay the caller's.
   /// Throws std::runtime_error as Schema does, or when the defaults alone are not valid.
-  Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver);
+  Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver,
+         Hooks* hooks = nullptr);
 
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
@@ -50,17 +54,20 @@ class Engine {
   LoadResult LoadStored();
 
   /// Replaces the running configuration by the content of a start-up file in JSON and delivers the
-  /// changes. Throws std::runtime_error with the file's path, the place in it and the reason when
-  /// the file cannot be read, is refused by the models or the result cannot be saved, or when a
-  /// commit is being delivered: nothing has changed then.
+  /// changes. What the system wrote on its own stays, as far as what it stands in does.
+  /// Throws std::runtime_error with the file's path, the place in it and the reason when the file
+  /// cannot be read, is refused by the models or a hook or the result cannot be saved, or when a
+  /// commit is under way; an exception of a hook propagates. Nothing has changed then.
   CommitResult ReplaceByFile(const std::string& path);
 
   /// A copy of the running configuration, to be edited and given to Commit().
   Tree CopyRunning() const { return CopyTree(running_.get()); }
 
-  /// Makes `candidate` the running configuration: validation with defaults, differences, save, swap
-  /// and delivery. A candidate that changes no value is not delivered, and not saved either unless
-  /// its explicit nodes are others. Throws std::runtime_error as ReplaceByFile() does.
+  /// Makes `candidate`, an operator's input, the running configuration: validation with defaults,
+  /// hooks, validation again when they wrote, differences, save, swap and delivery. What the system
+  /// wrote on its own stays even where the candidate lacks it; only hooks take it away. A candidate
+  /// that changes no value is not delivered, and not saved either unless its explicit nodes are
+  /// others. Throws as ReplaceByFile() does.
   CommitResult Commit(Tree candidate);
 
   /// The configuration in force, with defaults.
@@ -69,6 +76,9 @@ class Engine {
 
   /// True within `Deliver`.
   bool IsDelivering() const { return pre_commit_ != nullptr; }
+
+  /// The transaction that hooks are called for, or null when it has another handle.
+  Transaction* FindTransaction(int handle) const;
 
   /// Opens a read session on a database as it is now: a commit during the session does not change
   /// what it reads. Returns its socket, a number that no other session ever had. Throws
@@ -84,13 +94,19 @@ class Engine {
 
  private:
   void RefuseNested() const;
-  CommitResult CommitValidated(SharedTree candidate);
+  void Prepare(Tree* candidate) const;
+  CommitResult CommitPrepared(Tree candidate);
+  Tree CallHooks(Tree candidate, std::vector<common::Change>* changes);
+  CommitResult PutInForce(SharedTree candidate, std::vector<common::Change> changes);
 
   Schema schema_;
   Store store_;
   Deliver deliver_;
+  Hooks* hooks_;
   SharedTree running_;     ///< Never null: the models have containers.
   SharedTree pre_commit_;  ///< Running as it was before the commit; set during its delivery.
+  Transaction* transaction_ = nullptr;  ///< Set while hooks are called.
+  int last_handle_ = 0;
   std::map<int, Reader> sessions_;
   int last_socket_ = 0;
 };

@@ -46,12 +46,12 @@ const lyd_node* FindAmong(const lyd_node* siblings, const lysc_node* element,
   return nullptr;
 }
 
+}  // namespace
+
 const lyd_node* NextEntry(const lyd_node* entry) {
   const lyd_node* next = entry->next;
   return next != nullptr && next->schema == entry->schema ? next : nullptr;
 }
-
-}  // namespace
 
 Reader::Reader(const Schema& schema, SharedTree tree) : schema_(&schema), tree_(std::move(tree)) {}
 
@@ -67,14 +67,20 @@ confd_value_t Reader::Get(const std::string& path) {
   return place.node == nullptr ? confd_value_t{C_NOEXISTS, {}} : TermValue(place.node);
 }
 
-int Reader::Count(const std::string& path) {
+const lyd_node* Reader::FirstEntry(const std::string& path) {
   const Place place = Find(path);
   if ((place.element->nodetype & (LYS_LIST | LYS_LEAFLIST)) == 0 || place.names_entry) {
     throw std::invalid_argument("path \"" + path + "\": \"" + place.element->name +
                                 "\" is no list");
   }
+  return place.node;
+}
+
+int Reader::Count(const std::string& path) {
   int count = 0;
-  for (const lyd_node* entry = place.node; entry != nullptr; entry = NextEntry(entry)) ++count;
+  for (const lyd_node* entry = FirstEntry(path); entry != nullptr; entry = NextEntry(entry)) {
+    ++count;
+  }
   return count;
 }
 

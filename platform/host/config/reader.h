@@ -9,8 +9,19 @@
 
 namespace host {
 
+/// The entry behind one of a list or leaf-list, null behind the last one.
+const lyd_node* NextEntry(const lyd_node* entry);
+
 class Reader {
  public:
+  /// What a path leads to.
+  struct Place {
+    const lysc_node* element = nullptr;
+    bool names_entry = false;  ///< The last step has a key or an index.
+    bool parent_exists = false;
+    const lyd_node* node = nullptr;  ///< The first of several when no entry is named, or null.
+  };
+
   /// Reads `tree` for as long as the reader lives. `schema` is the tree's and outlives the reader.
   Reader(const Schema& schema, SharedTree tree);
 
@@ -24,6 +35,12 @@ class Reader {
   /// std::invalid_argument for a text that is no path of the schema or not of a list.
   int Count(const std::string& path);
 
+  /// Throws std::invalid_argument for a text that is no path of the schema.
+  Place Find(const std::string& path);
+
+  /// The first entry of the list at a path, or null; throws as Count().
+  const lyd_node* FirstEntry(const std::string& path);
+
  private:
   /// The entry that was last found by its position: loops over positions go on from here.
   struct Position {
@@ -32,15 +49,6 @@ class Reader {
     int index = 0;
   };
 
-  /// What a path leads to.
-  struct Place {
-    const lysc_node* element = nullptr;
-    bool names_entry = false;  ///< The last step has a key or an index.
-    bool parent_exists = false;
-    const lyd_node* node = nullptr;  ///< The first of several when no entry is named, or null.
-  };
-
-  Place Find(const std::string& path);
   const lyd_node* FindStep(const lyd_node* siblings, const common::PathStep& step,
                            const lysc_node* element);
   const lyd_node* AtIndex(const lyd_node* first, int index);

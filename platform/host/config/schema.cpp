@@ -45,16 +45,39 @@ uint32_t ParseHash(const std::string& text) {
   return static_cast<uint32_t>(std::stoul(text, nullptr, 16));
 }
 
-/// The argument of one of our extensions, or null. `extensions` is a sized array of libyang's.
-const char* FindExtension(const lysc_ext_instance* extensions, const char* name) {
+/// The use of one of our extensions, or null. `extensions` is a sized array of libyang's.
+const lysc_ext_instance* FindUse(const lysc_ext_instance* extensions, const char* name) {
   LY_ARRAY_COUNT_TYPE i = 0;
   LY_ARRAY_FOR(extensions, i) {
     const lysc_ext* definition = extensions[i].def;
     if (strcmp(definition->name, name) == 0 && strcmp(definition->module->name, kExtensions) == 0) {
-      return extensions[i].argument;
+      return &extensions[i];
     }
   }
   return nullptr;
+}
+
+bool HasExtension(const lysc_ext_instance* extensions, const char* name) {
+  return FindUse(extensions, name) != nullptr;
+}
+
+/// The argument of one of our extensions, or null.
+const char* FindExtension(const lysc_ext_instance* extensions, const char* name) {
+  const lysc_ext_instance* use = FindUse(extensions, name);
+  return use == nullptr ? nullptr : use->argument;
+}
+
+ValueType ParseValueType(const char* name) {
+  if (name == nullptr) return ValueType::kAsTyped;
+  if (strcmp(name, "ipv4-prefix") == 0) return ValueType::kIpv4Prefix;
+  if (strcmp(name, "ipv6-prefix") == 0) return ValueType::kIpv6Prefix;
+  throw std::runtime_error(std::string("there is no value type ") + name);
+}
+
+std::string ElementPath(const lysc_node* node) {
+  std::string path;
+  for (; node != nullptr; node = lysc_data_parent(node)) path = "/" + (node->name + path);
+  return path;
 }
 
 /// Calls `operation` with every data element of a module, or with all those below `parent`.
@@ -126,7 +149,7 @@ Schema::Schema(const std::string& folder) {
   }
   // The models' own tags first: a computed one must not take the place of one that is written.
   for (const lys_module* module : modules_) DefineTags(module);
-  for (const lys_module* module : modules_) ComputeTags(module);
+  for (const lys_module* module : modules_) CollectFacts(module);
 }
 
 void Schema::LoadModule(const std::string& file) {
@@ -156,15 +179,42 @@ void Schema::DefineTags(const lys_module* module) {
   });
 }
 
-void Schema::ComputeTags(const lys_module* module) {
+void Schema::CollectFacts(const lys_module* module) {
   ForEachElement(nullptr, module->compiled, [this](const lysc_node* node) {
+    Facts& facts = facts_.emplace_back();
+    facts.tag = common::TagTable::Global().Hash(node->name);
+    facts.system_written = HasExtension(node->exts, "system-written");
+    facts.value_type = ParseValueType(FindExtension(node->exts, "value-type"));
     // libyang leaves this pointer to its user.
-    const_cast<lysc_node*>(node)->priv =
-        &tags_.emplace_back(common::TagTable::Global().Hash(node->name));
+    const_cast<lysc_node*>(node)->priv = &facts;
+    CollectCallpoint(node);
   });
 }
 
-uint32_t Schema::Tag(const lysc_node* node) { return *static_cast<const uint32_t*>(node->priv); }
+void Schema::CollectCallpoint(const lysc_node* node) {
+  const char* name = FindExtension(node->exts, "callpoint");
+  if (name == nullptr) return;
+  if (node->nodetype != LYS_LIST) {
+    throw std::runtime_error(std::string("callpoint ") + name + " is at " + node->name +
+                             ", which is no list");
+  }
+  callpoints_.push_back({name, ElementPath(node), node});
+}
+
+uint32_t Schema::Tag(const lysc_node* node) { return FactsOf(node).tag; }
+
+bool Schema::IsSystemWritten(const lysc_node* node) { return FactsOf(node).system_written; }
+
+ValueType Schema::TypeOfValue(const lysc_node* node) { return FactsOf(node).value_type; }
+
+const ModelCallpoint* Schema::CallpointAbove(const lysc_node* node) const {
+  for (; node != nullptr; node = lysc_data_parent(node)) {
+    for (const ModelCallpoint& callpoint : callpoints_) {
+      if (callpoint.list == node) return &callpoint;
+    }
+  }
+  return nullptr;
+}
 
 uint32_t Schema::NamespaceHash(const lysc_node* node) const {
   const auto found = namespaces_.find(node->module);

@@ -17,6 +17,16 @@ namespace host {
 /// The schema elements of a path, one for each of its steps.
 using SchemaPath = std::vector<const lysc_node*>;
 
+/// How programs read a leaf's text, where its type alone does not tell.
+enum class ValueType { kAsTyped, kIpv4Prefix, kIpv6Prefix };
+
+/// A list whose changes are told to who registered the name.
+struct ModelCallpoint {
+  std::string name;
+  std::string path;  ///< Of the list, "/a/b".
+  const lysc_node* list;
+};
+
 class Schema {
  public:
   /// Loads every model of `folder`, files with the names "module@revision.yang", and gives the
@@ -24,7 +34,7 @@ class Schema {
   /// writes at the element, else a computed one.
   /// Throws std::runtime_error that names the folder, model or element: no models there, one that
   /// cannot be read, that libyang refuses or that needs a missing one, a tag that is no number, a
-  /// clash of tags.
+  /// clash of tags, a callpoint that is at no list, a value type that there is not.
   explicit Schema(const std::string& folder);
 
   Schema(const Schema&) = delete;
@@ -43,6 +53,15 @@ class Schema {
   /// The tag of an element of these models.
   static uint32_t Tag(const lysc_node* node);
 
+  /// Whether the model keeps operators from writing a leaf.
+  static bool IsSystemWritten(const lysc_node* node);
+  static ValueType TypeOfValue(const lysc_node* node);
+
+  const std::vector<ModelCallpoint>& Callpoints() const { return callpoints_; }
+
+  /// The callpoint at an element or above it, or null.
+  const ModelCallpoint* CallpointAbove(const lysc_node* node) const;
+
   /// The namespace hash that the element's model declares, 0 when it declares none.
   uint32_t NamespaceHash(const lysc_node* node) const;
 
@@ -51,9 +70,20 @@ class Schema {
     void operator()(ly_ctx* context) const { ly_ctx_destroy(context); }
   };
 
+  /// What a model says of an element in our extensions.
+  struct Facts {
+    uint32_t tag = 0;
+    bool system_written = false;
+    ValueType value_type = ValueType::kAsTyped;
+  };
+
   void LoadModule(const std::string& file);
   static void DefineTags(const lys_module* module);
-  void ComputeTags(const lys_module* module);
+  void CollectFacts(const lys_module* module);
+  void CollectCallpoint(const lysc_node* node);
+  static const Facts& FactsOf(const lysc_node* node) {
+    return *static_cast<const Facts*>(node->priv);
+  }
   const lys_module* FindModule(const common::PathStep& step) const;
   const lysc_node* FindTop(const common::PathStep& step) const;
   const lysc_node* FindChild(const lysc_node* parent, const common::PathStep& step) const;
@@ -62,7 +92,8 @@ class Schema {
   std::vector<const lys_module*> modules_;              ///< The models of the folder.
   std::map<std::string, const lys_module*> by_prefix_;  ///< By prefix and by name.
   std::map<const lys_module*, uint32_t> namespaces_;
-  std::deque<uint32_t> tags_;  ///< One for each element, which points to it.
+  std::vector<ModelCallpoint> callpoints_;
+  std::deque<Facts> facts_;  ///< One for each element, which points to it.
 };
 
 }  // namespace host

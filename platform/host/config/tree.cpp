@@ -99,6 +99,13 @@ Tree ParseTree(ly_ctx* context, const std::string& text) {
   return tree;
 }
 
+void AddDefaults(ly_ctx* context, Tree* tree) {
+  lyd_node* first = tree->release();
+  const LY_ERR result = lyd_new_implicit_all(&first, context, LYD_IMPLICIT_NO_STATE, nullptr);
+  tree->reset(first);
+  if (result != LY_SUCCESS) throw std::runtime_error(TakeErrors(context));
+}
+
 void ValidateTree(ly_ctx* context, Tree* tree) {
   lyd_node* first = tree->release();
   const LY_ERR result = lyd_validate_all(&first, context, LYD_VALIDATE_NO_STATE, nullptr);

@@ -27,6 +27,10 @@ Tree CopyTree(const lyd_node* tree);
 /// data path and what is wrong there.
 Tree ParseTree(ly_ctx* context, const std::string& text);
 
+/// Adds the defaults of all models to `*tree`, and the containers that are always there, and checks
+/// nothing. Throws std::runtime_error when libyang cannot.
+void AddDefaults(ly_ctx* context, Tree* tree);
+
 /// Adds the defaults of all models to `*tree` and checks it against every constraint. Throws
 /// std::runtime_error that tells data path and reason; `*tree` is then good for nothing but being
 /// freed.

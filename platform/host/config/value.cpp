@@ -3,9 +3,12 @@
 #include <arpa/inet.h>
 #include <libyang/plugins_types.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "confd/value_text.h"
+#include "config/schema.h"
 
 namespace host {
 
@@ -20,6 +23,22 @@ const lyd_value& TypedValue(const lyd_node* term) {
 /// Compiled types have no name; what tells an address from other text is who reads it.
 bool IsReadBy(const lyd_value& value, const char* plugin) {
   return strncmp(value.realtype->plugin->id, plugin, strlen(plugin)) == 0;
+}
+
+/// An address with prefix length, which its model's type has checked already.
+confd_value_t PrefixValue(ValueType type, const std::string& text) {
+  const size_t slash = text.find('/');
+  const std::string address = text.substr(0, slash);
+  const auto length = static_cast<uint8_t>(strtoul(text.c_str() + slash + 1, nullptr, 10));
+  confd_ipv4_prefix ipv4 = {{}, length};
+  confd_ipv6_prefix ipv6 = {{}, length};
+  if (type == ValueType::kIpv4Prefix && inet_pton(AF_INET, address.c_str(), &ipv4.ip) == 1) {
+    return common::MakeIpv4Prefix(ipv4);
+  }
+  if (type == ValueType::kIpv6Prefix && inet_pton(AF_INET6, address.c_str(), &ipv6.ip6) == 1) {
+    return common::MakeIpv6Prefix(ipv6);
+  }
+  return common::MakeBuf(text);
 }
 
 confd_value_t StringValue(const lyd_value& value, const char* text) {
@@ -37,6 +56,8 @@ confd_value_t StringValue(const lyd_value& value, const char* text) {
 }  // namespace
 
 confd_value_t TermValue(const lyd_node* term) {
+  const ValueType type = Schema::TypeOfValue(term->schema);
+  if (type != ValueType::kAsTyped) return PrefixValue(type, lyd_get_value(term));
   const lyd_value& value = TypedValue(term);
   switch (value.realtype->basetype) {
     case LY_TYPE_BOOL:

@@ -11,8 +11,9 @@
 
 namespace host {
 
-/// The value of a leaf or of one entry of a leaf-list; the caller owns it. Booleans, addresses and
-/// the integers that confd_vtype has keep their type, all else is its canonical text as C_BUF.
+/// The value of a leaf or of one entry of a leaf-list; the caller owns it. Booleans, addresses with
+/// and without prefix length and the integers that confd_vtype has keep their type, all else is its
+/// canonical text as C_BUF.
 confd_value_t TermValue(const lyd_node* term);
 
 /// All entries of a leaf-list, `first` and those behind it, as C_LIST; the caller owns it. Null is

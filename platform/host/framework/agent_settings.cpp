@@ -13,6 +13,9 @@ namespace {
 constexpr char kAgent[] = "/confd_dyncfg:confdConfig/snmpAgent";
 constexpr char kCommunities[] =
     "/SNMP_COMMUNITY_MIB:SNMP-COMMUNITY-MIB/snmpCommunityTable/snmpCommunityEntry";
+constexpr char kListenInterfaces[] = "/snmp/agent/listen/interface";
+constexpr char kIpv4Wildcard[] = "0.0.0.0";
+constexpr char kIpv6Wildcard[] = "::";
 
 int Checked(int result) {
   if (result == CONFD_ERR) throw std::runtime_error(confd_lasterr());
@@ -25,26 +28,51 @@ common::OwnedValue AgentLeaf(int cdb_socket, const char* leaf) {
   return common::OwnedValue(value);
 }
 
-bool ReadEnabled(int cdb_socket) {
+/// The ports that listening interfaces redirect to.
+std::set<uint16_t> ReadRedirectPorts(int cdb_socket) {
+  std::set<uint16_t> ports;
+  const int rows = Checked(cdb_num_instances(cdb_socket, "%s", kListenInterfaces));
+  for (int row = 0; row < rows; ++row) {
+    uint16_t port = 0;
+    if (cdb_get_u_int16(cdb_socket, &port, "%s[%d]/redir-port", kListenInterfaces, row) ==
+        CONFD_OK) {
+      ports.insert(port);
+    } else if (confd_errno != CONFD_ERR_NOEXISTS) {
+      Checked(CONFD_ERR);
+    }
+  }
+  return ports;
+}
+
+}  // namespace
+
+bool ReadAgentEnabled(int cdb_socket) {
   const common::OwnedValue enabled = AgentLeaf(cdb_socket, "enabled");
   return CONFD_GET_BOOL(&enabled.Value()) != 0;
 }
 
-std::set<Endpoint> ReadListeners(int cdb_socket) {
+std::set<Endpoint> ReadAgentListeners(int cdb_socket) {
   std::set<Endpoint> listeners;
+  if (!ReadAgentEnabled(cdb_socket)) return listeners;
   const common::OwnedValue port = AgentLeaf(cdb_socket, "port");
   listeners.insert(
       {common::ValueText(AgentLeaf(cdb_socket, "ip").Value()), CONFD_GET_UINT16(&port.Value())});
   const common::OwnedValue extra = AgentLeaf(cdb_socket, "extraIpPorts");
+  const std::set<uint16_t> redirect_ports = ReadRedirectPorts(cdb_socket);
   const confd_list& entries = extra.Value().val.list;
   for (unsigned int i = 0; i < entries.size; ++i) {
     // The model lets nothing else into the list.
-    listeners.insert(ParseEndpoint(common::ValueText(entries.ptr[i])).value());
+    const Endpoint listener = ParseEndpoint(common::ValueText(entries.ptr[i])).value();
+    listeners.insert(listener);
+    // Redirected requests come by IPv6 as well.
+    if (listener.address == kIpv4Wildcard && redirect_ports.count(listener.port) != 0) {
+      listeners.insert({kIpv6Wildcard, listener.port});
+    }
   }
   return listeners;
 }
 
-std::vector<std::string> ReadCommunities(int cdb_socket) {
+std::vector<std::string> ReadAgentCommunities(int cdb_socket) {
   std::vector<std::string> communities;
   const int rows = Checked(cdb_num_instances(cdb_socket, "%s", kCommunities));
   for (int row = 0; row < rows; ++row) {
@@ -53,16 +81,6 @@ std::vector<std::string> ReadCommunities(int cdb_socket) {
     communities.push_back(common::ValueText(common::OwnedValue(name).Value()));
   }
   return communities;
-}
-
-}  // namespace
-
-AgentSettings ReadAgentSettings(int cdb_socket) {
-  AgentSettings settings;
-  settings.enabled = ReadEnabled(cdb_socket);
-  if (settings.enabled) settings.listeners = ReadListeners(cdb_socket);
-  settings.communities = ReadCommunities(cdb_socket);
-  return settings;
 }
 
 }  // namespace host

@@ -9,14 +9,15 @@
 
 namespace host {
 
-struct AgentSettings {
-  bool enabled = false;
-  std::set<Endpoint> listeners;  ///< Address and extra list; empty while the agent is disabled.
-  std::vector<std::string> communities;
-};
+// Reads from an open CDB session. Each throws std::runtime_error when the schema lacks what is
+// read.
 
-/// Reads the settings from an open CDB session. Throws std::runtime_error when the schema lacks
-/// what is read.
-AgentSettings ReadAgentSettings(int cdb_socket);
+bool ReadAgentEnabled(int cdb_socket);
+
+/// Address and extra list; empty while the agent is disabled. An entry that serves redirects is
+/// there for IPv6 as well. Linear in the number of listening interfaces.
+std::set<Endpoint> ReadAgentListeners(int cdb_socket);
+
+std::vector<std::string> ReadAgentCommunities(int cdb_socket);
 
 }  // namespace host

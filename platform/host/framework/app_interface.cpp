@@ -8,8 +8,9 @@
 namespace vkconfd {
 
 struct AppInterface::Impl {
-  explicit Impl(const std::vector<ConfigHandler*>& handlers)
-      : framework(host::Folders::OfProcess(), handlers) {
+  Impl(const std::vector<ConfigHandler*>& config_handlers,
+       const std::vector<DataHandler*>& data_handlers)
+      : framework(host::Folders::OfProcess(), config_handlers, data_handlers) {
     host::SetReload([this] { framework.Reload(); });
   }
   ~Impl() { host::SetReload(nullptr); }
@@ -20,9 +21,9 @@ struct AppInterface::Impl {
 AppInterface::AppInterface(vkmw_t* /*vkmw*/, zlog_category_s* /*log_category*/,
                            const char* /*name*/, const std::vector<ConfigHandler*>& config_handlers,
                            const std::vector<ActionHandler*>& /*action_handlers*/,
-                           const std::vector<DataHandler*>& /*data_handlers*/,
+                           const std::vector<DataHandler*>& data_handlers,
                            ELEM_CONFD_PHASE_ET phase, int /*argument*/)
-    : impl_(std::make_unique<Impl>(config_handlers)) {
+    : impl_(std::make_unique<Impl>(config_handlers, data_handlers)) {
   boost::asio::post(host::Loop(), [this, phase] { impl_->framework.Connect(phase); });
 }
 

@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "delivery/delivery.h"
+#include "framework/agent_settings.h"
+#include "rules/rules.h"
 #include "runtime/event_loop.h"
 #include "runtime/faults.h"
 #include "runtime/log.h"
@@ -32,13 +34,21 @@ void LogAgentText(int /*priority*/, const std::string& text) {
 
 }  // namespace
 
-Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*> handlers)
+Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*> handlers,
+                     std::vector<vkconfd::DataHandler*> data_handlers)
     : startup_file_(folders.StartupFile()),
       handlers_(std::move(handlers)),
-      engine_(folders.models, folders.RunningFile(),
-              [this](std::vector<common::Change>& changes) { Deliver(changes); }),
+      data_handlers_(std::move(data_handlers)),
+      callpoints_(data_handlers_, this),
+      engine_(
+          folders.models, folders.RunningFile(),
+          [this](std::vector<common::Change>& changes) { Deliver(changes); }, &callpoints_),
       agent_(Loop(), LogAgentText) {
+  callpoints_.CheckAgainst(engine_.Models());
   MakeFolder(folders.state);
+  // Also sweeps the routing rules that an earlier run left.
+  Rules::OfProcess().SetMarkObserver(
+      [this](uint16_t redirect_port, uint32_t mark) { agent_.SetMark(redirect_port, mark); });
   Engine::SetCurrent(&engine_);
   current = this;
 }
@@ -46,7 +56,9 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
 Framework::~Framework() {
   if (connected_) {
     for (vkconfd::ConfigHandler* handler : handlers_) Disconnect(handler);
+    for (vkconfd::DataHandler* handler : data_handlers_) Disconnect(handler);
   }
+  Rules::EndOfProcess();
   current = nullptr;
   Engine::SetCurrent(nullptr);
 }
@@ -54,6 +66,11 @@ Framework::~Framework() {
 Framework* Framework::Current() { return current; }
 
 void Framework::Connect(ELEM_CONFD_PHASE_ET phase) {
+  // A first start's file may have changes below a callpoint already.
+  for (vkconfd::DataHandler* handler : data_handlers_) {
+    handler->SetConfdInterface(this);
+    handler->ConfdConnected(phase);
+  }
   LoadConfiguration();
   SettleAgent();
   connected_ = true;
@@ -91,7 +108,7 @@ void Framework::ConnectHandler(vkconfd::ConfigHandler* handler, ELEM_CONFD_PHASE
   handler->ApplyInitialConfig();
 }
 
-void Framework::Disconnect(vkconfd::ConfigHandler* handler) {
+void Framework::Disconnect(vkconfd::BaseHandler* handler) {
   handler->ConfdDisconnected();
   handler->SetConfdInterface(nullptr);
 }
@@ -111,19 +128,15 @@ void Framework::Deliver(std::vector<common::Change>& changes) {
   });
 }
 
-AgentSettings Framework::RunningAgentSettings() {
-  const VkConfdCdbSession session(this, CDB_RUNNING, true);
-  return ReadAgentSettings(session.Socket());
-}
-
 void Framework::SettleAgent() {
-  const AgentSettings settings = RunningAgentSettings();
-  agent_.SetCommunities(settings.communities);
-  if (!settings.enabled) agent_.SetListeners({});
+  const VkConfdCdbSession session(this, CDB_RUNNING, true);
+  agent_.SetCommunities(ReadAgentCommunities(session.Socket()));
+  if (!ReadAgentEnabled(session.Socket())) agent_.SetListeners({});
 }
 
 std::vector<ListenerFailure> Framework::RebindAgent() {
-  return agent_.SetListeners(RunningAgentSettings().listeners);
+  const VkConfdCdbSession session(this, CDB_RUNNING, true);
+  return agent_.SetListeners(ReadAgentListeners(session.Socket()));
 }
 
 int Framework::MaapiSocket() { return kMaapiSocket; }

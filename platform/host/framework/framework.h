@@ -6,21 +6,24 @@
 
 #include "config/engine.h"
 #include "delivery/change.h"
-#include "framework/agent_settings.h"
+#include "framework/callpoints.h"
 #include "runtime/folders.h"
 #include "snmp/agent.h"
 #include "vkconfd/base_handler.h"
 #include "vkconfd/config_handler.h"
+#include "vkconfd/data_handler.h"
 
 namespace host {
 
 class Framework : public VkConfdInterface {
  public:
   /// Loads the models and brings the agent up, without listeners. The handlers stay the caller's.
-  /// Throws std::exception when the models cannot be loaded.
-  Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*> handlers);
+  /// Throws std::exception when the models cannot be loaded or their callpoints are not those that
+  /// the data handlers register.
+  Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*> handlers,
+            std::vector<vkconfd::DataHandler*> data_handlers);
 
-  /// Disconnects the handlers and closes the listeners.
+  /// Disconnects the handlers, removes the rules of the process and closes the listeners.
   ~Framework() override;
 
   Framework(const Framework&) = delete;
@@ -29,8 +32,8 @@ class Framework : public VkConfdInterface {
   /// The one of this process, or null.
   static Framework* Current();
 
-  /// Brings the stored configuration into force, without one the start-up file, and connects the
-  /// handlers to it. An exception of a handler propagates.
+  /// Connects the data handlers, brings the stored configuration into force, without one the
+  /// start-up file, and connects the other handlers to it. An exception of a handler propagates.
   void Connect(ELEM_CONFD_PHASE_ET phase);
 
   /// Replaces the running configuration by the start-up file and delivers the changes; a refused
@@ -46,17 +49,18 @@ class Framework : public VkConfdInterface {
   void LoadConfiguration();
   void ReplaceByStartupFile();
   void ConnectHandler(vkconfd::ConfigHandler* handler, ELEM_CONFD_PHASE_ET phase);
-  static void Disconnect(vkconfd::ConfigHandler* handler);
+  static void Disconnect(vkconfd::BaseHandler* handler);
   void Deliver(std::vector<common::Change>& changes);
 
   /// What the agent follows without being told by a handler: its communities, and that a disabled
   /// agent has no listeners.
   void SettleAgent();
-  AgentSettings RunningAgentSettings();
 
   std::string startup_file_;
   std::vector<vkconfd::ConfigHandler*> handlers_;
+  std::vector<vkconfd::DataHandler*> data_handlers_;
   bool connected_ = false;
+  Callpoints callpoints_;
   Engine engine_;
   SnmpAgent agent_;
 };

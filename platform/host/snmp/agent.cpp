@@ -1,11 +1,15 @@
 #include "snmp/agent.h"
 
 #include <sys/resource.h>
+#include <syslog.h>
 
+#include <algorithm>
 #include <cassert>
+#include <iterator>
 #include <map>
 #include <string_view>
 #include <system_error>
+#include <unordered_map>
 #include <utility>
 
 #include "snmp/agent_library.h"
@@ -22,6 +26,14 @@ namespace {
 // Requests of one listener in a row, before the others have their turn.
 constexpr size_t kBatch = 32;
 
+// In their normal form.
+constexpr const char* kWildcards[] = {"0.0.0.0", "::"};
+
+bool IsWildcard(const Endpoint& endpoint) {
+  return std::find(std::begin(kWildcards), std::end(kWildcards), endpoint.address) !=
+         std::end(kWildcards);
+}
+
 void RaiseDescriptorLimit() {
   rlimit limit = {};
   if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
@@ -33,21 +45,25 @@ void RaiseDescriptorLimit() {
 }  // namespace
 
 struct SnmpAgent::Impl {
-  Impl(boost::asio::io_context& event_loop, SnmpLog log)
-      : loop(event_loop), library(std::move(log)), timer(event_loop) {}
+  Impl(boost::asio::io_context& event_loop, SnmpLog log_call)
+      : loop(event_loop), log(std::move(log_call)), library(log), timer(event_loop) {}
 
   std::vector<ListenerFailure> Open(const std::set<Endpoint>& endpoints);
   void Close(const std::set<Endpoint>& endpoints);
+  void Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark) const;
+  void MarkOpened(const Endpoint& endpoint, UdpListener& listener) const;
   void Wait(const std::shared_ptr<UdpListener>& listener);
   void AnswerQueued(UdpListener& listener, size_t limit);
 
   boost::asio::io_context& loop;
+  SnmpLog log;
   AgentLibrary library;
   ReadAccess access;
   RequestChannel channel;
   LibraryTimer timer;
   std::set<Endpoint> open;  // the keys of the map, for plans
   std::map<Endpoint, std::shared_ptr<UdpListener>> listeners;
+  std::unordered_map<uint16_t, uint32_t> marks;  // by port, none of them 0
   Datagram datagram;
 };
 
@@ -62,6 +78,7 @@ std::vector<ListenerFailure> SnmpAgent::Impl::Open(const std::set<Endpoint>& end
     }
     open.insert(endpoint);
     listeners.emplace(endpoint, listener);
+    MarkOpened(endpoint, *listener);
     Wait(listener);
   }
   return failures;
@@ -72,6 +89,21 @@ void SnmpAgent::Impl::Close(const std::set<Endpoint>& endpoints) {
     open.erase(endpoint);
     const auto node = listeners.extract(endpoint);
     AnswerQueued(*node.mapped(), node.mapped()->QueueLimit());
+  }
+}
+
+void SnmpAgent::Impl::Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark) const {
+  const std::error_code error = listener.SetMark(mark);
+  if (error && log) {
+    log(LOG_WARNING,
+        ToText(endpoint) + ": mark " + std::to_string(mark) + " not set: " + error.message());
+  }
+}
+
+void SnmpAgent::Impl::MarkOpened(const Endpoint& endpoint, UdpListener& listener) const {
+  const auto mark = marks.find(endpoint.port);
+  if (mark != marks.end() && IsWildcard(endpoint)) {
+    Mark(endpoint, listener, mark->second);
   }
 }
 
@@ -122,6 +154,20 @@ std::vector<ListenerFailure> SnmpAgent::SetListeners(const std::set<Endpoint>& w
 
 void SnmpAgent::SetCommunities(const std::vector<std::string>& communities) {
   impl_->access.SetCommunities({communities.begin(), communities.end()});
+}
+
+void SnmpAgent::SetMark(uint16_t port, uint32_t mark) {
+  if (mark != 0) {
+    impl_->marks[port] = mark;
+  } else if (impl_->marks.erase(port) == 0) {
+    return;
+  }
+  for (const char* address : kWildcards) {
+    const auto open = impl_->listeners.find({address, port});
+    if (open != impl_->listeners.end()) {
+      impl_->Mark(open->first, *open->second, mark);
+    }
+  }
 }
 
 const std::set<Endpoint>& SnmpAgent::Listeners() const { return impl_->open; }

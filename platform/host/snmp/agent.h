@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <set>
@@ -53,6 +54,11 @@ class SnmpAgent {
   /// on; listeners are not touched. An empty text is no community, and no request can carry one of
   /// more than 255 bytes.
   void SetCommunities(const std::vector<std::string>& communities);
+
+  /// What the wildcard listeners (0.0.0.0 and ::) at `port` send carries `mark` from now on, 0 for
+  /// none: the open ones, which are not opened anew, and those that are opened later. A refusal by
+  /// the system is logged, and the listener serves without the mark.
+  void SetMark(uint16_t port, uint32_t mark);
 
   /// The listeners that are open, in their normal form.
   const std::set<Endpoint>& Listeners() const;

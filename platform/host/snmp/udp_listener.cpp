@@ -1,6 +1,8 @@
 #include "snmp/udp_listener.h"
 
+#include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/select.h>
 #include <unistd.h>
 
 #include <boost/asio/ip/udp.hpp>
@@ -72,6 +74,23 @@ size_t AnswerControlSize(msghdr& message) {
   return header != nullptr && TurnToAnswer(*header) ? message.msg_controllen : 0;
 }
 
+// Other libraries of the process wait with select(2), which ends the process for a descriptor from
+// FD_SETSIZE on. Listeners may be thousands, so they leave the low numbers to the others. Where the
+// limit of descriptors is too low for that, there is no room for thousands either.
+int MoveUp(int socket) {
+  const int high = ::fcntl(socket, F_DUPFD_CLOEXEC, FD_SETSIZE);
+  if (high < 0) {
+    return socket;
+  }
+  ::close(socket);
+  return high;
+}
+
+int OpenSocket(int family) {
+  const int socket = ::socket(family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_UDP);
+  return socket < 0 ? socket : MoveUp(socket);
+}
+
 }  // namespace
 
 std::error_code UdpListener::Open(const Endpoint& endpoint) {
@@ -81,8 +100,7 @@ std::error_code UdpListener::Open(const Endpoint& endpoint) {
     return std::make_error_code(std::errc::invalid_argument);
   }
   const udp::endpoint local(address, endpoint.port);
-  const int socket =
-      ::socket(local.data()->sa_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_UDP);
+  const int socket = OpenSocket(local.data()->sa_family);
   if (socket < 0) {
     return LastError();
   }
@@ -92,6 +110,12 @@ std::error_code UdpListener::Open(const Endpoint& endpoint) {
     return {error.value(), std::system_category()};
   }
   return Bind(socket, local) ? std::error_code() : LastError();
+}
+
+std::error_code UdpListener::SetMark(uint32_t mark) {
+  const int result =
+      ::setsockopt(socket_.native_handle(), SOL_SOCKET, SO_MARK, &mark, sizeof(mark));
+  return result == 0 ? std::error_code() : LastError();
 }
 
 bool UdpListener::Receive(Datagram& datagram) {

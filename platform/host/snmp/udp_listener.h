@@ -7,6 +7,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -39,6 +40,10 @@ class UdpListener {
   /// bound beside it, the newest of them hears what comes. Returns the system's error; the listener
   /// is then of no use.
   std::error_code Open(const Endpoint& endpoint);
+
+  /// What is sent from now on carries `mark`, 0 for none. Returns the system's error; without the
+  /// right to administer the network it is EPERM.
+  std::error_code SetMark(uint32_t mark);
 
   /// Takes the next datagram from the queue; false when there is none.
   bool Receive(Datagram& datagram);

@@ -1,0 +1,50 @@
+#include "confd/fake_access.h"
+
+#include "confd/value_text.h"
+
+namespace fake {
+
+bool Take(const confd_value_t& value, confd_value_t* result) {
+  *result = common::CopyValue(value);
+  return true;
+}
+
+bool Take(const confd_value_t& value, TextRoom room) {
+  if (value.type != C_BUF) return false;
+  const std::string text = common::ValueText(value);
+  const size_t length = text.copy(room.text, static_cast<size_t>(room.size) - 1);
+  room.text[length] = '\0';
+  return true;
+}
+
+bool Take(const confd_value_t& value, uint16_t* result) {
+  if (value.type != C_UINT16) return false;
+  *result = value.val.u16;
+  return true;
+}
+
+bool Take(const confd_value_t& value, uint32_t* result) {
+  if (value.type != C_UINT32) return false;
+  *result = value.val.u32;
+  return true;
+}
+
+bool Take(const confd_value_t& value, int* result) {
+  if (value.type != C_BOOL) return false;
+  *result = value.val.boolean;
+  return true;
+}
+
+bool Take(const confd_value_t& value, confd_ipv4_prefix* result) {
+  if (value.type != C_IPV4_AND_PLEN) return false;
+  *result = value.val.ipv4prefix;
+  return true;
+}
+
+bool Take(const confd_value_t& value, confd_ipv6_prefix* result) {
+  if (value.type != C_IPV6_AND_PLEN) return false;
+  *result = value.val.ipv6prefix;
+  return true;
+}
+
+}  // namespace fake

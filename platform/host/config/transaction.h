@@ -1,0 +1,77 @@
+// A transaction that callpoints are called for: reads and writes of the candidate configuration.
+#pragma once
+
+#include <deque>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "confd_lib.h"
+#include "config/reader.h"
+#include "config/schema.h"
+#include "config/tree.h"
+#include "delivery/change.h"
+
+namespace host {
+
+/// A call that cannot be done, with its confd_errno.
+class CallRefused : public std::runtime_error {
+ public:
+  CallRefused(int code, const std::string& text) : std::runtime_error(text), code_(code) {}
+
+  int Code() const { return code_; }
+
+ private:
+  int code_;
+};
+
+class Transaction {
+ public:
+  using Keys = std::vector<common::OwnedValue>;
+
+  /// `schema` is the candidate's and outlives the transaction.
+  Transaction(const Schema& schema, int handle, Tree candidate);
+
+  int Handle() const { return handle_; }
+
+  /// As Reader's; paths with keys are read in constant time, those with positions are not.
+  Reader Read() const;
+
+  /// The keys of every entry of the list at a path, in order.
+  std::vector<Keys> EntryKeys(const std::string& path) const;
+
+  // Writes. What they add is marked as the system's. All throw std::invalid_argument for a text
+  // that is no path of the schema or not of such an element, and CallRefused.
+
+  /// Creates an entry or presence container and what is missing above it. CONFD_ERR_ALREADY_EXISTS,
+  /// CONFD_ERR_BADTYPE.
+  void Create(const std::string& path);
+
+  /// CONFD_ERR_NOEXISTS.
+  void Delete(const std::string& path);
+
+  /// Sets a leaf. CONFD_ERR_NOEXISTS when what it stands in is not there, CONFD_ERR_BADTYPE.
+  void Set(const std::string& path, const std::string& text);
+
+  /// Whether something was written so far.
+  bool HasWritten() const { return has_written_; }
+
+  /// Takes the oldest write below a callpoint that was not taken yet, as the one change that it is.
+  /// False when there is none.
+  bool TakeWrite(std::vector<common::Change>* change);
+
+  /// Ends the transaction and hands out the candidate.
+  Tree Take() { return std::move(candidate_); }
+
+ private:
+  lyd_node* Add(const std::string& path, const char* text);
+  void Note(const lyd_node* node, confd_iter_op op);
+
+  const Schema& schema_;
+  int handle_;
+  Tree candidate_;
+  bool has_written_ = false;
+  std::deque<std::vector<common::Change>> writes_;
+};
+
+}  // namespace host

@@ -1,0 +1,61 @@
+// The rule library's calls.
+#include <zlog.h>
+
+#include <limits>
+
+#include "libiptools/iptools.h"
+#include "rules/interface_facts.h"
+#include "rules/rules.h"
+#include "runtime/log.h"
+
+namespace {
+
+bool IsPort(unsigned int port) { return port > 0 && port <= std::numeric_limits<uint16_t>::max(); }
+
+bool ChangeRedirect(bool add, const std::string& kernel_name, unsigned int vrf, unsigned int port,
+                    unsigned int redirect_port) {
+  const auto from = static_cast<uint16_t>(port);
+  const auto to = static_cast<uint16_t>(redirect_port);
+  host::Rules& rules = host::Rules::OfProcess();
+  return add ? rules.AddRedirect(kernel_name, from, to, vrf)
+             : rules.DeleteRedirect(kernel_name, from, to);
+}
+
+}  // namespace
+
+namespace libiptools {
+
+void GetVrfSourceInterfaceIP(zlog_category_s* /*log_category*/, int cdb_socket,
+                             const std::string& name, std::string& ipv4, std::string& ipv6,
+                             uint32_t& vrf) {
+  const host::InterfaceFacts facts = host::ReadInterfaceFacts(cdb_socket, name);
+  ipv4 = facts.ipv4;
+  ipv6 = facts.ipv6;
+  vrf = facts.vrf;
+}
+
+std::string TranslateSource(int cdb_socket, const std::string& name) {
+  return host::ReadKernelName(cdb_socket, name);
+}
+
+Iptools::Iptools(int cdb_socket, zlog_category_s* log_category)
+    : cdb_socket_(cdb_socket), log_category_(log_category) {}
+
+int Iptools::addDelRuleSnmpListenIntf(bool add, const std::string& kernel_name, unsigned int vrf,
+                                      unsigned int port, unsigned int redirect_port, ip_proto proto,
+                                      target_action action) {
+  const char* reason = "see the platform's log";
+  if (proto != IP_PROTO_UDP || action != TARGET_REDIRECT) {
+    reason = "only UDP ports can be redirected";
+  } else if (!IsPort(port) || !IsPort(redirect_port) || vrf == 0) {
+    reason = "two ports and a VRF are needed";
+  } else if (ChangeRedirect(add, kernel_name, vrf, port, redirect_port)) {
+    return 0;
+  }
+  zlog(log_category_, __FILE__, sizeof(__FILE__) - 1, __func__, sizeof(__func__) - 1, __LINE__,
+       host::kNotice, "Rule %s port %u to %u on %s, VRF %u: %s", add ? "not added" : "not deleted",
+       port, redirect_port, kernel_name.c_str(), vrf, reason);
+  return 1;
+}
+
+}  // namespace libiptools

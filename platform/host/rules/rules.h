@@ -1,0 +1,63 @@
+// What the process has set up in the kernel for packets of VRFs.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "rules/policy_rules.h"
+#include "rules/redirects.h"
+
+namespace host {
+
+/// Told which mark the sockets at a redirect port have to send with: the number of a routing table,
+/// 0 for none.
+using MarkObserver = std::function<void(uint16_t redirect_port, uint32_t mark)>;
+
+/// A redirect brings a request to the agent; its mark and the routing rule of that let the answer
+/// leave by the table of the VRF that the request came from.
+class Rules {
+ public:
+  /// The one of the process, made at the first call.
+  static Rules& OfProcess();
+
+  /// Removes everything that OfProcess() has set up, the observer too.
+  static void EndOfProcess();
+
+  /// Tells at once what there is, then every change.
+  void SetMarkObserver(MarkObserver observer);
+
+  /// Both together; `table` is the routing table of the interface's VRF. True when it is so
+  /// afterwards; no kernel call when it was so before. The reason of a failure is logged, and all
+  /// is as before then.
+  bool AddRedirect(const std::string& kernel_name, uint16_t port, uint16_t redirect_port,
+                   uint32_t table);
+  bool DeleteRedirect(const std::string& kernel_name, uint16_t port, uint16_t redirect_port);
+
+  PolicyRules& Routing() { return policy_rules_; }
+
+ private:
+  struct Entry {
+    uint16_t redirect_port;
+    uint32_t table;
+  };
+  using Key = std::pair<std::string, uint16_t>;
+
+  uint32_t MarkOf(uint16_t redirect_port) const;
+  void Tell(uint16_t redirect_port) const;
+  void Enter(uint16_t redirect_port, uint32_t table);
+  void Forget(const Entry& entry);
+
+  Redirects redirects_;
+  PolicyRules policy_rules_;
+  std::map<Key, Entry> entries_;
+  /// The tables that a redirect port answers by, the newest last: more than one only while an old
+  /// redirect is still there.
+  std::map<uint16_t, std::vector<uint32_t>> tables_;
+  MarkObserver observer_;
+};
+
+}  // namespace host
