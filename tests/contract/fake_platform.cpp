@@ -54,8 +54,8 @@ class FakePlatform : public PlatformUnderTest {
     Fill(device_.confd.running, configuration);
     app_interface_ = std::make_unique<vkconfd::AppInterface>(
         vkos::the_context->GetVkmw(), vkmw_trace_register_category("contract"), "contract",
-        handlers, std::vector<vkconfd::ActionHandler*>{}, std::vector<vkconfd::DataHandler*>{},
-        ELEM_CONFD_PHASE_2, 0);
+        handlers, std::vector<vkconfd::ActionHandler*>{},
+        std::vector<vkconfd::DataHandler*>{&data_handler_}, ELEM_CONFD_PHASE_2, 0);
     vkos::the_context->GetServer().Run();
   }
 
@@ -86,6 +86,7 @@ class FakePlatform : public PlatformUnderTest {
 
  private:
   fake::Device& device_ = fake::Device::Instance();
+  IdleDataHandler data_handler_;
   std::unique_ptr<vkconfd::AppInterface> app_interface_;
 };
 

@@ -83,8 +83,8 @@ class HostPlatform : public PlatformUnderTest {
     Write(configuration);
     app_interface_ = std::make_unique<vkconfd::AppInterface>(
         vkos::the_context->GetVkmw(), vkmw_trace_register_category("contract"), "contract",
-        handlers, std::vector<vkconfd::ActionHandler*>{}, std::vector<vkconfd::DataHandler*>{},
-        ELEM_CONFD_PHASE_2, 0);
+        handlers, std::vector<vkconfd::ActionHandler*>{},
+        std::vector<vkconfd::DataHandler*>{&data_handler_}, ELEM_CONFD_PHASE_2, 0);
     host::Loop().restart();
     host::Loop().poll();
   }
@@ -129,6 +129,7 @@ class HostPlatform : public PlatformUnderTest {
 
   TemporaryFolder folder_;
   size_t faults_before_;
+  IdleDataHandler data_handler_;
   std::unique_ptr<vkconfd::AppInterface> app_interface_;
 };
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "vkconfd/config_handler.h"
+#include "vkconfd/data_handler.h"
 #include "vkos/context.h"
 
 namespace contract {
@@ -51,6 +52,22 @@ class PlatformUnderTest {
 
   /// The texts of the faults raised since the platform was made, oldest first.
   virtual std::vector<std::string> FaultTexts() const = 0;
+};
+
+/// A data handler for the one callpoint of the models, which does nothing there.
+class IdleDataHandler : public vkconfd::DataHandler {
+ public:
+  IdleDataHandler() : DataHandler(false, false, false, false, false, false, false) {}
+  std::vector<Callpoint*>& GetCallpoints() override { return callpoints_; }
+
+ private:
+  class ListenCallpoint : public Callpoint {
+   public:
+    const char* GetCallpointName() override { return "listen"; }
+  };
+
+  ListenCallpoint callpoint_;
+  std::vector<Callpoint*> callpoints_ = {&callpoint_};
 };
 
 /// The platform that the test program is linked with.

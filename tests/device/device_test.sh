@@ -60,7 +60,7 @@ daemon_runs_on_device_libraries() {
 
   readelf -d "$daemon" >"$work/needed"
   ldd "$daemon" >"$work/loaded"
-  for library in vkconfd vkos vkmw confd zlog; do
+  for library in vkconfd vkos vkmw iptools nettypes confd zlog; do
     expect_in "$work/needed" "NEEDED.*\[lib$library\.so\]"
     expect_in "$work/loaded" "lib$library\.so => $device/lib/lib$library\.so "
   done

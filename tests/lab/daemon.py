@@ -8,6 +8,7 @@ import socket
 import subprocess
 import tempfile
 import threading
+import time
 
 from .wait import TimedOut, wait_until
 
@@ -81,12 +82,16 @@ class Daemon:
 
     def wait_ready(self, seconds=20.0):
         """Waits for READY=1 on the notification socket."""
-        self._notify.settimeout(seconds)
-        try:
-            while b"READY=1" not in self._notify.recv(4096):
+        deadline = time.monotonic() + seconds
+        self._notify.settimeout(0.5)
+        while time.monotonic() < deadline and self.process.poll() is None:
+            try:
+                if b"READY=1" in self._notify.recv(4096):
+                    return
+            except socket.timeout:
                 pass
-        except socket.timeout:
-            raise TimedOut("the daemon is not ready:\n" + "\n".join(self.lines[-20:])) from None
+        raise TimedOut(f"the daemon is not ready, status {self.process.poll()}:\n" +
+                       "\n".join(self.lines[-20:]))
 
     def _read(self, process):
         for line in process.stderr:
@@ -115,12 +120,12 @@ class Daemon:
         """Sends a signal."""
         self.process.send_signal(number)
 
-    def reload(self, content):
+    def reload(self, content, seconds=20.0):
         """Gives a new start-up configuration and waits until the daemon has dealt with it."""
         self.write_startup(content)
         since = self.mark()
         self.tell(signal.SIGHUP)
-        self.wait_ready()
+        self.wait_ready(seconds)
         return since
 
     def stop(self, number=signal.SIGTERM, seconds=10.0):
@@ -152,4 +157,32 @@ def configuration(ip, extra=(), enabled=True, port=161, communities=("public",))
     }
 
 
-__all__ = ["Daemon", "configuration", "wait_until"]
+def listening(ports, vrfs, tables):
+    """The other parts of a start-up configuration: the UDP port of every L3 interface that is
+    listened on, the VRF of every L3 interface that is in one, the routing table of every VRF."""
+    interfaces = sorted({*ports, *vrfs})
+    return {
+        "metacli-internal:internal": {
+            "vrf-config": {
+                "stringTOindex": [{"name": name, "vrf-idx": table}
+                                  for name, table in tables.items()]
+            }
+        },
+        "config:config": {
+            "interface": {
+                "l3": [{"name": name, **({"vrf": vrfs[name]} if name in vrfs else {})}
+                       for name in interfaces]
+            }
+        },
+        "snmp:snmp": {
+            "agent": {
+                "listen": {
+                    "interface": [{"name": f"l3-{name}", "udp-port": port}
+                                  for name, port in ports.items()]
+                }
+            }
+        },
+    }
+
+
+__all__ = ["Daemon", "configuration", "listening", "wait_until"]

@@ -1,5 +1,6 @@
 """Network namespaces and the links between them."""
 
+import ipaddress
 import os
 import subprocess
 
@@ -60,3 +61,57 @@ def connect(left, left_interface, right, right_interface):
             "netns", right.name)
     left.ip("link", "set", left_interface, "up")
     right.ip("link", "set", right_interface, "up")
+
+
+def has_vrf_devices():
+    """Whether this kernel knows VRF devices; asked in a namespace of its own."""
+    probe = Namespace("vrf-probe")
+    try:
+        probe.ip("link", "add", "probe", "type", "vrf", "table", "99")
+        return True
+    except RuntimeError:
+        return False
+    finally:
+        probe.remove()
+
+
+class Vrf:
+    """A routing domain of a namespace: a VRF device where the kernel has them, else a routing
+    table with rules that send to it what comes in by its interfaces."""
+
+    def __init__(self, namespace, name, table, devices):
+        self.namespace, self.name, self.table = namespace, name, table
+        self.devices = devices
+        if devices:
+            namespace.ip("link", "add", name, "type", "vrf", "table", str(table))
+            namespace.ip("link", "set", name, "up")
+
+    def attach(self, interface, *addresses):
+        """Puts an interface with these addresses, and the routes to its networks, into it."""
+        if self.devices:
+            self.namespace.ip("link", "set", interface, "master", self.name)
+            for address in addresses:
+                self.namespace.add_address(interface, address)
+            return
+        for family, address in (("-6" if ":" in address else "-4", address)
+                                for address in addresses):
+            network = str(ipaddress.ip_interface(address).network)
+            nodad = ["nodad"] if family == "-6" else []
+            self.namespace.ip("addr", "add", address, "dev", interface, "noprefixroute", *nodad)
+            self.namespace.ip(family, "route", "add", network, "dev", interface, "table",
+                              str(self.table))
+            self.namespace.ip(family, "rule", "add", "iif", interface, "lookup", str(self.table),
+                              "priority", "900")
+        # The way back to a sender is in no table that the check of the reverse path looks at.
+        self.namespace.run("sysctl", "-q", f"net.ipv4.conf.{interface}.rp_filter=0",
+                           "net.ipv4.conf.all.rp_filter=0")
+
+    def detach(self, interface):
+        """Takes an interface and all that belongs to it out again."""
+        if self.devices:
+            self.namespace.ip("link", "set", interface, "nomaster")
+        else:
+            for family in ("-4", "-6"):
+                subprocess.run(["ip", "-n", self.namespace.name, family, "rule", "del", "iif",
+                                interface], capture_output=True, check=False)
+        self.namespace.ip("addr", "flush", "dev", interface, "scope", "global")

@@ -15,3 +15,12 @@ def get(namespace, address, port=161, community="public", oid=SYS_UPTIME, timeou
                           "-On", "-Oe", target, oid),
         capture_output=True, text=True, check=False, env={**os.environ, "MIBS": "", "MIBDIRS": ""})
     return done.stdout.strip() if done.returncode == 0 else None
+
+
+def answers(namespace, address, port=161, timeout=1.0):
+    """True when a request to address:port is answered from just there: the client's socket is
+    connected, so the kernel keeps answers of other addresses and ports away from it."""
+    command = namespace.command("/usr/bin/python3", os.path.join(os.path.dirname(__file__),
+                                                                 "ask.py"),
+                                address, str(port), str(timeout))
+    return subprocess.run(command, check=False).returncode == 0

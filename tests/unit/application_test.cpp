@@ -17,10 +17,12 @@ using ::testing::IsEmpty;
 constexpr char kStart[] = "snmp-app src/app/application Run 12 Initializing SNMP daemon.";
 
 TEST_F(ApplicationTest, ConstructionInstallsContextThenCategoryThenHandlers) {
-  EXPECT_THAT(
-      ConstructionJournal(),
-      ElementsAre("context new snmp-app", "context gone earlier", "category snmp-app",
-                  "timer new snmp-app-timer 5000", "timer pause", "category snmp-app-agent"));
+  EXPECT_THAT(ConstructionJournal(),
+              ElementsAre("context new snmp-app", "context gone earlier", "category snmp-app",
+                          "timer new snmp-app-timer 5000", "timer pause", "category snmp-app-agent",
+                          "category snmp-app-listen", "data handler new 0100010",
+                          "category snmp-app-listen", "category snmp-app-l3intf",
+                          "log IntfCfgHandler: Registered"));
 }
 
 TEST_F(ApplicationTest, HaTableHoldsTwoCallbacksAndThreeEmptySlots) {
@@ -46,7 +48,13 @@ TEST_F(ApplicationTest, RunGoesThroughItsStepsInOrder) {
                   "context server", "server run", "session open 1",
                   "log LoadInitialConfig: Loading SNMP agent configuration",
                   std::string("cdb_get ") + agent::kExtra, std::string("cdb_get ") + agent::kIp,
-                  std::string("cdb_get ") + agent::kEnabled, "session close", "script", "app gone",
+                  std::string("cdb_get ") + agent::kEnabled, "session close", "session open 1",
+                  "log LoadInitialConfig: Loading SNMP listening configuration",
+                  std::string("cdb_get ") + agent::kEnabled,
+                  "cdb_num_instances /snmp/agent/listen/interface",
+                  "log LoadInitialConfig: Getting 0 listening interface(s)", "session close",
+                  "log ApplyCommitConfig: Applying new configuration for SNMP listening.",
+                  "session open 1", "session close", "script", "app gone",
                   "log Run: SNMP daemon has finished!"));
 }
 
@@ -70,10 +78,13 @@ TEST_F(ApplicationTest, RunHandsItsRecordsToTheFramework) {
 TEST_F(ApplicationTest, RunHandsItsHandlersToTheFrameworkInOrder) {
   application_.Run();
   const fake::Registration& registration = LastRegistration();
-  ASSERT_EQ(1U, registration.config_handlers.size());
+  ASSERT_EQ(3U, registration.config_handlers.size());
   EXPECT_NE(nullptr, dynamic_cast<SnmpAgentCfgHandler*>(registration.config_handlers[0]));
+  EXPECT_NE(nullptr, dynamic_cast<SnmpListenCfgHandler*>(registration.config_handlers[1]));
+  EXPECT_NE(nullptr, dynamic_cast<IntfCfgHandler*>(registration.config_handlers[2]));
   EXPECT_THAT(registration.action_handlers, IsEmpty());
-  EXPECT_THAT(registration.data_handlers, IsEmpty());
+  ASSERT_EQ(1U, registration.data_handlers.size());
+  EXPECT_NE(nullptr, dynamic_cast<SnmpListenDataHandler*>(registration.data_handlers[0]));
 }
 
 TEST_F(ApplicationTest, RunCanBeCalledAgain) {
@@ -116,10 +127,20 @@ TEST_F(ApplicationTest, CommitReachesTheHandlersWhileTheServerRuns) {
     device_.journal.clear();
     device_.framework.Commit(
         [](fake::Database& edit) { edit.Set(agent::kEnabled, common::MakeBool(false)); });
-    EXPECT_THAT(device_.journal,
-                ElementsAre("log StartCommit: Starting commit of SNMP agent configuration.",
-                            "log HandleCfg: Called kp /confdConfig/snmpAgent/enabled, op 4",
-                            "log HandleCfg: New value: false"));
+    EXPECT_THAT(
+        device_.journal,
+        ElementsAre("log StartCommit: Starting commit of SNMP agent configuration.",
+                    "log HandleCfg: Called kp /confdConfig/snmpAgent/enabled, op 4",
+                    "log HandleCfg: New value: false",
+                    "log StartCommit: Starting commit of configuration for SNMP listening.",
+                    "log HandleCfg: Called kp /confdConfig/snmpAgent/enabled, op 4",
+                    "log HandleCfg: New value: false",
+                    "log ApplyCommitConfig: Applying new configuration for SNMP listening.",
+                    "log StartCommit: Starting commit of L3 interface.",
+                    "log HandleCfg: Called kp /confdConfig/snmpAgent/enabled, op 4",
+                    "log HandleCfg: Not modify",
+                    "log ApplyCommitConfig: Applying new configuration of L3 interface.",
+                    "log ApplyCommitConfig: Applying new configuration for SNMP listening."));
   };
   EXPECT_EQ(0, application_.Run());
 }

@@ -17,6 +17,11 @@ inline std::string Line(const fake::LogRecord& record) {
          std::to_string(record.level) + " " + record.text;
 }
 
+/// A fault as one line: code, function, source path and text.
+inline std::string Line(const fake::Fault& fault) {
+  return std::to_string(fault.code) + " " + fault.function + " " + fault.file + " " + fault.text;
+}
+
 /// Makes the process a context, as the program does at its start.
 inline void InstallContext(const char* name) {
   vkmw_process_signature_t signature = {};
@@ -36,6 +41,12 @@ class DeviceTest : public ::testing::Test {
   std::vector<std::string> LogLines() const {
     std::vector<std::string> lines;
     for (const fake::LogRecord& record : device_.log.records) lines.push_back(Line(record));
+    return lines;
+  }
+
+  std::vector<std::string> FaultLines() const {
+    std::vector<std::string> lines;
+    for (const fake::Fault& fault : device_.middleware.faults) lines.push_back(Line(fault));
     return lines;
   }
 

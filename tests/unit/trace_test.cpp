@@ -85,12 +85,12 @@ TEST_F(TraceTest, LogIsOneStatement) {
   EXPECT_THAT(LogLines(), ElementsAre("test tests/unit/trace_test TestBody 12 yes"));
 }
 
-TEST_F(TraceTest, FaultCarriesThePlaceOfUseAndTheGivenLine) {
-  APP_FAULT_AT(1, 72, "%s failed", "it");
+TEST_F(TraceTest, FaultCarriesThePlaceOfUseAndTheGivenFunctionAndLine) {
+  APP_FAULT_FROM("Function", 1, 72, "%s failed", "it");
   ASSERT_EQ(1U, device_.middleware.faults.size());
   const fake::Fault& fault = device_.middleware.faults[0];
   EXPECT_EQ(1, fault.code);
-  EXPECT_EQ("TestBody", fault.function);
+  EXPECT_EQ("Function", fault.function);
   EXPECT_EQ("tests/unit/trace_test", fault.file);
   EXPECT_EQ(72, fault.line);
   EXPECT_EQ("it failed", fault.text);
@@ -98,9 +98,9 @@ TEST_F(TraceTest, FaultCarriesThePlaceOfUseAndTheGivenLine) {
 
 TEST_F(TraceTest, FaultTextHas299Characters) {
   const std::string text(400, 'f');
-  APP_FAULT_AT(0, 1, "%s", text.c_str());
-  APP_FAULT_AT(0, 1, "%s", text.substr(0, 299).c_str());
-  APP_FAULT_AT(0, 1, "%s", text.substr(0, 298).c_str());
+  APP_FAULT_FROM("Function", 0, 1, "%s", text.c_str());
+  APP_FAULT_FROM("Function", 0, 1, "%s", text.substr(0, 299).c_str());
+  APP_FAULT_FROM("Function", 0, 1, "%s", text.substr(0, 298).c_str());
   ASSERT_EQ(3U, device_.middleware.faults.size());
   EXPECT_EQ(299U, device_.middleware.faults[0].text.size());
   EXPECT_EQ(299U, device_.middleware.faults[1].text.size());

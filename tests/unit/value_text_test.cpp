@@ -13,6 +13,7 @@
 #include "confd/tag_table.h"
 #include "delivery/change.h"
 #include "key_path.h"
+#include "nettypes/nettypes.h"
 
 namespace {
 
@@ -51,6 +52,17 @@ TEST(ValueTextTest, Addresses) {
   inet_pton(AF_INET6, "2001:db8:0::1", &v6);
   EXPECT_EQ("192.0.2.1", Text(common::MakeIpv4(v4)));
   EXPECT_EQ("2001:db8::1", Text(common::MakeIpv6(v6)));
+}
+
+TEST(ValueTextTest, AddressesWithPrefixLength) {
+  confd_ipv4_prefix v4 = {{}, 24};
+  confd_ipv6_prefix v6 = {{}, 128};
+  inet_pton(AF_INET, "10.0.0.1", &v4.ip);
+  inet_pton(AF_INET6, "2001:db8::1", &v6.ip6);
+  EXPECT_EQ("10.0.0.1/24", Text(common::MakeIpv4Prefix(v4)));
+  EXPECT_EQ("2001:db8::1/128", Text(common::MakeIpv6Prefix(v6)));
+  EXPECT_EQ("10.0.0.1", nettypes::IPv4Addr(v4.ip).to_string());
+  EXPECT_EQ("2001:db8::1", nettypes::IPv6Addr(v6.ip6, nettypes::MACAddr()).to_string());
 }
 
 TEST(ValueTextTest, TagsByTheirName) {

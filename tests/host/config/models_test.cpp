@@ -51,6 +51,23 @@ const Refusal kRefusals[] = {
     {"ip_name", "Invalid union value \"localhost\"", "snmpAgent/ip"},
     {"ip_out_of_range", "Invalid union value \"10.0.0.256\"", "snmpAgent/ip"},
     {"ip_zone", "Invalid union value \"fe80::1%eth0\"", "snmpAgent/ip"},
+    {"l3_ipv4_length", "prefix length from 0 to 32", "ipv4/address/ip"},
+    {"l3_ipv4_without_length", "prefix length from 0 to 32", "ipv4/address/ip"},
+    {"l3_ipv6_groups", "eight groups, or of fewer", "address[index='1']/ip"},
+    {"l3_ipv6_length", "prefix length from 0 to 128", "address[index='1']/ip"},
+    {"l3_ipv6_without_ip", "Mandatory node \"ip\"", "address[index='1']"},
+    {"l3_kernel_name_dots", "a name of dots only", "kernel-name"},
+    {"l3_kernel_name_long", "has 1 to 15 characters", "kernel-name"},
+    {"l3_kernel_name_slash", "double quotes, slashes, colons", "kernel-name"},
+    {"l3_name_brace", "without blanks, double quotes and braces", "l3"},
+    {"l3_vrf_unknown", "Invalid leafref value \"blue\"", "[name='one']/vrf"},
+    {"listen_l3_empty", "no L3 interface has the rest", "[name='l3-']"},
+    {"listen_l3_unknown", "no L3 interface has the rest", "[name='l3-two']"},
+    {"listen_name_brace", "without blanks, double quotes and braces", "interface"},
+    {"listen_port_too_big", "out of", "udp-port"},
+    {"listen_port_zero", "out of the allowed range", "udp-port"},
+    {"listen_twice", "Duplicate instance of \"interface\"", "[name='eth0']"},
+    {"listen_without_port", "Mandatory node \"udp-port\"", "[name='eth0']"},
     {"no_json", "Invalid character sequence \"hello", "ine number 1"},
     {"port_as_text", "Invalid non-number-encoded uint16 value \"161\"", "snmpAgent/port"},
     {"port_too_big", "out of", "snmpAgent/port"},
@@ -61,6 +78,11 @@ const Refusal kRefusals[] = {
     {"unknown_leaf", "Node \"colour\" not found", "line number 4"},
     {"unknown_module", "No module named \"foreign\"", "ine number 2"},
     {"unqualified", "must be namespace-qualified", "ine number 2"},
+    {"vrf_index_local", "a routing table of its own", "vrf-idx"},
+    {"vrf_index_main", "a routing table of its own", "vrf-idx"},
+    {"vrf_index_twice", "Unique data leaf(s) \"vrf-idx\"", "stringTOindex"},
+    {"vrf_index_zero", "a routing table of its own", "vrf-idx"},
+    {"vrf_without_index", "Mandatory node \"vrf-idx\"", "[name='red']"},
 };
 
 std::string Instance(const std::string& name) {
@@ -96,7 +118,7 @@ TEST(Models, EveryValidInstanceIsAcceptedAndSurvivesPrinting) {
     EXPECT_EQ(host::PrintTree(Read(DeviceModels(), text).get()), text) << entry.path();
     ++count;
   }
-  EXPECT_GE(count, 3U);
+  EXPECT_GE(count, 5U);
 }
 
 TEST(Models, TextBehindAZeroByteIsNotOverlooked) {
@@ -141,6 +163,20 @@ INSTANTIATE_TEST_SUITE_P(
                       "[1::2::3]:161", "[1:2:3:4::5:6:7:8]:161", "[1:2:3:4:5:6:7:10.0.0.1]:161",
                       "[::2:3:4:5:6:7:10.0.0.1]:161", "[::256.0.0.1]:161", "[::10.0.0.1:1]:161",
                       "[g::1]:161", "[fe80::1%eth0]:161", "localhost:161"));
+
+TEST(Models, Ipv6PrefixesThatAreNone) {
+  for (const char* text :
+       {"", "/64", "::1", "::1/", "::1/064", "1::2::3/64", "g::1/64", "::10.0.0.01/64",
+        "::10.0.0.256/64", "1:2:3:4:5:6:7:8:9/64", ":1/64", "fe80::1%eth0/64", "10.0.0.1/24",
+        "2001:db8::00001/64", ":::/0", "1:2:3:4:5:6:7:10.0.0.1/64", "1:/64"}) {
+    EXPECT_THROW(Read(DeviceModels(),
+                      R"({"config:config": {"interface": {"l3": [{"name": "a", "ipv6": {"address":)"
+                      R"( [{"index": 1, "ip": ")" +
+                          std::string(text) + "\"}]}}]}}}"),
+                 std::runtime_error)
+        << text;
+  }
+}
 
 TEST(Models, DefaultsOfTheAgent) {
   const host::Tree tree = Read(DeviceModels(), "{}");

@@ -154,6 +154,33 @@ TEST_F(SchemaOfFolder, TagThatIsNoHash) {
   ExpectRefused("\"7A0\" is no hash", "element bad");
 }
 
+TEST_F(SchemaOfFolder, CallpointThatIsAtNoList) {
+  folder_.Write("nolist@2026-01-01.yang", Model("nolist", "container c {p:callpoint hook;}"));
+  ExpectRefused("callpoint hook is at c, which is no list");
+}
+
+TEST_F(SchemaOfFolder, ValueTypeThatThereIsNot) {
+  folder_.Write("odd@2026-01-01.yang", Model("odd", "leaf o {p:value-type colour; type string;}"));
+  ExpectRefused("there is no value type colour");
+}
+
+TEST(Schema, CallpointsOfTheDevice) {
+  const std::vector<host::ModelCallpoint>& callpoints = DeviceModels().Callpoints();
+  ASSERT_EQ(callpoints.size(), 1U);
+  EXPECT_EQ(callpoints[0].name, "listen");
+  EXPECT_EQ(callpoints[0].path, "/snmp/agent/listen/interface");
+  EXPECT_TRUE(host::Schema::IsSystemWritten(Last("/snmp/agent/listen/interface{a}/redir-port")));
+  EXPECT_FALSE(host::Schema::IsSystemWritten(Last("/snmp/agent/listen/interface{a}/udp-port")));
+}
+
+TEST(Schema, TagsOfListeningInterfaces) {
+  EXPECT_EQ(host::Schema::Tag(Last("/snmp/agent/listen/interface")), 0x0D34EE32U);
+  EXPECT_EQ(host::Schema::Tag(Last("/snmp/agent/listen/interface{a}/udp-port")), 0x0801C63AU);
+  EXPECT_EQ(host::Schema::Tag(Last("/snmp/agent/listen/interface{a}/redir-port")), 0x5A4D4401U);
+  EXPECT_EQ(DeviceModels().NamespaceHash(Last("/snmp")), 0x1ECDF09AU);
+  EXPECT_EQ(DeviceModels().NamespaceHash(Last("/config")), 0x139627C1U);
+}
+
 TEST_F(SchemaOfFolder, WrittenTagGoesBeforeAComputedOneOfAnEarlierModel) {
   folder_.Write("a-early@2026-01-01.yang", Model("a-early", "leaf late-tagged {type string;}"));
   folder_.Write("b-late@2026-01-01.yang",

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <system_error>
 
@@ -40,6 +41,18 @@ TEST_F(UdpListenerTest, ReceivesAndAnswers) {
   udp::endpoint from;
   ASSERT_EQ(manager.receive_from(boost::asio::buffer(buffer), from), 6U);
   EXPECT_EQ(from, test::ToUdp(endpoint_));
+}
+
+// Libraries that wait with select(2) need the low numbers.
+TEST_F(UdpListenerTest, LeavesTheLowDescriptorsToOthers) {
+  UdpListener listener(loop_);
+  const int before = ::dup(0);
+  ASSERT_GE(before, 0);
+  ::close(before);
+  ASSERT_FALSE(listener.Open(endpoint_));
+  const int after = ::dup(0);
+  EXPECT_EQ(after, before);
+  ::close(after);
 }
 
 TEST_F(UdpListenerTest, EmptyDatagramIsOne) {

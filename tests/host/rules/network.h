@@ -1,0 +1,61 @@
+// Networks of the tests' own, in namespaces that are gone with the process.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+namespace host::test {
+
+/// A network namespace; it lives as long as somebody is in it or holds it.
+class Network {
+ public:
+  /// The one that the process is in.
+  static Network Current();
+
+  explicit Network(int descriptor) : descriptor_(descriptor) {}
+  ~Network();
+  Network(Network&& other) noexcept : descriptor_(other.descriptor_) { other.descriptor_ = -1; }
+  Network& operator=(Network&&) = delete;
+
+  void Enter() const;
+
+  /// A name of it for `ip link set ... netns`.
+  std::string Path() const;
+
+ private:
+  int descriptor_;
+};
+
+/// Puts the process into a new, empty network. Returns why that cannot be; empty when it is done.
+std::string EnterNewNetwork();
+
+/// Each test is in a new network.
+class NetworkTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+};
+
+/// What a shell command prints, on its error output, too.
+std::string Output(const std::string& command);
+
+/// Runs commands of nft's language, in a socket of its own; what they print or why they fail.
+std::string Nft(const std::string& commands);
+
+/// How many calls to the packet filter and to the routing the code under test has made.
+int KernelCalls();
+
+/// From now on the next call to the packet filter finds the table removed.
+void LoseTable();
+
+/// Gives up all rights of this process.
+void DropCapabilities();
+
+/// Number of lines of `text` that contain `part`.
+int CountLines(const std::string& text, const std::string& part);
+
+/// Runs `call` in a process of its own and waits for its end; true when it returned true.
+bool InChild(const std::function<bool()>& call);
+
+}  // namespace host::test

@@ -1,0 +1,110 @@
+#include "rules/rules.h"
+
+#include <gmock/gmock.h>
+
+#include <utility>
+#include <vector>
+
+#include "network.h"
+
+namespace host::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+
+class RulesTest : public NetworkTest {
+ protected:
+  void SetUp() override {
+    NetworkTest::SetUp();
+    if (IsSkipped()) return;
+    Rules::OfProcess().SetMarkObserver(
+        [this](uint16_t port, uint32_t mark) { told_.emplace_back(port, mark); });
+  }
+  void TearDown() override { Rules::EndOfProcess(); }
+
+  static int MarkRules() { return CountLines(Output("ip rule show"), "fwmark"); }
+
+  std::vector<std::pair<uint16_t, uint32_t>> told_;
+};
+
+TEST_F(RulesTest, ARedirectBringsItsMark) {
+  Rules& rules = Rules::OfProcess();
+  ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 100));
+  EXPECT_THAT(Nft("list ruleset"), HasSubstr("\"eth1\" . 161 : 60600"));
+  EXPECT_THAT(Output("ip rule show"), HasSubstr("fwmark 0x64 lookup 100"));
+  EXPECT_TRUE(rules.DeleteRedirect("eth1", 161, 60600));
+  EXPECT_EQ(MarkRules(), 0);
+  EXPECT_THAT(told_, ElementsAre(Pair(60600, 100), Pair(60600, 0)));
+}
+
+TEST_F(RulesTest, WhatIsThereCostsNoCallAndIsNotTold) {
+  Rules& rules = Rules::OfProcess();
+  ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 100));
+  told_.clear();
+  const int before = KernelCalls();
+  EXPECT_TRUE(rules.AddRedirect("eth1", 161, 60600, 100));
+  EXPECT_TRUE(rules.DeleteRedirect("eth1", 161, 60601));
+  EXPECT_TRUE(rules.DeleteRedirect("eth2", 161, 60600));
+  EXPECT_EQ(KernelCalls(), before);
+  EXPECT_THAT(told_, IsEmpty());
+}
+
+TEST_F(RulesTest, InterfacesOfAVrfShareItsRule) {
+  Rules& rules = Rules::OfProcess();
+  ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 100));
+  ASSERT_TRUE(rules.AddRedirect("eth2", 161, 60601, 100));
+  ASSERT_TRUE(rules.AddRedirect("eth3", 161, 60602, 200));
+  EXPECT_EQ(MarkRules(), 2);
+  ASSERT_TRUE(rules.DeleteRedirect("eth1", 161, 60600));
+  EXPECT_EQ(MarkRules(), 2);
+  ASSERT_TRUE(rules.DeleteRedirect("eth2", 161, 60601));
+  EXPECT_EQ(MarkRules(), 1);
+}
+
+TEST_F(RulesTest, AnInterfaceMovesToAnotherVrf) {
+  Rules& rules = Rules::OfProcess();
+  ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 100));
+  ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 200));
+  EXPECT_EQ(told_.back(), std::make_pair(uint16_t{60600}, uint32_t{200}));
+  EXPECT_EQ(CountLines(Output("ip rule show"), "lookup 200"), 1);
+  EXPECT_EQ(MarkRules(), 1);
+  ASSERT_TRUE(rules.DeleteRedirect("eth1", 161, 60600));
+  EXPECT_EQ(MarkRules(), 0);
+}
+
+TEST_F(RulesTest, TheNewestRedirectOfAPortHasTheMark) {
+  Rules& rules = Rules::OfProcess();
+  ASSERT_TRUE(rules.AddRedirect("old1", 161, 60600, 100));
+  ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 200));
+  ASSERT_TRUE(rules.DeleteRedirect("eth1", 161, 60600));
+  EXPECT_THAT(told_, ElementsAre(Pair(60600, 100), Pair(60600, 200), Pair(60600, 100)));
+}
+
+TEST_F(RulesTest, ALateObserverIsToldWhatThereIs) {
+  Rules& rules = Rules::OfProcess();
+  ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 100));
+  ASSERT_TRUE(rules.AddRedirect("eth2", 161, 60601, 200));
+  told_.clear();
+  rules.SetMarkObserver([this](uint16_t port, uint32_t mark) { told_.emplace_back(port, mark); });
+  EXPECT_THAT(told_, ElementsAre(Pair(60600, 100), Pair(60601, 200)));
+}
+
+TEST_F(RulesTest, ARefusedRedirectLeavesNoRule) {
+  EXPECT_FALSE(Rules::OfProcess().AddRedirect("eth*", 161, 60600, 100));
+  EXPECT_EQ(MarkRules(), 0);
+  EXPECT_THAT(told_, IsEmpty());
+}
+
+TEST_F(RulesTest, TheEndRemovesAll) {
+  ASSERT_TRUE(Rules::OfProcess().AddRedirect("eth1", 161, 60600, 100));
+  Rules::EndOfProcess();
+  EXPECT_EQ(Nft("list ruleset"), "");
+  EXPECT_EQ(MarkRules(), 0);
+  EXPECT_TRUE(Rules::OfProcess().AddRedirect("eth1", 161, 60600, 100));
+}
+
+}  // namespace
+}  // namespace host::test

@@ -1,0 +1,116 @@
+#include <linux/capability.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/asio/ip/udp.hpp>
+
+#include "agent_fixture.h"
+
+namespace host::test {
+namespace {
+
+using boost::asio::ip::udp;
+
+/// Listeners stand behind FD_SETSIZE.
+constexpr int kDescriptorsAtMost = 2048;
+
+/// The mark of a socket of this process; none when it is not there.
+std::optional<uint32_t> MarkOf(int socket) {
+  uint32_t mark = 0;
+  socklen_t size = sizeof(mark);
+  const bool is_there = ::getsockopt(socket, SOL_SOCKET, SO_MARK, &mark, &size) == 0;
+  return is_there ? std::optional(mark) : std::nullopt;
+}
+
+/// The socket of this process that is bound to the endpoint; -1 for none.
+int SocketAt(const Endpoint& endpoint) {
+  const udp::endpoint wanted = ToUdp(endpoint);
+  for (int socket = 0; socket < kDescriptorsAtMost; ++socket) {
+    udp::endpoint local;
+    auto size = static_cast<socklen_t>(local.capacity());
+    if (::getsockname(socket, local.data(), &size) != 0) continue;
+    if (size == wanted.size() && local == wanted) return socket;
+  }
+  return -1;
+}
+
+std::optional<uint32_t> MarkOf(const Endpoint& endpoint) { return MarkOf(SocketAt(endpoint)); }
+
+bool MayMark() {
+  boost::asio::io_context unused;
+  udp::socket socket(unused, udp::v4());
+  const uint32_t mark = 1;
+  return ::setsockopt(socket.native_handle(), SOL_SOCKET, SO_MARK, &mark, sizeof(mark)) == 0;
+}
+
+void DropCapabilities() {
+  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct none[2] = {};
+  ASSERT_EQ(::syscall(SYS_capset, &header, none), 0);
+}
+
+class AgentMarkTest : public AgentTest {
+ protected:
+  void SetUp() override {
+    if (!MayMark()) GTEST_SKIP() << "no right to mark sockets";
+  }
+
+  const uint16_t port_ = FreePort();
+  const Endpoint ipv4_ = {"0.0.0.0", port_};
+  const Endpoint ipv6_ = {"::", port_};
+};
+
+TEST_F(AgentMarkTest, MarksOpenWildcardsInPlace) {
+  ASSERT_TRUE(agent_->SetListeners({ipv4_, ipv6_}).empty());
+  const int socket = SocketAt(ipv4_);
+  EXPECT_EQ(MarkOf(ipv4_), 0U);
+  agent_->SetMark(port_, 100);
+  EXPECT_EQ(SocketAt(ipv4_), socket);
+  EXPECT_EQ(MarkOf(ipv4_), 100U);
+  EXPECT_EQ(MarkOf(ipv6_), 100U);
+  agent_->SetMark(port_, 0);
+  EXPECT_EQ(MarkOf(ipv4_), 0U);
+  EXPECT_EQ(MarkOf(ipv6_), 0U);
+}
+
+TEST_F(AgentMarkTest, MarksThoseOpenedLater) {
+  agent_->SetMark(port_, 100);
+  ASSERT_TRUE(agent_->SetListeners({ipv4_}).empty());
+  EXPECT_EQ(MarkOf(ipv4_), 100U);
+  ASSERT_TRUE(agent_->SetListeners({ipv4_, ipv6_}).empty());
+  EXPECT_EQ(MarkOf(ipv6_), 100U);
+  agent_->SetListeners({});
+  agent_->SetMark(port_, 0);
+  ASSERT_TRUE(agent_->SetListeners({ipv4_}).empty());
+  EXPECT_EQ(MarkOf(ipv4_), 0U);
+}
+
+TEST_F(AgentMarkTest, LeavesOtherListenersAlone) {
+  const Endpoint address = {"127.0.0.1", port_};
+  const Endpoint other_port = {"0.0.0.0", FreePort()};
+  agent_->SetMark(port_, 100);
+  ASSERT_TRUE(agent_->SetListeners({address, other_port}).empty());
+  agent_->SetMark(port_, 200);
+  EXPECT_EQ(MarkOf(address), 0U);
+  EXPECT_EQ(MarkOf(other_port), 0U);
+}
+
+TEST_F(AgentMarkTest, ARefusalIsLoggedAndTheListenerServes) {
+  EXPECT_EXIT(
+      {
+        DropCapabilities();
+        ASSERT_TRUE(agent_->SetListeners({ipv4_}).empty());
+        log_.clear();
+        agent_->SetMark(port_, 100);
+        const std::string text = log_.empty() ? "nothing logged" : log_.front().second;
+        const bool answers = Ask({"127.0.0.1", port_}).has_value();
+        fprintf(stderr, "%s %s\n", text.c_str(), answers ? "answers" : "is silent");
+        ::_exit(0);
+      },
+      ::testing::ExitedWithCode(0), "mark 100 not set: Operation not permitted answers");
+}
+
+}  // namespace
+}  // namespace host::test

@@ -1,0 +1,204 @@
+"""Listening interfaces in VRFs, seen by managers in each network and in the kernel's listings."""
+
+import json
+
+import pytest
+
+from lab import snmp
+from lab.daemon import Daemon, configuration, listening
+from lab.site import BLUE, BLUE_V6, DEFAULT, RED, RED_V6, Site
+from lab.wait import wait_until
+
+REBOUND = "Forced ConfD's bind of SNMP, returned 0: $"
+
+
+@pytest.fixture
+def site():
+    with Site() as instance:
+        yield instance
+
+
+@pytest.fixture
+def daemon(site, build):
+    with Daemon(site.router, build) as instance:
+        yield instance
+
+
+def router_configuration(ports, vrfs=None, **options):
+    """The site's configuration: what listens, by L3 interface and port; where the L3 interfaces
+    live; the rest is the agent's."""
+    return {**configuration(DEFAULT, **options),
+            **listening(ports, vrfs or {"eth1": "red", "eth2": "blue"},
+                        {"red": 100, "blue": 200})}
+
+
+def running(daemon):
+    with open(daemon.running_file, encoding="utf-8") as file:
+        return json.load(file)
+
+
+def redirect_port(daemon, name):
+    rows = running(daemon)["snmp:snmp"]["agent"]["listen"]["interface"]
+    return next(row["redir-port"] for row in rows if row["name"] == name)
+
+
+def start(daemon, *arguments, **options):
+    daemon.write_startup(router_configuration(*arguments, **options))
+    daemon.start()
+    daemon.wait_record(REBOUND)
+
+
+def reload(daemon, *arguments, **options):
+    since = daemon.reload(router_configuration(*arguments, **options))
+    assert not daemon.records(" fault ", since)
+    return since
+
+
+def silent(manager, address, **options):
+    return not snmp.answers(manager, address, timeout=0.3, **options)
+
+
+def test_typical_change(daemon, site):
+    start(daemon, {})
+    assert silent(site.managers["red"], RED)
+    since = reload(daemon, {"eth1": 161})
+    agent = running(daemon)["confd_dyncfg:confdConfig"]["snmpAgent"]
+    assert agent["extraIpPorts"] == ["0.0.0.0:60600"]
+    assert redirect_port(daemon, "l3-eth1") == 60600
+    daemon.wait_record(r"New extraIpPorts entry: 0\.0\.0\.0:60600", since)
+    daemon.wait_record(REBOUND, since)
+    assert site.redirects() == ["eth1 . 161 : 60600"]
+    assert snmp.answers(site.managers["red"], RED)
+    assert snmp.answers(site.managers["red"], RED_V6)
+
+
+def test_three_networks_at_once(daemon, site):
+    start(daemon, {"eth1": 161, "eth2": 1161})
+    assert site.redirects() == ["eth1 . 161 : 60600", "eth2 . 1161 : 60601"]
+    for _ in range(3):
+        assert snmp.answers(site.managers["default"], DEFAULT)
+        assert snmp.answers(site.managers["red"], RED)
+        assert snmp.answers(site.managers["red"], RED_V6)
+        assert snmp.answers(site.managers["blue"], BLUE, port=1161)
+        assert snmp.answers(site.managers["blue"], BLUE_V6, port=1161)
+    assert silent(site.managers["blue"], BLUE)
+    assert len(site.mark_rules()) == 2, "one rule for each VRF"
+
+
+def test_port_change(daemon, site):
+    start(daemon, {"eth1": 161})
+    reload(daemon, {"eth1": 1161})
+    assert site.redirects() == ["eth1 . 1161 : 60600"]
+    assert snmp.answers(site.managers["red"], RED, port=1161)
+    assert silent(site.managers["red"], RED)
+
+
+def test_vrf_change_of_the_l3_interface(daemon, site):
+    start(daemon, {"eth1": 161})
+    reload(daemon, {"eth1": 161}, {"eth1": "blue", "eth2": "blue"})
+    site.vrfs["red"].detach("eth1")
+    site.vrfs["blue"].attach("eth1", f"{RED}/24")
+    assert site.redirects() == ["eth1 . 161 : 60600"]
+    assert snmp.answers(site.managers["red"], RED)
+    assert len(site.mark_rules()) == 1
+
+
+def test_interface_deleted(daemon, site):
+    start(daemon, {"eth1": 161, "eth2": 161})
+    reload(daemon, {"eth2": 161})
+    assert site.redirects() == ["eth2 . 161 : 60601"]
+    assert silent(site.managers["red"], RED)
+    assert snmp.answers(site.managers["blue"], BLUE)
+    assert running(daemon)["confd_dyncfg:confdConfig"]["snmpAgent"]["extraIpPorts"] == [
+        "0.0.0.0:60601"]
+    assert len(site.mark_rules()) == 1
+    reload(daemon, {"eth1": 161, "eth2": 161})
+    assert redirect_port(daemon, "l3-eth1") == 60600, "the freed port is handed out again"
+    assert snmp.answers(site.managers["red"], RED)
+
+
+def test_agent_disabled_and_enabled(daemon, site):
+    start(daemon, {"eth1": 161})
+    reload(daemon, {"eth1": 161}, enabled=False)
+    assert site.redirects() == []
+    assert silent(site.managers["red"], RED)
+    since = reload(daemon, {"eth1": 161})
+    daemon.wait_record(REBOUND, since)
+    assert site.redirects() == ["eth1 . 161 : 60600"]
+    assert snmp.answers(site.managers["red"], RED)
+
+
+def test_interface_in_no_vrf_has_an_entry_per_address(daemon, site):
+    content = router_configuration({"eth0": 1161}, {})
+    content["config:config"]["interface"]["l3"][0]["ipv4"] = {"address": {"ip": f"{DEFAULT}/24"}}
+    daemon.write_startup(content)
+    daemon.start()
+    daemon.wait_record(REBOUND)
+    agent = running(daemon)["confd_dyncfg:confdConfig"]["snmpAgent"]
+    assert agent["extraIpPorts"] == [f"{DEFAULT}:1161"]
+    assert snmp.answers(site.managers["default"], DEFAULT, port=1161)
+    assert site.redirects() == []
+
+
+def test_rules_are_gone_after_a_kill_and_back_after_a_start(daemon, site):
+    start(daemon, {"eth1": 161})
+    daemon.kill()
+    wait_until(lambda: site.redirects() == [], "the redirects gone with the process")
+    daemon.start()
+    daemon.wait_record(REBOUND)
+    assert site.redirects() == ["eth1 . 161 : 60600"]
+    assert len(site.mark_rules()) == 1, "what the killed one left is not doubled"
+    assert snmp.answers(site.managers["red"], RED)
+
+
+def test_orderly_end_leaves_no_rule(daemon, site):
+    start(daemon, {"eth1": 161})
+    assert daemon.stop() == 0
+    assert site.redirects() == []
+    assert site.mark_rules() == []
+    assert site.mark_rules("-6") == []
+
+
+def without(content, *path):
+    """A copy of `content` that lacks the leaf at `path`."""
+    copy = json.loads(json.dumps(content))
+    place = copy
+    for step in path[:-1]:
+        place = place[step]
+    del place[path[-1]]
+    return copy
+
+
+def changed(content, value, *path):
+    copy = without(content, *path) if path[-1] in content else json.loads(json.dumps(content))
+    place = copy
+    for step in path[:-1]:
+        place = place[step]
+    place[path[-1]] = value
+    return copy
+
+
+GOOD = router_configuration({"eth1": 161})
+ROW = ("snmp:snmp", "agent", "listen", "interface", 0)
+L3 = ("config:config", "interface", "l3", 0)
+BAD = {
+    "row without udp-port": (without(GOOD, *ROW, "udp-port"), "udp-port"),
+    "name that cannot stand in a key path": (changed(GOOD, "l3-{x}", *ROW, "name"), "name"),
+    "VRF that is not in the table": (changed(GOOD, "green", *L3, "vrf"), "vrf"),
+    "no such L3 interface": (changed(GOOD, "l3-eth9", *ROW, "name"), "interface"),
+    "IPv6 entry without address": (
+        changed(GOOD, {"enable": True, "address": [{"index": 1}]}, *L3, "ipv6"), "ip"),
+    "operator's edit of redir-port": (changed(GOOD, 61000, *ROW, "redir-port"), "redir-port"),
+}
+
+
+@pytest.mark.parametrize("name", BAD)
+def test_refused(daemon, site, name):
+    content, reason = BAD[name]
+    start(daemon, {"eth1": 161})
+    before = running(daemon)
+    since = daemon.reload(content)
+    daemon.wait_record(rf" fault .*{daemon.startup_file}.*{reason}", since)
+    assert running(daemon) == before
+    assert site.redirects() == ["eth1 . 161 : 60600"]
+    assert snmp.answers(site.managers["red"], RED)
