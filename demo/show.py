@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Shows the daemon at work: a router with the daemon, and a manager that asks it.
+"""Shows the daemon at work: a router with the daemon, and managers that ask it.
 
 Runs inside a network and mount namespace of its own; ./run takes care of that.
 """
@@ -14,15 +14,17 @@ import time
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests"))
 # pylint: disable=wrong-import-position
 from lab import snmp
-from lab.daemon import Daemon, configuration
-from lab.network import Namespace, claim_run_folder, connect
+from lab.daemon import Daemon, configuration, listening
+from lab.network import claim_run_folder
+from lab.site import BLUE, DEFAULT, RED, RED_V6, TABLES, Site
 from lab.wait import wait_until
 
-ROUTER, MOVED, EXTRA, MANAGER = "198.51.100.1", "198.51.100.5", "198.51.100.9", "198.51.100.100"
+ROUTER, MOVED, EXTRA = DEFAULT, "198.51.100.5", "198.51.100.9"
+VRFS = {"eth1": "red", "eth2": "blue"}
 RECORD = re.compile(r"\S+T(?P<time>[\d:]+)\.\d+ (?P<level>\w+) +(?P<category>\S+) "
                     r"\[[^]]*\] (?P<text>.*)")
-SHOWN = ("snmp-app", "snmp-app-agent", "fault")
-BOLD, DIM, GREEN, RED, PLAIN = (
+SHOWN = ("snmp-app", "snmp-app-agent", "snmp-app-listen", "fault")
+BOLD, DIM, GOOD, ALERT, PLAIN = (
     ("\033[1m", "\033[2m", "\033[32m", "\033[31m", "\033[0m") if sys.stdout.isatty()
     else ("",) * 5)
 
@@ -49,7 +51,7 @@ class Show:
         for line in self.daemon.lines[self._shown:]:
             record = RECORD.match(line)
             if record is None:
-                print(f"  {RED}{line}{PLAIN}", flush=True)
+                print(f"  {ALERT}{line}{PLAIN}", flush=True)
             elif record["level"] != "detail" and record["category"] in SHOWN:
                 print(f"  {DIM}{record['time']}  {record['category']:15} {record['text']}{PLAIN}",
                       flush=True)
@@ -67,18 +69,10 @@ class Show:
         if proof:
             self.seen += 1
             said = "" if proof is True else f": {proof}"
-            print(f"  {GREEN}ok{PLAIN}    {what}{said}", flush=True)
+            print(f"  {GOOD}ok{PLAIN}    {what}{said}", flush=True)
         else:
             self.missed.append(what)
-            print(f"  {RED}MISSED{PLAIN} {what}", flush=True)
-
-
-def build_network():
-    router, manager = Namespace("router"), Namespace("manager")
-    connect(router, "eth1", manager, "eth0")
-    router.add_address("eth1", f"{ROUTER}/24")
-    manager.add_address("eth0", f"{MANAGER}/24")
-    return router, manager
+            print(f"  {ALERT}MISSED{PLAIN} {what}", flush=True)
 
 
 def show_start(show, manager):
@@ -93,7 +87,7 @@ def show_start(show, manager):
 def show_move(show, router, manager):
     show.step(f"2. The agent's address moves to {MOVED}")
     print("   A moved address is first given to the retry, which binds it 5 seconds later.")
-    router.add_address("eth1", f"{MOVED}/24")
+    router.add_address("eth0", f"{MOVED}/24")
     since = show.daemon.reload(configuration(MOVED))
     show.expect("rebound after the retry", lambda: text_of(show.daemon.wait_record(
         "Forced ConfD's bind of SNMP, returned 0", since)))
@@ -110,7 +104,7 @@ def show_late_address(show, router, manager):
     show.expect("two probes failed", lambda: bool(show.daemon.wait_record(
         failed, since, seconds=12, count=2)))
     show.expect(f"snmpget {MOVED} is served all the time", lambda: snmp.get(manager, MOVED))
-    router.add_address("eth1", f"{EXTRA}/24")
+    router.add_address("eth0", f"{EXTRA}/24")
     print(f"   ... now the router gets the address {EXTRA}")
     show.expect("rebound by the next retry", lambda: bool(show.daemon.wait_record(
         "Forced ConfD's bind of SNMP, returned 0", since)))
@@ -129,15 +123,64 @@ def show_refusal(show, manager):
                 lambda: snmp.get(manager, MOVED))
 
 
-def keep_running(show, router):
+def with_listening(ports):
+    """The configuration of step 3, and what listens in the VRFs."""
+    return {**configuration(MOVED, [f"{EXTRA}:161"]), **listening(ports, VRFS, TABLES)}
+
+
+def show_listening(show, site):
+    show.step("5. One transaction adds the listening interface l3-eth1, UDP port 161, in VRF red")
+    show.daemon.reload(with_listening({}))
+    show.expect(f"no answer at {RED} in VRF red yet",
+                lambda: not snmp.answers(site.managers["red"], RED, timeout=0.5))
+    since = show.daemon.reload(with_listening({"eth1": 161}))
+
+    def record(pattern):
+        return lambda: text_of(show.daemon.wait_record(pattern, since))
+
+    show.expect("in the transaction", record("New extraIpPorts entry: 0.0.0.0:60600"))
+    show.expect("in the transaction", record("Added redirected port 60600 to interface l3-eth1"))
+    show.expect("after the commit", record("Adding interface l3-eth1 to stash"))
+    show.expect("in the kernel (interface . port : redirected to)",
+                lambda: ", ".join(site.redirects()))
+    show.expect("the agent listens there", record("Forced ConfD's bind of SNMP, returned 0"))
+    show.expect("the way back, by the mark of the agent's socket",
+                lambda: ", ".join(site.mark_rules()))
+    for address in (RED, RED_V6):
+        show.expect(f"red asks {address} port 161, and gets its answer from there",
+                    lambda address=address: snmp.answers(site.managers["red"], address))
+
+
+def show_three_networks(show, site):
+    show.step("6. A second VRF joins: three networks are served at once")
+    show.daemon.reload(with_listening({"eth1": 161, "eth2": 161}))
+    for network, address in (("default", MOVED), ("red", RED), ("blue", BLUE)):
+        show.expect(f"{network} asks {address}",
+                    lambda network=network, address=address:
+                    snmp.answers(site.managers[network], address))
+    show.expect("redirects", lambda: ", ".join(site.redirects()))
+
+
+def show_removal(show, site):
+    show.step("7. l3-eth1 leaves the list: its entry, its redirect and its answers go")
+    show.daemon.reload(with_listening({"eth2": 161}))
+    show.expect("redirects", lambda: ", ".join(site.redirects()))
+    show.expect(f"no answer at {RED} any more",
+                lambda: not snmp.answers(site.managers["red"], RED, timeout=0.5))
+    show.expect(f"blue is served at {BLUE}", lambda: snmp.answers(site.managers["blue"], BLUE))
+
+
+def keep_running(show):
     show.step("The demo keeps running. Ctrl-C ends it.")
-    join = f"sudo nsenter --net --mount --target {os.getpid()}"
+    inside = f"sudo nsenter --net --mount --target {os.getpid()} nsenter --net=/run/netns"
     print(f"""
   By hand, from another terminal:
-    {join} nsenter --net=/run/netns/manager snmpwalk -v2c -c public {MOVED} 1.3.6.1.2.1.1
+    {inside}/manager-default snmpwalk -v2c -c public {MOVED} 1.3.6.1.2.1.1
+    {inside}/manager-blue snmpwalk -v2c -c public {BLUE} 1.3.6.1.2.1.1
+    {inside}/router nft list ruleset
+    {inside}/router ip rule
     $EDITOR {show.daemon.startup_file}; sudo kill -HUP {show.daemon.process.pid}
     sudo kill -USR1 {show.daemon.process.pid}      (the node becomes active)
-    {join} ip -n {router.name} addr
 """)
     try:
         while show.daemon.process.poll() is None:
@@ -154,18 +197,23 @@ def main():
     arguments = parser.parse_args()
 
     claim_run_folder()
-    router, manager = build_network()
-    print(f"{BOLD}A router ({ROUTER} on eth1) and a manager ({MANAGER}), "
-          f"each a network namespace.{PLAIN}")
-    with Daemon(router, arguments.build) as daemon:
+    with Site() as site, Daemon(site.router, arguments.build) as daemon:
+        print(f"{BOLD}A router, and a manager in each of its networks: default (eth0, {ROUTER}), "
+              f"VRF red (eth1, {RED}) and VRF blue (eth2, {BLUE}).{PLAIN}")
+        print("VRFs are made of " + ("VRF devices." if site.with_devices else
+                                     "routing tables: this kernel has no VRF devices."))
         daemon.write_startup(configuration(ROUTER))
         show = Show(daemon)
+        manager = site.managers["default"]
         show_start(show, manager)
-        show_move(show, router, manager)
-        show_late_address(show, router, manager)
+        show_move(show, site.router, manager)
+        show_late_address(show, site.router, manager)
         show_refusal(show, manager)
+        show_listening(show, site)
+        show_three_networks(show, site)
+        show_removal(show, site)
         if not arguments.once:
-            keep_running(show, router)
+            keep_running(show)
         show.step("The daemon ends on SIGTERM")
         show.expect("exit status 0", lambda: daemon.process.poll() == 0 or daemon.stop(
             signal.SIGTERM) == 0)

@@ -7,9 +7,9 @@ fail() {
   exit 1
 }
 
-BUILD_PACKAGES="cmake g++ libboost-dev libsnmp-dev libspdlog-dev libsystemd-dev libyang2-dev
-  ninja-build pkg-config"
-SHOW_PACKAGES="iproute2 python3 snmp util-linux"
+BUILD_PACKAGES="cmake g++ libboost-dev libnftables-dev libnl-route-3-dev libsnmp-dev libspdlog-dev
+  libsystemd-dev libyang2-dev ninja-build pkg-config"
+SHOW_PACKAGES="iproute2 nftables procps python3 snmp util-linux"
 TEST_PACKAGES="clang-format clang-tidy g++-i686-linux-gnu googletest libgmock-dev libgtest-dev
   python3-pytest strace"
 
@@ -38,6 +38,14 @@ need_packages() {
   $sudo apt-get update -q </dev/null
   $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends \
     "${missing[@]}" </dev/null
+}
+
+# Builds the daemon in build/release.
+build_daemon() {
+  local log
+  say "Building the daemon (build/release)"
+  log=$(cmake --preset release -DSNMP_APP_TESTS=OFF 2>&1) || { echo "$log" >&2; fail "cmake refused the tree"; }
+  cmake --build --preset release --target snmp-app
 }
 
 # The command that runs another one as root of a network and mount namespace of its own, so that
