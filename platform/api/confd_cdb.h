@@ -41,8 +41,7 @@ int cdb_get_u_int32(int sock, uint32_t* rval, const char* fmt, ...)
     __attribute__((format(printf, 3, 4)));
 
 /// 0 or 1.
-int cdb_get_bool(int sock, int* rval, const char* fmt, ...)
-    __attribute__((format(printf, 3, 4)));
+int cdb_get_bool(int sock, int* rval, const char* fmt, ...) __attribute__((format(printf, 3, 4)));
 int cdb_get_ipv4_and_plen(int sock, confd_ipv4_prefix* rval, const char* fmt, ...)
     __attribute__((format(printf, 3, 4)));
 int cdb_get_ipv6_and_plen(int sock, confd_ipv6_prefix* rval, const char* fmt, ...)

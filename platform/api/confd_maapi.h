@@ -42,12 +42,10 @@ int maapi_get_ipv6_and_plen_elem(int sock, int thandle, confd_ipv6_prefix* rval,
 /// Creates the list entry, leaf-list entry or presence container at the path; what is missing above
 /// it is created, too. CONFD_ERR_ALREADY_EXISTS when it is there; CONFD_ERR_BADTYPE when its key is
 /// none of its type.
-int maapi_create(int sock, int thandle, const char* fmt, ...)
-    __attribute__((format(printf, 3, 4)));
+int maapi_create(int sock, int thandle, const char* fmt, ...) __attribute__((format(printf, 3, 4)));
 
 /// Deletes the element at the path. CONFD_ERR_NOEXISTS when it is not there.
-int maapi_delete(int sock, int thandle, const char* fmt, ...)
-    __attribute__((format(printf, 3, 4)));
+int maapi_delete(int sock, int thandle, const char* fmt, ...) __attribute__((format(printf, 3, 4)));
 
 /// Sets the leaf at the path to a value given as text. CONFD_ERR_NOEXISTS when the entry above it
 /// is not there, CONFD_ERR_BADTYPE when the text is no value of its type.

@@ -1,6 +1,7 @@
 """Listening interfaces in VRFs, seen by managers in each network and in the kernel's listings."""
 
 import json
+import signal
 
 import pytest
 
@@ -140,6 +141,31 @@ def test_interface_in_no_vrf_has_an_entry_per_address(daemon, site):
     assert site.redirects() == []
 
 
+@pytest.mark.parametrize("had_vrf, has_vrf, entries", [
+    (False, False, [f"{DEFAULT}:1161"]),
+    (False, True, []),
+    (True, False, ["0.0.0.0:60600", f"{DEFAULT}:1161"]),
+    (True, True, ["0.0.0.0:60600"]),
+])
+def test_port_change_together_with_the_vrf(daemon, had_vrf, has_vrf, entries):
+    """The entries after a change of the port from 161 to 1161 in one transaction with the VRF."""
+    def content(port, in_vrf):
+        parts = router_configuration({"eth0": port}, {"eth0": "red"} if in_vrf else {"eth1": "red"})
+        interfaces = parts["config:config"]["interface"]["l3"]
+        interfaces[0]["ipv4"] = {"address": {"ip": f"{DEFAULT}/24"}}
+        return parts
+
+    daemon.write_startup(content(161, had_vrf))
+    daemon.start()
+    before = ["0.0.0.0:60600"] if had_vrf else [f"{DEFAULT}:161"]
+    agent = running(daemon)["confd_dyncfg:confdConfig"]["snmpAgent"]
+    assert agent["extraIpPorts"] == before
+    since = daemon.reload(content(1161, has_vrf))
+    assert not daemon.records(" fault ", since)
+    agent = running(daemon)["confd_dyncfg:confdConfig"]["snmpAgent"]
+    assert sorted(agent.get("extraIpPorts", [])) == entries
+
+
 def test_rules_are_gone_after_a_kill_and_back_after_a_start(daemon, site):
     start(daemon, {"eth1": 161})
     daemon.kill()
@@ -157,6 +183,32 @@ def test_orderly_end_leaves_no_rule(daemon, site):
     assert site.redirects() == []
     assert site.mark_rules() == []
     assert site.mark_rules("-6") == []
+
+
+def test_no_redirect_port_left_ends_the_process_inside_the_transaction(daemon):
+    """All ports from 60600 to 65535 are taken; the next interface is a fatal fault of the hook."""
+    names = [f"eth{number}" for number in range(4937)]
+
+    def content(count):
+        return {**configuration(DEFAULT, enabled=False),
+                **listening({name: 161 for name in names[:count]},
+                            {name: "red" for name in names[:count]}, {"red": 100})}
+
+    daemon.level = "notice"
+    daemon.write_startup(content(4936))
+    daemon.start(wait=False)
+    daemon.wait_ready(60)
+    before = running(daemon)
+    daemon.write_startup(content(4937))
+    daemon.tell(signal.SIGHUP)
+    assert daemon.process.wait(timeout=60) == 1
+    daemon.wait_record(r"vkmw_print_backtrace\] #\d+ SnmpListenDataHandler::SnmpListenCallpoint::")
+    daemon.wait_record(r" fault \[src/app/snmp_data_listen:\d+ CreateCallback\] code 1: Failed to "
+                       r"create extraIpPorts entry \(0\.0\.0\.0:0\) for interface \(l3-eth4936\)")
+    assert running(daemon) == before
+    daemon.start(wait=False)
+    daemon.wait_ready(60)
+    assert running(daemon) == before
 
 
 def without(content, *path):
