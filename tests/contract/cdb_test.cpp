@@ -31,6 +31,26 @@ TEST_F(CdbTest, ValuesHaveTheirTypes) {
   EXPECT_EQ(extra.Value().val.list.ptr[0].type, C_BUF);
 }
 
+TEST_F(CdbTest, TypedReadsTakeTheirTypeOnly) {
+  Start({true, "127.0.0.1", 1161, {}, {"public"}}, {&handler_});
+  const VkConfdCdbSession session(handler_.Interface(), CDB_RUNNING, true);
+  uint16_t port = 0;
+  EXPECT_EQ(cdb_get_u_int16(session.Socket(), &port, "%s", kPort), CONFD_OK);
+  EXPECT_EQ(port, 1161);
+  int enabled = 0;
+  EXPECT_EQ(cdb_get_bool(session.Socket(), &enabled, "%s", kEnabled), CONFD_OK);
+  EXPECT_EQ(enabled, 1);
+  char name[4] = {};
+  EXPECT_EQ(
+      cdb_get_str(session.Socket(), name, sizeof name, "%s[0]/snmpCommunityName", kCommunities),
+      CONFD_OK);
+  EXPECT_STREQ(name, "pub") << "cut to its buffer";
+  uint32_t number = 7;
+  EXPECT_EQ(cdb_get_u_int32(session.Socket(), &number, "%s", kPort), CONFD_ERR);
+  EXPECT_EQ(confd_errno, CONFD_ERR_BADTYPE);
+  EXPECT_EQ(number, 7U) << "untouched";
+}
+
 TEST_F(CdbTest, AddressOfTheOtherFamily) {
   Start({false, "2001:db8::1", 161, {}, {}}, {&handler_});
   EXPECT_EQ(Get(kIp).Value().type, C_IPV6);
