@@ -37,8 +37,8 @@ class Iptools {
                                target_action action);
 
  private:
-  int cdb_socket_;
-  zlog_category_s* log_category_;
+  [[maybe_unused]] int cdb_socket_;
+  [[maybe_unused]] zlog_category_s* log_category_;
 };
 
 }  // namespace libiptools

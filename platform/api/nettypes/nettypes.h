@@ -45,7 +45,7 @@ class MACAddr {
   explicit MACAddr(const std::array<uint8_t, 6>& bytes) : bytes_(bytes) {}
 
  private:
-  std::array<uint8_t, 6> bytes_ = {};
+  [[maybe_unused]] std::array<uint8_t, 6> bytes_ = {};
 };
 
 class IPv6Addr : public IPAddr {
@@ -57,7 +57,7 @@ class IPv6Addr : public IPAddr {
 
  private:
   in6_addr address_;
-  MACAddr mac_;
+  [[maybe_unused]] MACAddr mac_;
 };
 
 }  // namespace nettypes

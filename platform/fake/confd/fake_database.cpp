@@ -67,6 +67,7 @@ std::vector<std::string> Texts(const Node& leaf_list) {
 
 void SetTexts(Node* leaf_list, const std::vector<std::string>& texts) {
   std::vector<confd_value_t> elements;
+  elements.reserve(texts.size());
   for (const std::string& text : texts) elements.push_back(common::MakeBuf(text));
   leaf_list->value = common::OwnedValue(common::MakeList(elements));
 }

@@ -35,13 +35,11 @@ int SetText(fake::Database& candidate, const std::string& path, const std::strin
 int maapi_create(int sock, int thandle, const char* fmt, ...) {
   va_list arguments;
   va_start(arguments, fmt);
-  const int result = fake::RunInTransaction("maapi_create", sock, thandle, fmt, arguments,
-                                            [](fake::Database& candidate, const std::string& path) {
-                                              if (candidate.Create(path))
-                                                return static_cast<int>(CONFD_OK);
-                                              return common::Fail(CONFD_ERR_ALREADY_EXISTS,
-                                                                  path + " is there already");
-                                            });
+  const auto create = [](fake::Database& candidate, const std::string& path) -> int {
+    if (candidate.Create(path)) return CONFD_OK;
+    return common::Fail(CONFD_ERR_ALREADY_EXISTS, path + " is there already");
+  };
+  const int result = fake::RunInTransaction("maapi_create", sock, thandle, fmt, arguments, create);
   va_end(arguments);
   return result;
 }

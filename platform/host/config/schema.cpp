@@ -76,7 +76,9 @@ ValueType ParseValueType(const char* name) {
 
 std::string ElementPath(const lysc_node* node) {
   std::string path;
-  for (; node != nullptr; node = lysc_data_parent(node)) path = "/" + (node->name + path);
+  for (; node != nullptr; node = lysc_data_parent(node)) {
+    path.insert(0, std::string("/") + node->name);
+  }
   return path;
 }
 

@@ -77,7 +77,7 @@ std::vector<common::Change> ChangeOf(const Schema& schema, const lyd_node* node,
 void FreeNode(Tree* tree, lyd_node* node) {
   if (node == tree->get()) {
     lyd_node* rest = node->next;
-    tree->release();
+    static_cast<void>(tree->release());
     lyd_unlink_tree(node);
     tree->reset(rest);
   }

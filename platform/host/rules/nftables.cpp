@@ -32,7 +32,7 @@ std::string FirstLine(const char* text) {
 void Nftables::Free::operator()(nft_ctx* context) const { nft_ctx_free(context); }
 
 std::string Nftables::Open() {
-  const std::string refused = TrySocket();
+  std::string refused = TrySocket();
   if (!refused.empty()) return refused;
   context_.reset(nft_ctx_new(NFT_CTX_DEFAULT));
   if (context_ == nullptr) return "no memory";
@@ -42,7 +42,7 @@ std::string Nftables::Open() {
 }
 
 std::string Nftables::Run(const std::string& commands) {
-  const std::string refused = context_ == nullptr ? Open() : std::string();
+  std::string refused = context_ == nullptr ? Open() : std::string();
   if (!refused.empty()) return refused;
   const bool done = nft_run_cmd_from_buffer(context_.get(), commands.c_str()) == 0;
   // Both are read each time: what is left in them stays and grows.

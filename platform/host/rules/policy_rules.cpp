@@ -110,10 +110,11 @@ bool PolicyRules::SweepOnce(int family) {
   int code = listed == -NLE_DUMP_INTR ? 0 : listed;
   for (RuleMessage& deletion : deletions) {
     const int deleted = socket_.Change(std::move(deletion));
-    if (deleted == 0)
+    if (deleted == 0) {
       ++removed;
-    else
+    } else {
       code = deleted;
+    }
   }
   if (code < 0) {
     HOST_LOG(kNotice, "%s routing rules of an earlier run cannot be removed: %s",
