@@ -80,6 +80,19 @@ void GuardCallback(const char* function, const char* verb, const std::string& na
   }
 }
 
+/// The record of `name`, or null after `missing` was told the failed lookup's text. Only the lookup
+/// is caught: what the rule library throws is not about a missing record.
+template <typename Missing>
+InterfaceInfo* FindEntry(std::map<std::string, InterfaceInfo>& entries, const std::string& name,
+                         Missing missing) {
+  try {
+    return &entries.at(name);
+  } catch (const std::out_of_range& error) {
+    missing(error.what());
+    return nullptr;
+  }
+}
+
 SnmpListenCfgHandler* HandlerOf(const boost::any& context) {
   return boost::any_cast<SnmpListenCfgHandler*>(context);
 }
@@ -208,16 +221,15 @@ confd_iter_ret SnmpListenCfgHandler::HandleValueSet(confd_hkeypath_t* kp,
 }
 
 void SnmpListenCfgHandler::UpdatePort(const std::string& name, const confd_value_t* cfg_value) {
-  try {
-    InterfaceInfo& info = stash_->entries.at(name);
-    DelInterfaceRules(name, info);
-    info.udp_port = CONFD_GET_UINT16(cfg_value);
-    APP_LOG_FROM(kHandleCfg, log_category_, app::kProgress,
-                 "Updating listening interface %s with new port %hu", name.c_str(), info.udp_port);
-  } catch (const std::out_of_range& error) {
-    APP_FAULT_FROM(kHandleCfg, 0, __LINE__, "%s: could not update port for interface %s",
-                   error.what(), name.c_str());
-  }
+  InterfaceInfo* info = FindEntry(stash_->entries, name, [&name](const char* error) {
+    APP_FAULT_FROM(kHandleCfg, 0, __LINE__, "%s: could not update port for interface %s", error,
+                   name.c_str());
+  });
+  if (info == nullptr) return;
+  DelInterfaceRules(name, *info);
+  info->udp_port = CONFD_GET_UINT16(cfg_value);
+  APP_LOG_FROM(kHandleCfg, log_category_, app::kProgress,
+               "Updating listening interface %s with new port %hu", name.c_str(), info->udp_port);
 }
 
 confd_iter_ret SnmpListenCfgHandler::HandleEntry(confd_hkeypath_t* kp, bool created) {
@@ -246,13 +258,12 @@ void SnmpListenCfgHandler::CreateEntry(const std::string& name) {
 }
 
 void SnmpListenCfgHandler::DeleteEntry(const std::string& name) {
-  try {
-    DelInterfaceRules(name, stash_->entries.at(name));
-  } catch (const std::out_of_range& error) {
-    APP_FAULT_FROM(kHandleCfg, 0, __LINE__, "%s: could not del rules for interface %s",
-                   error.what(), name.c_str());
-    return;
-  }
+  const InterfaceInfo* info = FindEntry(stash_->entries, name, [&name](const char* error) {
+    APP_FAULT_FROM(kHandleCfg, 0, __LINE__, "%s: could not del rules for interface %s", error,
+                   name.c_str());
+  });
+  if (info == nullptr) return;
+  DelInterfaceRules(name, *info);
   APP_LOG_FROM(kHandleCfg, log_category_, app::kProgress, "Removing interface %s from stash",
                name.c_str());
   stash_->entries.erase(name);
@@ -276,14 +287,11 @@ uint16_t SnmpListenCfgHandler::AllocateRedirPort(const std::string& name) {
 
 void SnmpListenCfgHandler::UpdateEntry(const std::string& name) {
   APP_LOG(log_category_, app::kProgress, "Updating listening interface %s", name.c_str());
-  InterfaceInfo* entry = nullptr;
-  try {
-    entry = &stash_->entries.at(name);
-  } catch (const std::out_of_range& error) {
-    APP_LOG(log_category_, app::kProgress, "Interface %s not found on stash %s", name.c_str(),
-            error.what());
-    return;
-  }
+  InterfaceInfo* entry = FindEntry(stash_->entries, name, [&](const char* error) {
+    APP_LOG_FROM("UpdateEntry", log_category_, app::kProgress, "Interface %s not found on stash %s",
+                 name.c_str(), error);
+  });
+  if (entry == nullptr) return;
   DelInterfaceRules(name, *entry);
   const VkConfdCdbSession session(confd_interface_, CDB_RUNNING, true);
   InterfaceInfo info = *entry;
