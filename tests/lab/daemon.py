@@ -32,6 +32,7 @@ class Daemon:
         self.lines = []
         self._news = threading.Condition()
         self._readers = []
+        self._ready_records = 0
 
     def __enter__(self):
         return self
@@ -81,12 +82,15 @@ class Daemon:
             self.wait_ready()
 
     def wait_ready(self, seconds=20.0):
-        """Waits for READY=1 on the notification socket."""
+        """Waits for READY=1 on the notification socket, and until the records up to it are read:
+        what a test then finds missing was not written."""
         deadline = time.monotonic() + seconds
         self._notify.settimeout(0.5)
         while time.monotonic() < deadline and self.process.poll() is None:
             try:
                 if b"READY=1" in self._notify.recv(4096):
+                    self._ready_records += 1
+                    self.wait_record(r" Ready\.$", count=self._ready_records)
                     return
             except socket.timeout:
                 pass

@@ -28,6 +28,12 @@ void MakeFolder(const std::string& path) {
   std::filesystem::create_directories(path, ignored);
 }
 
+/// The record comes first: whoever waits for the notification finds the records of what led to it.
+void TellReady() {
+  HOST_LOG(kNotice, "Ready.");
+  NotifyReady();
+}
+
 void LogAgentText(int /*priority*/, const std::string& text) {
   HOST_LOG(kNotice, "%s", text.c_str());
 }
@@ -75,7 +81,7 @@ void Framework::Connect(ELEM_CONFD_PHASE_ET phase) {
   SettleAgent();
   connected_ = true;
   for (vkconfd::ConfigHandler* handler : handlers_) ConnectHandler(handler, phase);
-  NotifyReady();
+  TellReady();
 }
 
 void Framework::LoadConfiguration() {
@@ -116,7 +122,7 @@ void Framework::Disconnect(vkconfd::BaseHandler* handler) {
 void Framework::Reload() {
   NotifyReloading();
   ReplaceByStartupFile();
-  NotifyReady();
+  TellReady();
 }
 
 void Framework::Deliver(std::vector<common::Change>& changes) {
