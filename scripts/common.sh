@@ -9,9 +9,10 @@ fail() {
 
 BUILD_PACKAGES="cmake g++ libboost-dev libnftables-dev libnl-route-3-dev libsnmp-dev libspdlog-dev
   libsystemd-dev libyang2-dev ninja-build pkg-config"
-SHOW_PACKAGES="iproute2 nftables procps python3 snmp util-linux"
+SHOW_PACKAGES="iproute2 nftables procps python3 snmp snmptrapd util-linux"
 TEST_PACKAGES="clang-format clang-tidy g++-i686-linux-gnu googletest libgmock-dev libgtest-dev
-  python3-pytest strace"
+  librapidcheck-dev python3-pytest strace"
+BENCH_PACKAGES="libbenchmark-dev"
 
 # The words "sudo" or "" that a command needs in front to act as root; fails when it cannot.
 root_prefix() {
@@ -40,11 +41,12 @@ need_packages() {
     "${missing[@]}" </dev/null
 }
 
-# Builds the daemon in build/release.
+# Builds the daemon in build/release; arguments go to cmake.
 build_daemon() {
   local log
   say "Building the daemon (build/release)"
-  log=$(cmake --preset release -DSNMP_APP_TESTS=OFF 2>&1) || { echo "$log" >&2; fail "cmake refused the tree"; }
+  log=$(cmake --preset release -DSNMP_APP_TESTS=OFF -DSNMP_APP_BENCH=OFF "$@" 2>&1) ||
+    { echo "$log" >&2; fail "cmake refused the tree"; }
   cmake --build --preset release --target snmp-app
 }
 

@@ -29,6 +29,23 @@ int cdb_get(int sock, confd_value_t* v, const char* fmt, ...) __attribute__((for
 /// CONFD_ERR (-1) as in cdb_get(): CONFD_ERR_BADPATH, CONFD_ERR_NOSESSION.
 int cdb_num_instances(int sock, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 
+/// Reads the children of the list entry or container at the path, in the order that the schema has
+/// them, into `values`, of which there are `n`: a leaf's value, C_NOEXISTS where there is none;
+/// what is no leaf reads as C_XMLTAG. Children behind the n-th are left out, values behind the last
+/// child are C_NOEXISTS. The caller owns the values and frees each with confd_free_value(). Returns
+/// how many children the schema has, which may be more than `n`. CONFD_ERR as in cdb_get():
+/// CONFD_ERR_NOEXISTS no such entry or container, CONFD_ERR_BADPATH, CONFD_ERR_NOSESSION. `values`
+/// are then untouched.
+int cdb_get_object(int sock, confd_value_t* values, int n, const char* fmt, ...)
+    __attribute__((format(printf, 4, 5)));
+
+/// The same for `nobj` entries of the list at the path, from the one at position `ix` (the first is
+/// 0): the values of an entry stand `n` behind those of the one before. Values of entries that are
+/// not there are untouched. Returns how many children the schema has, CONFD_ERR as in
+/// cdb_get_object(): CONFD_ERR_NOEXISTS when the list has no entry at `ix`.
+int cdb_get_objects(int sock, confd_value_t* values, int n, int ix, int nobj, const char* fmt, ...)
+    __attribute__((format(printf, 6, 7)));
+
 /// Reads of a value of one type. As cdb_get(), and CONFD_ERR_BADTYPE when the leaf has another
 /// type; the result is untouched then.
 
@@ -39,6 +56,14 @@ int cdb_get_u_int16(int sock, uint16_t* rval, const char* fmt, ...)
     __attribute__((format(printf, 3, 4)));
 int cdb_get_u_int32(int sock, uint32_t* rval, const char* fmt, ...)
     __attribute__((format(printf, 3, 4)));
+
+int cdb_get_int32(int sock, int32_t* rval, const char* fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+
+/// A C_BINARY. `*rval` is set to a copy that the caller gives back with free(), and `*n` to its
+/// length in bytes.
+int cdb_get_binary(int sock, unsigned char** rval, int* n, const char* fmt, ...)
+    __attribute__((format(printf, 4, 5)));
 
 /// 0 or 1.
 int cdb_get_bool(int sock, int* rval, const char* fmt, ...) __attribute__((format(printf, 3, 4)));

@@ -40,7 +40,8 @@ enum confd_vtype {
   C_BOOL = 17,           ///< val.boolean, 0 or 1
   C_IPV4_AND_PLEN = 29,  ///< val.ipv4prefix
   C_IPV6_AND_PLEN = 30,  ///< val.ipv6prefix
-  C_LIST = 31            ///< All entries of a leaf-list: val.list, `size` values.
+  C_LIST = 31,           ///< All entries of a leaf-list: val.list, `size` values.
+  C_BINARY = 32          ///< Bytes: val.buf, `size` of them, any value.
 };
 
 struct confd_value_t;
@@ -71,8 +72,8 @@ struct confd_list {
   confd_value_t* ptr;
 };
 
-/// One typed value. C_BUF and C_LIST own memory that confd_free_value() gives back; a copy of the
-/// struct shares it.
+/// One typed value. C_BUF, C_BINARY and C_LIST own memory that confd_free_value() gives back; a
+/// copy of the struct shares it.
 struct confd_value_t {
   confd_vtype type;
   union {
@@ -129,7 +130,8 @@ const char* confd_lasterr(void);
 int confd_pp_kpath(char* buf, int n, const confd_hkeypath_t* kp);
 
 /// Prints a value into `buf`, cut to `n` bytes with the terminating zero; `n` 0 writes nothing. A
-/// C_LIST prints as its elements between free-standing brackets: "[ a b ]", empty "[ ]".
+/// C_LIST prints as its elements between free-standing brackets: "[ a b ]", empty "[ ]". A C_BINARY
+/// prints as two hexadecimal digits a byte with colons between: "0a:00:ff".
 /// Returns the length of the whole text, or a negative number when the value cannot be printed.
 int confd_pp_value(char* buf, int n, const confd_value_t* v);
 
@@ -142,6 +144,7 @@ void confd_free_value(confd_value_t* v);
 // assertion's text, which contains the argument as it was written.
 #define CONFD_GET_XMLTAG(v) (assert((v)->type == C_XMLTAG), (v)->val.xmltag.tag)
 #define CONFD_GET_UINT16(v) (assert((v)->type == C_UINT16), (v)->val.u16)
+#define CONFD_GET_UINT32(v) (assert((v)->type == C_UINT32), (v)->val.u32)
 #define CONFD_GET_BOOL(v) (assert((v)->type == C_BOOL), (v)->val.boolean)
 #define CONFD_GET_BUFPTR(v) (assert((v)->type == C_BUF), (v)->val.buf.ptr)
 #define CONFD_GET_BUFSIZE(v) (assert((v)->type == C_BUF), (v)->val.buf.size)

@@ -1,8 +1,11 @@
 #include <arpa/inet.h>
 
+#include <utility>
+
 #include "confd/value_text.h"
 #include "fake_device.h"
 #include "platform_under_test.h"
+#include "transport_address.h"
 #include "vkconfd/app_interface.h"
 
 namespace contract {
@@ -12,6 +15,12 @@ namespace {
 constexpr char kAgent[] = "/confd_dyncfg:confdConfig/snmpAgent/";
 constexpr char kCommunities[] =
     "/SNMP_COMMUNITY_MIB:SNMP-COMMUNITY-MIB/snmpCommunityTable/snmpCommunityEntry";
+constexpr char kAddresses[] =
+    "/SNMP_TARGET_MIB:SNMP-TARGET-MIB/snmpTargetAddrTable/snmpTargetAddrEntry";
+constexpr char kParameters[] =
+    "/SNMP_TARGET_MIB:SNMP-TARGET-MIB/snmpTargetParamsTable/snmpTargetParamsEntry";
+constexpr char kTargets[] = "/snmp/target";
+constexpr char kVrfs[] = "/metacli-internal:internal/metacli-internal:vrf-config/stringTOindex";
 
 confd_value_t Address(const std::string& text) {
   in_addr v4 = {};
@@ -28,6 +37,35 @@ void AddCommunity(fake::Database& database, const std::string& name) {
   database.Set(row + "snmpCommunitySecurityName", common::MakeBuf(name));
 }
 
+std::string Row(const char* list, const std::string& key) { return list + ("{" + key + "}/"); }
+
+/// The target's rows of the two tables of SNMP-TARGET-MIB.
+void AddRows(fake::Database& database, const Target& target) {
+  const std::string address = Row(kAddresses, target.name);
+  database.AddEntry(kAddresses, {{"snmpTargetAddrName", common::MakeBuf(target.name)}});
+  database.Set(address + "snmpTargetAddrTAddress",
+               common::MakeBinary(TransportAddress(target.ip, target.port)));
+  database.Set(address + "snmpTargetAddrParams", common::MakeBuf(target.name));
+  const std::string parameters = Row(kParameters, target.name);
+  database.AddEntry(kParameters, {{"snmpTargetParamsName", common::MakeBuf(target.name)}});
+  database.Set(parameters + "snmpTargetParamsMPModel", common::MakeInt32(target.model));
+  database.Set(parameters + "snmpTargetParamsSecurityName", common::MakeBuf(target.sec_name));
+}
+
+void AddTarget(fake::Database& database, const Target& target) {
+  const std::string row = Row(kTargets, target.name);
+  database.AddEntry(kTargets, {{"name", common::MakeBuf(target.name)}});
+  if (!target.vrf.empty()) database.Set(row + "vrf", common::MakeBuf(target.vrf));
+  database.Set(row + "ip", Address(target.ip));
+  database.Set(row + "udp-port", common::MakeUint16(target.port));
+  AddRows(database, target);
+}
+
+void AddVrf(fake::Database& database, const Vrf& vrf) {
+  database.AddEntry(kVrfs, {{"name", common::MakeBuf(vrf.name)}});
+  database.Set(Row(kVrfs, vrf.name) + "vrf-idx", common::MakeUint32(vrf.index));
+}
+
 void Fill(fake::Database& database, const Configuration& configuration) {
   const std::string agent = kAgent;
   database.Set(agent + "enabled", common::MakeBool(configuration.enabled));
@@ -37,6 +75,8 @@ void Fill(fake::Database& database, const Configuration& configuration) {
   for (const std::string& entry : configuration.extra) entries.push_back(common::MakeBuf(entry));
   database.Set(agent + "extraIpPorts", common::MakeList(entries));
   for (const std::string& name : configuration.communities) AddCommunity(database, name);
+  for (const Vrf& vrf : configuration.vrfs) AddVrf(database, vrf);
+  for (const Target& target : configuration.targets) AddTarget(database, target);
 }
 
 class FakePlatform : public PlatformUnderTest {
@@ -82,6 +122,18 @@ class FakePlatform : public PlatformUnderTest {
     std::vector<std::string> texts;
     for (const fake::Fault& fault : device_.middleware.faults) texts.push_back(fault.text);
     return texts;
+  }
+
+  void WatchLog() override { device_.log.records.clear(); }
+
+  std::vector<std::string> TakeLog(const std::string& category) override {
+    std::vector<std::string> lines;
+    for (const fake::LogRecord& record : std::exchange(device_.log.records, {})) {
+      if (record.category != category) continue;
+      lines.push_back(record.file + " " + record.function + " " + std::to_string(record.level) +
+                      " " + record.text);
+    }
+    return lines;
   }
 
  private:

@@ -13,13 +13,30 @@
 
 namespace contract {
 
-/// A configuration of the agent.
+/// A target of notifications. Its row of parameters has its name, too.
+struct Target {
+  std::string name;
+  std::string ip = "10.0.0.5";
+  uint16_t port = 162;
+  std::string sec_name = "public";
+  int32_t model = 1;     ///< Message processing model.
+  std::string vrf = {};  ///< Empty for none.
+};
+
+struct Vrf {
+  std::string name;
+  uint32_t index;
+};
+
+/// A configuration of the agent and of where notifications go.
 struct Configuration {
   bool enabled = false;
   std::string ip = "127.0.0.1";
   uint16_t port = 2161;
   std::vector<std::string> extra;
   std::vector<std::string> communities;  ///< Index, name and security name at once.
+  std::vector<Target> targets = {};
+  std::vector<Vrf> vrfs = {};
 };
 
 class PlatformUnderTest {
@@ -52,6 +69,13 @@ class PlatformUnderTest {
 
   /// The texts of the faults raised since the platform was made, oldest first.
   virtual std::vector<std::string> FaultTexts() const = 0;
+
+  /// Keeps what is logged from now on.
+  virtual void WatchLog() = 0;
+
+  /// The records of `category` that were written since WatchLog or the last TakeLog, each as
+  /// "source-path function level text". Needs a WatchLog before.
+  virtual std::vector<std::string> TakeLog(const std::string& category) = 0;
 };
 
 /// A data handler for the one callpoint of the models, which does nothing there.

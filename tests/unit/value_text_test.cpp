@@ -45,6 +45,12 @@ TEST(ValueTextTest, Texts) {
   EXPECT_EQ(with_zero, Text(common::MakeBuf(with_zero)));
 }
 
+TEST(ValueTextTest, BytesInHexadecimalWithColonsBetween) {
+  EXPECT_EQ("", Text(common::MakeBinary("")));
+  EXPECT_EQ("0a", Text(common::MakeBinary("\n")));
+  EXPECT_EQ("00:7f:80:ff:20", Text(common::MakeBinary(std::string("\0\x7f\x80\xff ", 5))));
+}
+
 TEST(ValueTextTest, Addresses) {
   in_addr v4 = {};
   in6_addr v6 = {};
@@ -89,6 +95,18 @@ TEST(ValueCopyTest, OwnsItsMemory) {
   EXPECT_EQ("[ x b ]", ValueText(list.Value()));
 }
 
+TEST(ValueCopyTest, OfBytesOwnsItsMemory) {
+  const OwnedValue bytes(common::MakeBinary(std::string("a\0b", 3)));
+  const OwnedValue copy(CopyValue(bytes.Value()));
+  bytes.Value().val.buf.ptr[0] = 'x';
+  EXPECT_EQ(C_BINARY, copy.Value().type);
+  EXPECT_EQ(3U, copy.Value().val.buf.size);
+  EXPECT_EQ("61:00:62", ValueText(copy.Value()));
+  const OwnedValue none(CopyValue(OwnedValue(common::MakeBinary("")).Value()));
+  EXPECT_EQ(C_BINARY, none.Value().type);
+  EXPECT_EQ(0U, none.Value().val.buf.size);
+}
+
 TEST(ValueCopyTest, OfAPlainValueIsTheSame) {
   EXPECT_EQ("7", ValueText(CopyValue(common::MakeUint16(7))));
 }
@@ -101,6 +119,10 @@ TEST(ValueFreeTest, LeavesNoValueAndIsHarmlessTwice) {
   confd_value_t number = common::MakeUint16(1);
   confd_free_value(&number);
   EXPECT_EQ(C_NOEXISTS, number.type);
+  confd_value_t bytes = common::MakeBinary("bytes");
+  confd_free_value(&bytes);
+  EXPECT_EQ(C_NOEXISTS, bytes.type);
+  confd_free_value(&bytes);
 }
 
 TEST(OwnedValueTest, MovesWhatItOwns) {

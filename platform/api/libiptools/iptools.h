@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "nettypes/nettypes.h"
 #include "vkmw/vkmw.h"
 
 /// Transport protocol of a rule.
@@ -35,6 +36,13 @@ class Iptools {
   int addDelRuleSnmpListenIntf(bool add, const std::string& kernel_name, unsigned int vrf,
                                unsigned int port, unsigned int redirect_port, ip_proto proto,
                                target_action action);
+
+  /// Adds or deletes the rule that has packets of protocol `proto` to port `dport` of `dst` routed
+  /// by the table of the VRF with index `vrf_id`. Adding one that is there and deleting one that is
+  /// not change nothing. Returns 0 when the kernel has the rule (has it not) afterwards, else
+  /// non-zero, and the reason is logged.
+  int addDelIPRuleIntf(bool add, unsigned int vrf_id, const nettypes::IPAddr& dst,
+                       unsigned int dport, ip_proto proto);
 
  private:
   [[maybe_unused]] int cdb_socket_;

@@ -42,6 +42,17 @@ std::string PrefixText(int family, const void* address, uint8_t length) {
   return AddressText(family, address) + "/" + std::to_string(length);
 }
 
+std::string HexText(const confd_buf& bytes) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (unsigned int i = 0; i < bytes.size; ++i) {
+    if (i > 0) text += ':';
+    text += kDigits[bytes.ptr[i] >> 4];
+    text += kDigits[bytes.ptr[i] & 0xf];
+  }
+  return text;
+}
+
 std::string ListText(const confd_list& list) {
   std::string text = "[ ";
   for (unsigned int i = 0; i < list.size; ++i) text += ValueText(list.ptr[i]) + " ";
@@ -88,6 +99,12 @@ confd_value_t MakeBuf(const std::string& text) {
   value.val.buf.size = static_cast<unsigned int>(text.size());
   value.val.buf.ptr = static_cast<unsigned char*>(Allocate(text.size() + 1));
   memcpy(value.val.buf.ptr, text.c_str(), text.size() + 1);
+  return value;
+}
+
+confd_value_t MakeBinary(const std::string& bytes) {
+  confd_value_t value = MakeBuf(bytes);
+  value.type = C_BINARY;
   return value;
 }
 
@@ -155,8 +172,11 @@ confd_value_t MakeList(const std::vector<confd_value_t>& elements) {
 }
 
 confd_value_t CopyValue(const confd_value_t& value) {
-  if (value.type == C_BUF) {
-    return MakeBuf({reinterpret_cast<const char*>(value.val.buf.ptr), value.val.buf.size});
+  if (value.type == C_BUF || value.type == C_BINARY) {
+    confd_value_t copy =
+        MakeBuf({reinterpret_cast<const char*>(value.val.buf.ptr), value.val.buf.size});
+    copy.type = value.type;
+    return copy;
   }
   if (value.type != C_LIST) return value;
   std::vector<confd_value_t> elements;
@@ -190,6 +210,8 @@ std::string ValueText(const confd_value_t& value) {
       return PrefixText(AF_INET6, &value.val.ipv6prefix.ip6, value.val.ipv6prefix.len);
     case C_BOOL:
       return value.val.boolean != 0 ? "true" : "false";
+    case C_BINARY:
+      return HexText(value.val.buf);
     case C_LIST:
       return ListText(value.val.list);
     case C_NOEXISTS:
@@ -215,7 +237,7 @@ int confd_pp_value(char* buf, int n, const confd_value_t* v) {
 }
 
 void confd_free_value(confd_value_t* v) {
-  if (v->type == C_BUF) free(v->val.buf.ptr);
+  if (v->type == C_BUF || v->type == C_BINARY) free(v->val.buf.ptr);
   if (v->type == C_LIST) {
     for (unsigned int i = 0; i < v->val.list.size; ++i) confd_free_value(&v->val.list.ptr[i]);
     free(v->val.list.ptr);

@@ -9,10 +9,11 @@
 
 namespace common {
 
-/// A value of the type in the name. What MakeBuf and MakeList return owns memory that
+/// A value of the type in the name. What MakeBuf, MakeBinary and MakeList return owns memory that
 /// confd_free_value() gives back; MakeList takes over what `elements` own.
 confd_value_t MakeTag(uint32_t tag, uint32_t ns);
 confd_value_t MakeBuf(const std::string& text);
+confd_value_t MakeBinary(const std::string& bytes);
 confd_value_t MakeUint8(uint8_t number);
 confd_value_t MakeUint16(uint16_t number);
 confd_value_t MakeUint32(uint32_t number);

@@ -1,6 +1,7 @@
 // ConfD's reads of the configuration database.
 
 #include "confd/fake_access.h"
+#include "confd/value_text.h"
 #include "confd_cdb.h"
 
 namespace {
@@ -18,6 +19,28 @@ int Read(const char* call, int sock, Result result, const char* format, va_list 
                       [result](const fake::Database& database, const std::string& path) {
                         return fake::ReadLeaf(database, path, result);
                       });
+}
+
+/// Hands out copies of an entry's first `n` leaves; returns how many it can have.
+int TakeLeaves(const fake::Node& entry, confd_value_t* values, int n) {
+  const std::vector<confd_value_t> leaves = fake::Database::LeafValues(entry);
+  for (int i = 0; i < n; ++i) {
+    const auto place = static_cast<size_t>(i);
+    values[i] =
+        place < leaves.size() ? common::CopyValue(leaves[place]) : confd_value_t{C_NOEXISTS, {}};
+  }
+  return static_cast<int>(leaves.size());
+}
+
+/// The same for `count` entries of a list from the one at `first`.
+int TakeEntries(const fake::Database& database, const std::string& list, int first, int count,
+                confd_value_t* values, int n) {
+  const std::vector<const fake::Node*> entries = database.Entries(list);
+  int leaves = common::Fail(CONFD_ERR_NOEXISTS, list + " has no such entry");
+  for (int i = 0; i < count && first + i < static_cast<int>(entries.size()); ++i) {
+    leaves = TakeLeaves(*entries[static_cast<size_t>(first + i)], values + i * n, n);
+  }
+  return leaves;
 }
 
 }  // namespace
@@ -50,6 +73,48 @@ int cdb_get_u_int32(int sock, uint32_t* rval, const char* fmt, ...) {
   va_list arguments;
   va_start(arguments, fmt);
   const int result = Read("cdb_get_u_int32", sock, rval, fmt, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int cdb_get_int32(int sock, int32_t* rval, const char* fmt, ...) {
+  va_list arguments;
+  va_start(arguments, fmt);
+  const int result = Read("cdb_get_int32", sock, fake::Int32Room{rval}, fmt, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int cdb_get_binary(int sock, unsigned char** rval, int* n, const char* fmt, ...) {
+  va_list arguments;
+  va_start(arguments, fmt);
+  const int result = Read("cdb_get_binary", sock, fake::ByteRoom{rval, n}, fmt, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int cdb_get_object(int sock, confd_value_t* values, int n, const char* fmt, ...) {
+  va_list arguments;
+  va_start(arguments, fmt);
+  const int result = RunInSession("cdb_get_object", sock, fmt, arguments,
+                                  [=](const fake::Database& database, const std::string& path) {
+                                    const fake::Node* entry = database.Find(path);
+                                    return entry == nullptr ? common::Fail(CONFD_ERR_NOEXISTS,
+                                                                           path + " does not exist")
+                                                            : TakeLeaves(*entry, values, n);
+                                  });
+  va_end(arguments);
+  return result;
+}
+
+int cdb_get_objects(int sock, confd_value_t* values, int n, int ix, int nobj, const char* fmt,
+                    ...) {
+  va_list arguments;
+  va_start(arguments, fmt);
+  const int result = RunInSession("cdb_get_objects", sock, fmt, arguments,
+                                  [=](const fake::Database& database, const std::string& path) {
+                                    return TakeEntries(database, path, ix, nobj, values, n);
+                                  });
   va_end(arguments);
   return result;
 }

@@ -17,6 +17,20 @@ bool Take(const confd_value_t& value, TextRoom room) {
   return true;
 }
 
+bool Take(const confd_value_t& value, ByteRoom room) {
+  if (value.type != C_BINARY) return false;
+  const confd_value_t copy = common::CopyValue(value);
+  *room.bytes = copy.val.buf.ptr;
+  *room.size = static_cast<int>(copy.val.buf.size);
+  return true;
+}
+
+bool Take(const confd_value_t& value, Int32Room room) {
+  if (value.type != C_INT32) return false;
+  *room.number = value.val.i32;
+  return true;
+}
+
 bool Take(const confd_value_t& value, uint16_t* result) {
   if (value.type != C_UINT16) return false;
   *result = value.val.u16;

@@ -17,9 +17,22 @@ struct TextRoom {
   int size;
 };
 
+/// Where bytes go that the caller gives back with free().
+struct ByteRoom {
+  unsigned char** bytes;
+  int* size;
+};
+
+/// A number; a plain int is 0 or 1.
+struct Int32Room {
+  int32_t* number;
+};
+
 /// Hand out a value. False when it is of another type.
 bool Take(const confd_value_t& value, confd_value_t* result);
 bool Take(const confd_value_t& value, TextRoom room);
+bool Take(const confd_value_t& value, ByteRoom room);
+bool Take(const confd_value_t& value, Int32Room room);
 bool Take(const confd_value_t& value, uint16_t* result);
 bool Take(const confd_value_t& value, uint32_t* result);
 bool Take(const confd_value_t& value, int* result);

@@ -56,6 +56,9 @@ bool IsLeafListEntry(const PathStep& step) {
   return step.name == "extraIpPorts" && !step.keys.empty();
 }
 
+/// Nor does it know the order of leaves, but for the one list whose entries are read as objects.
+constexpr const char* kTargetLeaves[] = {"name", "vrf", "ip", "udp-port"};
+
 /// The entries of a leaf-list as texts.
 std::vector<std::string> Texts(const Node& leaf_list) {
   std::vector<std::string> texts;
@@ -172,6 +175,18 @@ void Database::Delete(const std::string& path) {
 
 const Node* Database::Find(const std::string& path) const {
   return FindNode(Mutable(root_), common::ParsePath(path));
+}
+
+std::vector<confd_value_t> Database::LeafValues(const Node& entry) {
+  if (entry.name != "target") throw std::invalid_argument("unknown leaves of " + entry.name);
+  std::vector<confd_value_t> values;
+  for (const std::string leaf : kTargetLeaves) {
+    const auto found = std::find_if(entry.children.begin(), entry.children.end(),
+                                    [&leaf](const Node& child) { return child.name == leaf; });
+    values.push_back(found == entry.children.end() ? confd_value_t{C_NOEXISTS, {}}
+                                                   : found->value.Value());
+  }
+  return values;
 }
 
 int Database::Instances(const std::string& path) const {

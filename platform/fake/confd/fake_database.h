@@ -62,6 +62,11 @@ class Database {
   /// The entries of the list at `path`, in order; they stay the database's.
   std::vector<const Node*> Entries(const std::string& path) const;
 
+  /// The values of an entry's leaves in the order that the schema of its list has them, C_NOEXISTS
+  /// for those that it lacks. They stay the database's. Throws std::invalid_argument for a list
+  /// whose leaves are not known here.
+  static std::vector<confd_value_t> LeafValues(const Node& entry);
+
   const Node& Root() const { return root_; }
 
  private:

@@ -13,6 +13,7 @@ common::TagTable& DefineTags() {
   tags.Define("port", 0x009E8010);
   tags.Define("redir-port", 0x5A4D4401);
   tags.Define("udp-port", 0x0801C63A);
+  tags.Define("vrf", 0x4C5F3E78);
   return tags;
 }
 

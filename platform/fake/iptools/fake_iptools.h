@@ -27,6 +27,14 @@ struct RuleCall {
   target_action action;
 };
 
+struct RoutingCall {
+  bool add;
+  unsigned int vrf;
+  std::string address;
+  unsigned int port;
+  ip_proto proto;
+};
+
 struct RuleLibrary {
   /// By listening name. One that is not there is in no VRF and has its own name without "l3-".
   std::map<std::string, InterfaceFacts> interfaces;
@@ -35,6 +43,7 @@ struct RuleLibrary {
   std::deque<std::function<int()>> answers;
 
   std::vector<RuleCall> calls;
+  std::vector<RoutingCall> routing_calls;
 
   /// What GetVrfSourceInterfaceIP was handed, newest last.
   std::vector<zlog_category_s*> categories;

@@ -23,6 +23,13 @@ std::string RuleText(const fake::RuleCall& call) {
   return text;
 }
 
+int NextAnswer(fake::RuleLibrary* library) {
+  if (library->answers.empty()) return 0;
+  const std::function<int()> answer = library->answers.front();
+  library->answers.pop_front();
+  return answer();
+}
+
 }  // namespace
 
 void GetVrfSourceInterfaceIP(zlog_category_s* log_category, int cdb_socket, const std::string& name,
@@ -58,10 +65,17 @@ int Iptools::addDelRuleSnmpListenIntf(bool add, const std::string& kernel_name, 
   fake::Device& device = fake::Device::Instance();
   device.rules.calls.push_back({add, kernel_name, vrf, port, redirect_port, proto, action});
   device.Note(RuleText(device.rules.calls.back()));
-  if (device.rules.answers.empty()) return 0;
-  const std::function<int()> answer = device.rules.answers.front();
-  device.rules.answers.pop_front();
-  return answer();
+  return NextAnswer(&device.rules);
+}
+
+int Iptools::addDelIPRuleIntf(bool add, unsigned int vrf_id, const nettypes::IPAddr& dst,
+                              unsigned int dport, ip_proto proto) {
+  ExpectSession(cdb_socket_);
+  fake::Device& device = fake::Device::Instance();
+  device.rules.routing_calls.push_back({add, vrf_id, dst.to_string(), dport, proto});
+  device.Note(std::string("routing rule ") + (add ? "add " : "delete ") + std::to_string(vrf_id) +
+              " " + dst.to_string() + " " + std::to_string(dport) + " " + std::to_string(proto));
+  return NextAnswer(&device.rules);
 }
 
 }  // namespace libiptools

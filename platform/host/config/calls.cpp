@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "confd/value_text.h"
+
 namespace host {
 
 common::OwnedValue GetExisting(Reader* reader, const std::string& path) {
@@ -23,6 +25,20 @@ bool HandOut(const confd_value_t& value, const TextBuffer& result) {
 bool HandOut(const confd_value_t& value, const Truth& result) {
   if (value.type == C_BOOL) *result.value = value.val.boolean;
   return value.type == C_BOOL;
+}
+
+bool HandOut(const confd_value_t& value, const ByteBuffer& result) {
+  if (value.type != C_BINARY) return false;
+  // The copy goes to the caller as it is.
+  const confd_value_t copy = common::CopyValue(value);
+  *result.bytes = copy.val.buf.ptr;
+  *result.size = static_cast<int>(copy.val.buf.size);
+  return true;
+}
+
+bool HandOut(const confd_value_t& value, int32_t* result) {
+  if (value.type == C_INT32) *result = value.val.i32;
+  return value.type == C_INT32;
 }
 
 bool HandOut(const confd_value_t& value, uint16_t* result) {

@@ -39,9 +39,17 @@ struct Truth {
   int* value;
 };
 
+/// Where bytes go that the caller gives back with free().
+struct ByteBuffer {
+  unsigned char** bytes;
+  int* size;
+};
+
 // Hand out a value. False, with nothing changed, when it is of another type.
 bool HandOut(const confd_value_t& value, const TextBuffer& result);
 bool HandOut(const confd_value_t& value, const Truth& result);
+bool HandOut(const confd_value_t& value, const ByteBuffer& result);
+bool HandOut(const confd_value_t& value, int32_t* result);
 bool HandOut(const confd_value_t& value, uint16_t* result);
 bool HandOut(const confd_value_t& value, uint32_t* result);
 bool HandOut(const confd_value_t& value, confd_ipv4_prefix* result);

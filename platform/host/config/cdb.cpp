@@ -37,6 +37,12 @@ int Get(Reader* session, const std::string& path, confd_value_t* value) {
   return CONFD_OK;
 }
 
+/// The result of a read of children, of which every element has some.
+int ExpectSome(int children, const std::string& path) {
+  if (children > 0) return children;
+  throw CallRefused(CONFD_ERR_NOEXISTS, "path \"" + path + "\": the element does not exist");
+}
+
 int OpenSession(const VkConfdInterface* confd_interface, cdb_db_type database) {
   Engine* engine = Engine::Current();
   if (confd_interface == nullptr || engine == nullptr) {
@@ -52,6 +58,21 @@ int OpenSession(const VkConfdInterface* confd_interface, cdb_db_type database) {
 int cdb_get(int sock, confd_value_t* v, const char* fmt, ...) {
   const auto get = [v](host::Reader* session, const std::string& path) {
     return host::Get(session, path, v);
+  };
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::ReadPath(sock, fmt, arguments, get));
+}
+
+int cdb_get_object(int sock, confd_value_t* values, int n, const char* fmt, ...) {
+  const auto get = [values, n](host::Reader* session, const std::string& path) {
+    return host::ExpectSome(session->GetObject(path, values, n), path);
+  };
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::ReadPath(sock, fmt, arguments, get));
+}
+
+int cdb_get_objects(int sock, confd_value_t* values, int n, int ix, int nobj, const char* fmt,
+                    ...) {
+  const auto get = [=](host::Reader* session, const std::string& path) {
+    return host::ExpectSome(session->GetObjects(path, ix, nobj, values, n), path);
   };
   HOST_CALL_WITH_ARGUMENTS(fmt, host::ReadPath(sock, fmt, arguments, get));
 }
@@ -74,6 +95,15 @@ int cdb_get_u_int16(int sock, uint16_t* rval, const char* fmt, ...) {
 
 int cdb_get_u_int32(int sock, uint32_t* rval, const char* fmt, ...) {
   HOST_CALL_WITH_ARGUMENTS(fmt, host::GetTypedAt(sock, fmt, arguments, rval));
+}
+
+int cdb_get_int32(int sock, int32_t* rval, const char* fmt, ...) {
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::GetTypedAt(sock, fmt, arguments, rval));
+}
+
+int cdb_get_binary(int sock, unsigned char** rval, int* n, const char* fmt, ...) {
+  const host::ByteBuffer buffer = {rval, n};
+  HOST_CALL_WITH_ARGUMENTS(fmt, host::GetTypedAt(sock, fmt, arguments, buffer));
 }
 
 int cdb_get_bool(int sock, int* rval, const char* fmt, ...) {

@@ -5,6 +5,7 @@
 
 #include "config/differences.h"
 #include "config/system_nodes.h"
+#include "config/target_check.h"
 
 namespace host {
 
@@ -36,9 +37,14 @@ class HookScope {
   Transaction** slot_;
 };
 
+void Validate(ly_ctx* context, Tree* tree) {
+  ValidateTree(context, tree);
+  CheckTargets(tree->get());
+}
+
 SharedTree ReadTree(ly_ctx* context, const std::string& text) {
   Tree tree = ParseTree(context, text);
-  ValidateTree(context, &tree);
+  Validate(context, &tree);
   return tree;
 }
 
@@ -95,7 +101,7 @@ void Engine::Prepare(Tree* candidate) const {
   AddDefaults(schema_.Context(), candidate);
   RefuseOperatorWrites(running_.get(), candidate->get());
   CarryOverSystemNodes(running_.get(), *candidate);
-  ValidateTree(schema_.Context(), candidate);
+  Validate(schema_.Context(), candidate);
 }
 
 CommitResult Engine::CommitPrepared(Tree candidate) {
@@ -113,7 +119,7 @@ Tree Engine::CallHooks(Tree candidate, std::vector<common::Change>* changes) {
   }
   candidate = transaction.Take();
   if (!transaction.HasWritten()) return candidate;
-  ValidateTree(schema_.Context(), &candidate);
+  Validate(schema_.Context(), &candidate);
   *changes = Differences(schema_, running_.get(), candidate.get());
   return candidate;
 }

@@ -46,6 +46,18 @@ const lyd_node* FindAmong(const lyd_node* siblings, const lysc_node* element,
   return nullptr;
 }
 
+/// Fills `count` values with the children of `parent`; returns how many its schema has.
+int ReadChildren(const Schema& schema, const lyd_node* parent, confd_value_t* values, int count) {
+  int children = 0;
+  for (const lysc_node* element = lysc_node_child(parent->schema); element != nullptr;
+       element = element->next) {
+    if (children < count) values[children] = ChildValue(schema, parent, element);
+    ++children;
+  }
+  for (int i = children; i < count; ++i) values[i] = {C_NOEXISTS, {}};
+  return children;
+}
+
 }  // namespace
 
 const lyd_node* NextEntry(const lyd_node* entry) {
@@ -65,6 +77,27 @@ confd_value_t Reader::Get(const std::string& path) {
                                 "\" is no leaf and has no value");
   }
   return place.node == nullptr ? confd_value_t{C_NOEXISTS, {}} : TermValue(place.node);
+}
+
+int Reader::GetObject(const std::string& path, confd_value_t* values, int count) {
+  const Place place = Find(path);
+  const bool is_entry = place.element->nodetype == LYS_LIST && place.names_entry;
+  if (!is_entry && place.element->nodetype != LYS_CONTAINER) {
+    throw std::invalid_argument("path \"" + path + "\": \"" + place.element->name +
+                                "\" is neither an entry nor a container");
+  }
+  return place.node == nullptr ? 0 : ReadChildren(*schema_, place.node, values, count);
+}
+
+int Reader::GetObjects(const std::string& path, int index, int objects, confd_value_t* values,
+                       int count) {
+  const lyd_node* entry = AtIndex(FirstEntry(path), index);
+  int children = 0;
+  for (int i = 0; i < objects && entry != nullptr; ++i) {
+    children = ReadChildren(*schema_, entry, values + static_cast<ptrdiff_t>(i) * count, count);
+    entry = NextEntry(entry);
+  }
+  return children;
 }
 
 const lyd_node* Reader::FirstEntry(const std::string& path) {

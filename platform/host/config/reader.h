@@ -31,6 +31,15 @@ class Reader {
   /// not of a leaf or leaf-list.
   confd_value_t Get(const std::string& path);
 
+  /// The children of the entry or container at a path, as cdb_get_object() hands them out; 0, with
+  /// `values` untouched, when it is not there. Returns how many its schema has. Throws
+  /// std::invalid_argument for a text that is no path of the schema or not of such an element.
+  int GetObject(const std::string& path, confd_value_t* values, int count);
+
+  /// The same for `objects` entries of a list from the one at position `index`, as
+  /// cdb_get_objects().
+  int GetObjects(const std::string& path, int index, int objects, confd_value_t* values, int count);
+
   /// Number of entries of the list or leaf-list at a path, 0 where its parent is absent. Throws
   /// std::invalid_argument for a text that is no path of the schema or not of a list.
   int Count(const std::string& path);

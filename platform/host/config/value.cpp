@@ -53,6 +53,12 @@ confd_value_t StringValue(const lyd_value& value, const char* text) {
   return common::MakeBuf(text);
 }
 
+confd_value_t BinaryValue(const lyd_value& value) {
+  static_assert(sizeof(lyd_value_binary) <= LYD_VALUE_FIXED_MEM_SIZE, "else it is in dyn_mem");
+  const auto* binary = reinterpret_cast<const lyd_value_binary*>(value.fixed_mem);
+  return common::MakeBinary({static_cast<const char*>(binary->data), binary->size});
+}
+
 }  // namespace
 
 confd_value_t TermValue(const lyd_node* term) {
@@ -70,6 +76,8 @@ confd_value_t TermValue(const lyd_node* term) {
       return common::MakeUint32(value.uint32);
     case LY_TYPE_INT32:
       return common::MakeInt32(value.int32);
+    case LY_TYPE_BINARY:
+      return BinaryValue(value);
     case LY_TYPE_STRING:
       return StringValue(value, lyd_get_value(term));
     default:
@@ -84,6 +92,15 @@ confd_value_t LeafListValue(const lyd_node* first) {
     entries.push_back(TermValue(entry));
   }
   return common::MakeList(entries);
+}
+
+confd_value_t ChildValue(const Schema& schema, const lyd_node* parent, const lysc_node* element) {
+  lyd_node* found = nullptr;
+  lyd_find_sibling_val(lyd_child(parent), element, nullptr, 0, &found);
+  if (found == nullptr) return {C_NOEXISTS, {}};
+  if (element->nodetype == LYS_LEAF) return TermValue(found);
+  if (element->nodetype == LYS_LEAFLIST) return LeafListValue(found);
+  return common::MakeTag(Schema::Tag(element), schema.NamespaceHash(element));
 }
 
 std::vector<common::OwnedValue> EntryKeys(const lyd_node* entry) {

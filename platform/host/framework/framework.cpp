@@ -55,6 +55,10 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
   // Also sweeps the routing rules that an earlier run left.
   Rules::OfProcess().SetMarkObserver(
       [this](uint16_t redirect_port, uint32_t mark) { agent_.SetMark(redirect_port, mark); });
+  Rules::OfProcess().SetDestinationQuery([this](const DestinationRule& rule) {
+    const VkConfdCdbSession session(this, CDB_RUNNING, true);
+    return target_rules_.Contain(rule, engine_.Running(), session.Socket());
+  });
   Engine::SetCurrent(&engine_);
   current = this;
 }

@@ -7,6 +7,7 @@
 #include "config/engine.h"
 #include "delivery/change.h"
 #include "framework/callpoints.h"
+#include "framework/target_rules.h"
 #include "runtime/folders.h"
 #include "snmp/agent.h"
 #include "vkconfd/base_handler.h"
@@ -63,6 +64,7 @@ class Framework : public VkConfdInterface {
   Callpoints callpoints_;
   Engine engine_;
   SnmpAgent agent_;
+  TargetRules target_rules_;
 };
 
 }  // namespace host

@@ -21,6 +21,13 @@ bool ChangeRedirect(bool add, const std::string& kernel_name, unsigned int vrf, 
              : rules.DeleteRedirect(kernel_name, from, to);
 }
 
+bool ChangeDestination(bool add, const boost::asio::ip::address& address, unsigned int port,
+                       unsigned int vrf) {
+  const host::DestinationRule rule = {address, static_cast<uint16_t>(port), vrf};
+  host::Rules& rules = host::Rules::OfProcess();
+  return add ? rules.AddDestination(rule) : rules.DeleteDestination(rule);
+}
+
 }  // namespace
 
 namespace libiptools {
@@ -55,6 +62,24 @@ int Iptools::addDelRuleSnmpListenIntf(bool add, const std::string& kernel_name, 
   zlog(log_category_, __FILE__, sizeof(__FILE__) - 1, __func__, sizeof(__func__) - 1, __LINE__,
        host::kNotice, "Rule %s port %u to %u on %s, VRF %u: %s", add ? "not added" : "not deleted",
        port, redirect_port, kernel_name.c_str(), vrf, reason);
+  return 1;
+}
+
+int Iptools::addDelIPRuleIntf(bool add, unsigned int vrf_id, const nettypes::IPAddr& dst,
+                              unsigned int dport, ip_proto proto) {
+  const char* reason = "see the platform's log";
+  boost::system::error_code no_address;
+  const auto address = boost::asio::ip::make_address(dst.to_string(), no_address);
+  if (proto != IP_PROTO_UDP) {
+    reason = "only UDP packets can be routed by a rule";
+  } else if (no_address || !IsPort(dport) || vrf_id == 0) {
+    reason = "an address, a port and a VRF are needed";
+  } else if (ChangeDestination(add, address, dport, vrf_id)) {
+    return 0;
+  }
+  zlog(log_category_, __FILE__, sizeof(__FILE__) - 1, __func__, sizeof(__func__) - 1, __LINE__,
+       host::kNotice, "Routing rule %s for %s port %u, VRF %u: %s",
+       add ? "not added" : "not deleted", dst.to_string().c_str(), dport, vrf_id, reason);
   return 1;
 }
 

@@ -12,34 +12,6 @@ namespace host {
 
 namespace {
 
-/// Counts one more user of `key`; the first one comes with `add`. False, and not counted, when that
-/// fails.
-template <typename Key, typename Add>
-bool AddUser(std::map<Key, size_t>& users, const Key& key, Add add) {
-  const auto found = users.find(key);
-  if (found != users.end()) {
-    ++found->second;
-    return true;
-  }
-  if (!add()) return false;
-  users.emplace(key, 1);
-  return true;
-}
-
-/// The reverse: the last one goes with `remove`, and stays when that fails.
-template <typename Key, typename Remove>
-bool DeleteUser(std::map<Key, size_t>& users, const Key& key, Remove remove) {
-  const auto found = users.find(key);
-  if (found == users.end()) return true;
-  if (found->second > 1) {
-    --found->second;
-    return true;
-  }
-  if (!remove()) return false;
-  users.erase(found);
-  return true;
-}
-
 /// What is asked for is so already.
 bool IsSo(int code, RuleChange change) {
   return code == 0 || (change == RuleChange::kAdd && code == -NLE_EXIST) ||
@@ -60,9 +32,7 @@ PolicyRules::PolicyRules(std::string accept_file) : accept_(std::move(accept_fil
 
 PolicyRules::~PolicyRules() {
   for (const auto& mark : marks_) ChangeMark(RuleChange::kDelete, mark.first);
-  for (const auto& destination : destinations_) {
-    ChangeDestination(RuleChange::kDelete, destination.first);
-  }
+  for (const DestinationRule& rule : destinations_) ChangeDestination(RuleChange::kDelete, rule);
 }
 
 bool PolicyRules::AddMark(uint32_t table) {
@@ -71,24 +41,43 @@ bool PolicyRules::AddMark(uint32_t table) {
     return false;
   }
   accept_.TurnOn();
-  return AddUser(marks_, table, [&] {
-    if (ChangeMark(RuleChange::kAdd, table)) return true;
+  const auto found = marks_.find(table);
+  if (found != marks_.end()) {
+    ++found->second;
+    return true;
+  }
+  if (!ChangeMark(RuleChange::kAdd, table)) {
     ChangeMark(RuleChange::kDelete, table);
     return false;
-  });
+  }
+  marks_.emplace(table, 1);
+  return true;
 }
 
 bool PolicyRules::DeleteMark(uint32_t table) {
-  return DeleteUser(marks_, table, [&] { return ChangeMark(RuleChange::kDelete, table); });
+  const auto found = marks_.find(table);
+  if (found == marks_.end()) return true;
+  if (found->second > 1) {
+    --found->second;
+    return true;
+  }
+  if (!ChangeMark(RuleChange::kDelete, table)) return false;
+  marks_.erase(found);
+  return true;
 }
 
 bool PolicyRules::AddDestination(const DestinationRule& rule) {
-  return AddUser(destinations_, rule, [&] { return ChangeDestination(RuleChange::kAdd, rule); });
+  if (destinations_.count(rule) > 0) return true;
+  if (!ChangeDestination(RuleChange::kAdd, rule)) return false;
+  destinations_.insert(rule);
+  return true;
 }
 
 bool PolicyRules::DeleteDestination(const DestinationRule& rule) {
-  return DeleteUser(destinations_, rule,
-                    [&] { return ChangeDestination(RuleChange::kDelete, rule); });
+  if (destinations_.count(rule) == 0) return true;
+  if (!ChangeDestination(RuleChange::kDelete, rule)) return false;
+  destinations_.erase(rule);
+  return true;
 }
 
 /// A dump that others change rules under may miss some, so the last one has to be clean.

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 
 #include "rules/kernel_switch.h"
@@ -12,9 +13,8 @@
 
 namespace host {
 
-/// The rules in the kernel are known by their protocol number; others are never touched. What is
-/// added more than once has to be deleted as often, and only the first and the last of these make
-/// kernel calls.
+/// The rules in the kernel are known by their protocol number; others are never touched. Adding
+/// what is there and deleting what is not make no kernel call.
 class PolicyRules {
  public:
   static constexpr char kVrfDevicesAccept[] = "/proc/sys/net/ipv4/udp_l3mdev_accept";
@@ -30,13 +30,15 @@ class PolicyRules {
   PolicyRules& operator=(const PolicyRules&) = delete;
 
   /// Packets that carry the mark `table` are routed by that table, IPv4 and IPv6 alike. True when
-  /// it is so afterwards; the reason of a failure is logged.
+  /// it is so afterwards; the reason of a failure is logged. A mark that is added more than once
+  /// has to be deleted as often.
   bool AddMark(uint32_t table);
 
   /// Takes back one AddMark(). True when none was there, too.
   bool DeleteMark(uint32_t table);
 
-  /// The same for UDP packets to one destination.
+  /// UDP packets to one destination are routed by a table. One deletion takes it back, however
+  /// often it was added.
   bool AddDestination(const DestinationRule& rule);
   bool DeleteDestination(const DestinationRule& rule);
 
@@ -52,7 +54,7 @@ class PolicyRules {
   KernelSwitch accept_;
   bool has_ipv6_ = true;
   std::map<uint32_t, size_t> marks_;
-  std::map<DestinationRule, size_t> destinations_;
+  std::set<DestinationRule> destinations_;
 };
 
 }  // namespace host

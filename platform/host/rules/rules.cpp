@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <memory>
 
+#include "runtime/log.h"
+
 namespace host {
 
 namespace {
@@ -53,6 +55,19 @@ bool Rules::DeleteRedirect(const std::string& kernel_name, uint16_t port, uint16
   const Entry entry = found->second;
   entries_.erase(found);
   Forget(entry);
+  return true;
+}
+
+void Rules::SetDestinationQuery(DestinationQuery is_wanted) { is_wanted_ = std::move(is_wanted); }
+
+bool Rules::AddDestination(const DestinationRule& rule) {
+  return policy_rules_.AddDestination(rule);
+}
+
+bool Rules::DeleteDestination(const DestinationRule& rule) {
+  if (!is_wanted_ || !is_wanted_(rule)) return policy_rules_.DeleteDestination(rule);
+  HOST_LOG(kProgress, "The routing rule of %s port %u stays: another target has the same.",
+           rule.address.to_string().c_str(), rule.port);
   return true;
 }
 

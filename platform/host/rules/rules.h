@@ -17,6 +17,9 @@ namespace host {
 /// 0 for none.
 using MarkObserver = std::function<void(uint16_t redirect_port, uint32_t mark)>;
 
+/// Whether the configuration in force asks for a routing rule.
+using DestinationQuery = std::function<bool(const DestinationRule& rule)>;
+
 /// A redirect brings a request to the agent; its mark and the routing rule of that let the answer
 /// leave by the table of the VRF that the request came from.
 class Rules {
@@ -24,7 +27,7 @@ class Rules {
   /// The one of the process, made at the first call.
   static Rules& OfProcess();
 
-  /// Removes everything that OfProcess() has set up, the observer too.
+  /// Removes everything that OfProcess() has set up, the observer and the query too.
   static void EndOfProcess();
 
   /// Tells at once what there is, then every change.
@@ -37,7 +40,13 @@ class Rules {
                    uint32_t table);
   bool DeleteRedirect(const std::string& kernel_name, uint16_t port, uint16_t redirect_port);
 
-  PolicyRules& Routing() { return policy_rules_; }
+  /// Asked before a rule of a destination is deleted: several targets may need the same one.
+  void SetDestinationQuery(DestinationQuery is_wanted);
+
+  /// UDP packets to one destination are routed by a table. True when it is so (no longer so)
+  /// afterwards, and when a rule stays that is still wanted; the reason of a failure is logged.
+  bool AddDestination(const DestinationRule& rule);
+  bool DeleteDestination(const DestinationRule& rule);
 
  private:
   struct Entry {
@@ -58,6 +67,7 @@ class Rules {
   /// redirect is still there.
   std::map<uint16_t, std::vector<uint32_t>> tables_;
   MarkObserver observer_;
+  DestinationQuery is_wanted_;
 };
 
 }  // namespace host
