@@ -7,7 +7,9 @@
 
 #include "app/intf_cfg.h"
 #include "app/snmp_cfg_agent.h"
+#include "app/snmp_cfg_dying_gasp.h"
 #include "app/snmp_cfg_listen.h"
+#include "app/snmp_cfg_target_vrf.h"
 #include "app/snmp_data_listen.h"
 #include "app/trace.h"
 #include "vkos/callback.h"
@@ -54,7 +56,10 @@ class Application {
   std::unique_ptr<SnmpAgentCfgHandler> agent_handler_;
   std::shared_ptr<SnmpListenCfgHandler> listen_handler_;
   std::unique_ptr<SnmpListenDataHandler> listen_data_handler_;
+  /// Complete, and handed to no framework: the driver that sends the traps is not there yet.
+  std::unique_ptr<DyingGaspTrapCfgHandler> dying_gasp_handler_;
   std::unique_ptr<IntfCfgHandler> intf_handler_;
+  std::unique_ptr<TargetVrfCfgHandler> target_vrf_handler_;
   std::unique_ptr<GoActive> go_active_;
   std::unique_ptr<GoStandby> go_standby_;
   zlog_category_s* log_category_ = nullptr;

@@ -46,8 +46,10 @@ void Application::InstallContext() {
 
 void Application::CreateHandlers() {
   agent_handler_ = std::make_unique<SnmpAgentCfgHandler>();
+  dying_gasp_handler_ = std::make_unique<DyingGaspTrapCfgHandler>();
   listen_handler_ = std::make_shared<SnmpListenCfgHandler>();
   listen_data_handler_ = std::make_unique<SnmpListenDataHandler>(listen_handler_);
+  target_vrf_handler_ = std::make_unique<TargetVrfCfgHandler>();
   intf_handler_ = std::make_unique<IntfCfgHandler>(listen_handler_);
 }
 
@@ -68,7 +70,7 @@ int Application::Run() {
 void Application::RunFramework() {
   vkmw_t* vkmw = vkos::the_context->GetVkmw();
   const std::vector<vkconfd::ConfigHandler*> config_handlers = {
-      agent_handler_.get(), listen_handler_.get(), intf_handler_.get()};
+      agent_handler_.get(), listen_handler_.get(), intf_handler_.get(), target_vrf_handler_.get()};
   const std::vector<vkconfd::ActionHandler*> action_handlers;
   const std::vector<vkconfd::DataHandler*> data_handlers = {listen_data_handler_.get()};
   const vkconfd::AppInterface app_interface(vkmw, log_category_, app::kProgramName, config_handlers,

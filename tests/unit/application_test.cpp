@@ -17,12 +17,14 @@ using ::testing::IsEmpty;
 constexpr char kStart[] = "snmp-app src/app/application Run 12 Initializing SNMP daemon.";
 
 TEST_F(ApplicationTest, ConstructionInstallsContextThenCategoryThenHandlers) {
-  EXPECT_THAT(ConstructionJournal(),
-              ElementsAre("context new snmp-app", "context gone earlier", "category snmp-app",
-                          "timer new snmp-app-timer 5000", "timer pause", "category snmp-app-agent",
-                          "category snmp-app-listen", "data handler new 0100010",
-                          "category snmp-app-listen", "category snmp-app-l3intf",
-                          "log IntfCfgHandler: Registered"));
+  EXPECT_THAT(
+      ConstructionJournal(),
+      ElementsAre("context new snmp-app", "context gone earlier", "category snmp-app",
+                  "timer new snmp-app-timer 5000", "timer pause", "category snmp-app-agent",
+                  "category snmp-app-dying-gasp", "category snmp-app-listen",
+                  "data handler new 0100010", "category snmp-app-listen", "category snmp-app",
+                  "log TargetVrfCfgHandler: Target subscription registered",
+                  "category snmp-app-l3intf", "log IntfCfgHandler: Registered"));
 }
 
 TEST_F(ApplicationTest, HaTableHoldsTwoCallbacksAndThreeEmptySlots) {
@@ -54,8 +56,12 @@ TEST_F(ApplicationTest, RunGoesThroughItsStepsInOrder) {
                   "cdb_num_instances /snmp/agent/listen/interface",
                   "log LoadInitialConfig: Getting 0 listening interface(s)", "session close",
                   "log ApplyCommitConfig: Applying new configuration for SNMP listening.",
-                  "session open 1", "session close", "script", "app gone",
-                  "log Run: SNMP daemon has finished!"));
+                  "session open 1", "session close", "session open 1",
+                  "log LoadInitialConfig: Loading SNMP target configuration",
+                  "cdb_num_instances /SNMP_TARGET_MIB:SNMP-TARGET-MIB/snmpTargetAddrTable/"
+                  "snmpTargetAddrEntry",
+                  "session close", "log ApplyCommitConfig: Apply commit of SNMP configuration.",
+                  "script", "app gone", "log Run: SNMP daemon has finished!"));
 }
 
 TEST_F(ApplicationTest, RunLogsItsStartAndEnd) {
@@ -78,13 +84,25 @@ TEST_F(ApplicationTest, RunHandsItsRecordsToTheFramework) {
 TEST_F(ApplicationTest, RunHandsItsHandlersToTheFrameworkInOrder) {
   application_.Run();
   const fake::Registration& registration = LastRegistration();
-  ASSERT_EQ(3U, registration.config_handlers.size());
+  ASSERT_EQ(4U, registration.config_handlers.size());
   EXPECT_NE(nullptr, dynamic_cast<SnmpAgentCfgHandler*>(registration.config_handlers[0]));
   EXPECT_NE(nullptr, dynamic_cast<SnmpListenCfgHandler*>(registration.config_handlers[1]));
   EXPECT_NE(nullptr, dynamic_cast<IntfCfgHandler*>(registration.config_handlers[2]));
+  EXPECT_NE(nullptr, dynamic_cast<TargetVrfCfgHandler*>(registration.config_handlers[3]));
   EXPECT_THAT(registration.action_handlers, IsEmpty());
   ASSERT_EQ(1U, registration.data_handlers.size());
   EXPECT_NE(nullptr, dynamic_cast<SnmpListenDataHandler*>(registration.data_handlers[0]));
+}
+
+TEST_F(ApplicationTest, DyingGaspHandlerIsNotTheFrameworks) {
+  application_.Run();
+  const fake::Registration& registration = LastRegistration();
+  for (vkconfd::ConfigHandler* handler : registration.config_handlers) {
+    EXPECT_EQ(nullptr, dynamic_cast<DyingGaspTrapCfgHandler*>(handler));
+  }
+  for (vkconfd::DataHandler* handler : registration.data_handlers) {
+    EXPECT_EQ(nullptr, dynamic_cast<DyingGaspTrapCfgHandler*>(handler));
+  }
 }
 
 TEST_F(ApplicationTest, RunCanBeCalledAgain) {
