@@ -5,6 +5,7 @@ Runs inside a network and mount namespace of its own; ./run takes care of that.
 """
 
 import argparse
+import contextlib
 import os
 import re
 import signal
@@ -13,8 +14,8 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests"))
 # pylint: disable=wrong-import-position
-from lab import snmp
-from lab.daemon import Daemon, configuration, listening
+from lab import snmp, traps
+from lab.daemon import Daemon, configuration, listening, merged, targets
 from lab.network import claim_run_folder
 from lab.site import BLUE, DEFAULT, RED, RED_V6, TABLES, Site
 from lab.wait import wait_until
@@ -170,6 +171,35 @@ def show_removal(show, site):
     show.expect(f"blue is served at {BLUE}", lambda: snmp.answers(site.managers["blue"], BLUE))
 
 
+def show_target(show, site):
+    show.step("8. A trap target that two networks lead to gets a VRF")
+    far = site.add_far_network()
+    print(f"   {far} is behind the managers of the default network and of VRF red; traps are sent "
+          "by\n   snmptrap on the router and received by snmptrapd.")
+    with contextlib.ExitStack() as stack:
+        receivers = {name: stack.enter_context(traps.Receiver(site.managers[name], far))
+                     for name in ("default", "red")}
+
+        def arrives_at(network):
+            arrived = traps.arrival(site.router, far, receivers)
+            sender = re.search(r"\[([^]]*)\]", receivers[arrived].traps()[-1])[1]
+            return arrived == network and f"received there, sent from {sender}"
+
+        def configure(vrf):
+            show.daemon.reload(merged(with_listening({"eth2": 161}),
+                                      targets({"noc": (far, 162, vrf)}, TABLES)))
+
+        configure(None)
+        show.expect("in no VRF: the trap takes the default route", lambda: arrives_at("default"))
+        configure("red")
+        show.expect("in the kernel, before the main table",
+                    lambda: ", ".join(site.destination_rules()))
+        show.expect("in VRF red: the trap leaves by red", lambda: arrives_at("red"))
+        configure(None)
+        show.expect("out of the VRF again: no rule", lambda: site.destination_rules() == [])
+        show.expect("... and the default route", lambda: arrives_at("default"))
+
+
 def keep_running(show):
     show.step("The demo keeps running. Ctrl-C ends it.")
     inside = f"sudo nsenter --net --mount --target {os.getpid()} nsenter --net=/run/netns"
@@ -212,6 +242,7 @@ def main():
         show_listening(show, site)
         show_three_networks(show, site)
         show_removal(show, site)
+        show_target(show, site)
         if not arguments.once:
             keep_running(show)
         show.step("The daemon ends on SIGTERM")

@@ -1,5 +1,7 @@
 """The daemon as a process: its folders, configuration, log and signals."""
 
+import base64
+import ipaddress
 import json
 import os
 import re
@@ -161,17 +163,60 @@ def configuration(ip, extra=(), enabled=True, port=161, communities=("public",))
     }
 
 
+def merged(*parts):
+    """One configuration of several: containers are joined, anything else of a later one counts."""
+    whole = {}
+    for part in parts:
+        for name, value in part.items():
+            both = isinstance(value, dict) and isinstance(whole.get(name), dict)
+            whole[name] = merged(whole[name], value) if both else value
+    return whole
+
+
+def transport_address(ip, port):
+    """Address and port as the bytes of a TAddress, in base64."""
+    octets = ipaddress.ip_address(ip).packed + port.to_bytes(2, "big")
+    return base64.b64encode(octets).decode("ascii")
+
+
+def targets(rows, tables):
+    """The parts of a start-up configuration with these notification targets: address, port and
+    VRF (or None) by name; the routing table of every VRF."""
+    return {
+        "metacli-internal:internal": vrf_config(tables),
+        "snmp:snmp": {
+            "target": [{"name": name, "ip": ip, "udp-port": port, **({"vrf": vrf} if vrf else {})}
+                       for name, (ip, port, vrf) in rows.items()]
+        },
+        "SNMP-TARGET-MIB:SNMP-TARGET-MIB": {
+            "snmpTargetAddrTable": {
+                "snmpTargetAddrEntry": [
+                    {"snmpTargetAddrName": name,
+                     "snmpTargetAddrTAddress": transport_address(ip, port),
+                     "snmpTargetAddrParams": "v2c"} for name, (ip, port, _) in rows.items()
+                ]
+            },
+            "snmpTargetParamsTable": {
+                "snmpTargetParamsEntry": [
+                    {"snmpTargetParamsName": "v2c", "snmpTargetParamsMPModel": 1,
+                     "snmpTargetParamsSecurityName": "public"}
+                ]
+            },
+        },
+    }
+
+
+def vrf_config(tables):
+    return {"vrf-config": {"stringTOindex": [{"name": name, "vrf-idx": table}
+                                             for name, table in tables.items()]}}
+
+
 def listening(ports, vrfs, tables):
     """The other parts of a start-up configuration: the UDP port of every L3 interface that is
     listened on, the VRF of every L3 interface that is in one, the routing table of every VRF."""
     interfaces = sorted({*ports, *vrfs})
     return {
-        "metacli-internal:internal": {
-            "vrf-config": {
-                "stringTOindex": [{"name": name, "vrf-idx": table}
-                                  for name, table in tables.items()]
-            }
-        },
+        "metacli-internal:internal": vrf_config(tables),
         "config:config": {
             "interface": {
                 "l3": [{"name": name, **({"vrf": vrfs[name]} if name in vrfs else {})}
@@ -189,4 +234,4 @@ def listening(ports, vrfs, tables):
     }
 
 
-__all__ = ["Daemon", "configuration", "listening", "wait_until"]
+__all__ = ["Daemon", "configuration", "listening", "merged", "targets", "wait_until"]

@@ -106,6 +106,10 @@ class Vrf:
         self.namespace.run("sysctl", "-q", f"net.ipv4.conf.{interface}.rp_filter=0",
                            "net.ipv4.conf.all.rp_filter=0")
 
+    def add_route(self, network, gateway):
+        """A route that only what is in it takes."""
+        self.namespace.ip("route", "add", network, "via", gateway, "table", str(self.table))
+
     def detach(self, interface):
         """Takes an interface and all that belongs to it out again."""
         if self.devices:

@@ -5,6 +5,7 @@ from .network import Namespace, Vrf, connect, has_vrf_devices
 DEFAULT, RED, BLUE = "198.51.100.1", "203.0.113.1", "192.0.2.1"
 RED_V6, BLUE_V6 = "2001:db8:1::1", "2001:db8:2::1"
 TABLES = {"red": 100, "blue": 200}
+FAR = "10.9.9.9"
 
 
 class Site:
@@ -49,6 +50,21 @@ class Site:
         elements = words.split("elements = {", 1)[1].split("}", 1)[0]
         return sorted(" ".join(element.split()).replace('"', "")
                       for element in elements.split(","))
+
+    def add_far_network(self):
+        """Puts one and the same address behind the managers of default and red: the router's main
+        table leads to default's, the table of red to red's. Returns the address."""
+        for name in ("default", "red"):
+            self.managers[name].ip("addr", "add", f"{FAR}/32", "dev", "lo")
+        self.router.ip("route", "add", "default", "via", "198.51.100.100")
+        self.vrfs["red"].add_route("default", "203.0.113.100")
+        return FAR
+
+    def destination_rules(self):
+        """The kernel's routing rules that go by destination and port, with their priority."""
+        return sorted(" ".join(line.replace(":", "", 1).split())
+                      for line in self.router.ip("-4", "rule", "list").splitlines()
+                      if "dport" in line)
 
     def mark_rules(self, family="-4"):
         """The kernel's routing rules that go by a mark."""
