@@ -115,6 +115,7 @@ void TargetVrfCfgHandler::AddDelIpRuleIntf(bool add, const std::string& target, 
   }
   const app::ValueGuard name_guard(&v[0]);
   const app::ValueGuard vrf_guard(&v[1]);
+  const app::ValueGuard address_guard(&v[2]);
   const std::string name = APP_BUF_TEXT(&v[0]);
   APP_LOG(log_category_, app::kDetail, "Target: %s v[1].type: %d", name.c_str(), v[1].type);
   uint32_t vrf_id = 0;

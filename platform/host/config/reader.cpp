@@ -49,8 +49,8 @@ const lyd_node* FindAmong(const lyd_node* siblings, const lysc_node* element,
 /// Fills `count` values with the children of `parent`; returns how many its schema has.
 int ReadChildren(const Schema& schema, const lyd_node* parent, confd_value_t* values, int count) {
   int children = 0;
-  for (const lysc_node* element = lysc_node_child(parent->schema); element != nullptr;
-       element = element->next) {
+  const lysc_node* element = nullptr;
+  while ((element = lys_getnext(element, parent->schema, nullptr, 0)) != nullptr) {
     if (children < count) values[children] = ChildValue(schema, parent, element);
     ++children;
   }
