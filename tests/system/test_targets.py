@@ -2,6 +2,7 @@
 
 import contextlib
 import json
+import re
 
 import pytest
 
@@ -223,3 +224,27 @@ def test_refused(daemon, site, name):
     assert site.destination_rules() == [rule()], "nothing changed"
     reload(daemon, {})
     assert site.destination_rules() == []
+
+
+def test_rules_that_somebody_removes_are_put_back(daemon, site):
+    whole = merged(content({"t1": (FAR, 162, "red"), "t2": ("10.9.9.10", 162, "blue")}),
+                   listening({"eth1": 161}, {"eth1": "red"}, TABLES))
+    daemon.write_startup(whole)
+    daemon.start()
+
+    def rules():
+        return [site.destination_rules(), site.mark_rules(), site.mark_rules("-6")]
+
+    before, since = rules(), daemon.mark()
+    for family in ("-4", "-6"):
+        site.router.ip(family, "rule", "flush", "protocol", "175")
+    site.router.run("nft", "flush", "ruleset")
+    wait_until(lambda: rules() == before, "the rules put back", seconds=1.0)
+    assert site.redirects() == ["eth1 . 161 : 60600"], "the kernel keeps them from others"
+    daemon.wait_record("routing rules that somebody else had removed are back", since)
+    told = [int(re.search(r"(\d+) routing rules that", line)[1])
+            for line in daemon.records("are back", since)]
+    assert sum(told) == 4 and len(told) <= 2, "told once for what goes at one time"
+    since = daemon.reload(content({}))
+    assert rules() == [[], [], []]
+    assert not daemon.records("are back", since), "its own deletions are no reason"

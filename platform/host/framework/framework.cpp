@@ -49,7 +49,8 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
       engine_(
           folders.models, folders.RunningFile(),
           [this](std::vector<common::Change>& changes) { Deliver(changes); }, &callpoints_),
-      agent_(Loop(), LogAgentText) {
+      agent_(Loop(), LogAgentText),
+      monitor_(Loop(), [] { Rules::OfProcess().Restore(); }) {
   callpoints_.CheckAgainst(engine_.Models());
   MakeFolder(folders.state);
   // Also sweeps the routing rules that an earlier run left.

@@ -8,6 +8,7 @@
 #include "delivery/change.h"
 #include "framework/callpoints.h"
 #include "framework/target_rules.h"
+#include "rules/rules_monitor.h"
 #include "runtime/folders.h"
 #include "snmp/agent.h"
 #include "vkconfd/base_handler.h"
@@ -65,6 +66,7 @@ class Framework : public VkConfdInterface {
   Engine engine_;
   SnmpAgent agent_;
   TargetRules target_rules_;
+  RulesMonitor monitor_;
 };
 
 }  // namespace host

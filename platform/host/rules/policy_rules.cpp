@@ -3,6 +3,7 @@
 #include <netlink/errno.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -22,6 +23,20 @@ const char* FamilyText(int family) { return family == AF_INET ? "IPv4" : "IPv6";
 
 const char* ChangeText(RuleChange change) {
   return change == RuleChange::kAdd ? "Adding" : "Deleting";
+}
+
+std::string MarkText(int family, uint32_t table) {
+  return std::string(FamilyText(family)) + " mark " + std::to_string(table);
+}
+
+std::string DestinationText(const DestinationRule& rule) {
+  return rule.address.to_string() + " port " + std::to_string(rule.port) + " table " +
+         std::to_string(rule.table);
+}
+
+void LogRefusal(RuleChange change, const std::string& purpose, int code) {
+  HOST_LOG(kNotice, "%s the routing rule of %s: %s", ChangeText(change), purpose.c_str(),
+           RulesErrorText(code).c_str());
 }
 
 }  // namespace
@@ -80,6 +95,51 @@ bool PolicyRules::DeleteDestination(const DestinationRule& rule) {
   return true;
 }
 
+void PolicyRules::Restore() {
+  size_t restored = 0;
+  for (const int family : {AF_INET, AF_INET6}) {
+    if (IsIncomplete(family)) restored += AddMissing(family);
+  }
+  if (restored == 0) return;
+  HOST_LOG(kNotice, "%zu routing rules that somebody else had removed are back.", restored);
+}
+
+/// A dump that cannot be had counts as one that lacks rules.
+bool PolicyRules::IsIncomplete(int family) {
+  if (family == AF_INET6 && !has_ipv6_) return false;
+  const auto of_family = [family](const DestinationRule& rule) {
+    return rule.address.is_v4() == (family == AF_INET);
+  };
+  const auto wanted = marks_.size() + static_cast<size_t>(std::count_if(
+                                          destinations_.begin(), destinations_.end(), of_family));
+  std::vector<RuleMessage> listed;
+  return socket_.ListOwn(family, listed) < 0 || listed.size() < wanted;
+}
+
+/// Adds every rule of a family; those that are there are refused by the kernel. Returns how many
+/// were not.
+size_t PolicyRules::AddMissing(int family) {
+  size_t added = 0;
+  for (const auto& mark : marks_) {
+    const bool is_new =
+        AddOne(MarkMessage(RuleChange::kAdd, family, mark.first), MarkText(family, mark.first));
+    added += is_new ? 1 : 0;
+  }
+  for (const DestinationRule& rule : destinations_) {
+    if (rule.address.is_v4() != (family == AF_INET)) continue;
+    const bool is_new = AddOne(DestinationMessage(RuleChange::kAdd, rule), DestinationText(rule));
+    added += is_new ? 1 : 0;
+  }
+  return added;
+}
+
+/// True when the rule was not there and is now.
+bool PolicyRules::AddOne(RuleMessage message, const std::string& purpose) {
+  const int code = socket_.Change(std::move(message));
+  if (!IsSo(code, RuleChange::kAdd)) LogRefusal(RuleChange::kAdd, purpose, code);
+  return code == 0;
+}
+
 /// A dump that others change rules under may miss some, so the last one has to be clean.
 void PolicyRules::Sweep(int family) {
   while (SweepOnce(family)) {
@@ -122,21 +182,17 @@ bool PolicyRules::ChangeMark(RuleChange change, uint32_t table) {
 }
 
 bool PolicyRules::ChangeMarkOf(int family, RuleChange change, uint32_t table) {
-  return Request(MarkMessage(change, family, table), change,
-                 std::string(FamilyText(family)) + " mark " + std::to_string(table));
+  return Request(MarkMessage(change, family, table), change, MarkText(family, table));
 }
 
 bool PolicyRules::ChangeDestination(RuleChange change, const DestinationRule& rule) {
-  return Request(DestinationMessage(change, rule), change,
-                 rule.address.to_string() + " port " + std::to_string(rule.port) + " table " +
-                     std::to_string(rule.table));
+  return Request(DestinationMessage(change, rule), change, DestinationText(rule));
 }
 
 bool PolicyRules::Request(RuleMessage message, RuleChange change, const std::string& purpose) {
   const int code = socket_.Change(std::move(message));
   if (IsSo(code, change)) return true;
-  HOST_LOG(kNotice, "%s the routing rule of %s: %s", ChangeText(change), purpose.c_str(),
-           RulesErrorText(code).c_str());
+  LogRefusal(change, purpose, code);
   return false;
 }
 

@@ -42,12 +42,19 @@ class PolicyRules {
   bool AddDestination(const DestinationRule& rule);
   bool DeleteDestination(const DestinationRule& rule);
 
+  /// Puts back what somebody else has removed, and logs how much that was. One kernel call for each
+  /// address family when nothing is missing.
+  void Restore();
+
  private:
   void Sweep(int family);
   bool SweepOnce(int family);
   bool ChangeMark(RuleChange change, uint32_t table);
   bool ChangeMarkOf(int family, RuleChange change, uint32_t table);
   bool ChangeDestination(RuleChange change, const DestinationRule& rule);
+  bool IsIncomplete(int family);
+  size_t AddMissing(int family);
+  bool AddOne(RuleMessage message, const std::string& purpose);
   bool Request(RuleMessage message, RuleChange change, const std::string& purpose);
 
   RulesSocket socket_;

@@ -49,6 +49,11 @@ bool AppendUdpPort(nl_msg* message, uint16_t port) {
          nla_put(message, FRA_DPORT_RANGE, sizeof(range), &range) == 0;
 }
 
+bool HasOwnProtocol(nlmsghdr* rule) {
+  const nlattr* protocol = nlmsg_find_attr(rule, sizeof(fib_rule_hdr), FRA_PROTOCOL);
+  return protocol != nullptr && nla_get_u8(protocol) == kRulesProtocol;
+}
+
 }  // namespace
 
 RuleMessage MarkMessage(RuleChange change, int family, uint32_t table) {
@@ -76,10 +81,10 @@ RuleMessage DumpMessage(int family) {
   return complete ? std::move(message) : nullptr;
 }
 
-bool IsOwnRule(nlmsghdr* rule) {
-  if (rule->nlmsg_type != RTM_NEWRULE) return false;
-  const nlattr* protocol = nlmsg_find_attr(rule, sizeof(fib_rule_hdr), FRA_PROTOCOL);
-  return protocol != nullptr && nla_get_u8(protocol) == kRulesProtocol;
+bool IsOwnRule(nlmsghdr* rule) { return rule->nlmsg_type == RTM_NEWRULE && HasOwnProtocol(rule); }
+
+bool IsOwnDeletion(nlmsghdr* rule) {
+  return rule->nlmsg_type == RTM_DELRULE && HasOwnProtocol(rule);
 }
 
 RuleMessage DeletionOf(nlmsghdr* rule) {

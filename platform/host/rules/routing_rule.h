@@ -50,6 +50,9 @@ RuleMessage DumpMessage(int family);
 /// True when the rule that the kernel tells of was made by this program, now or in an earlier run.
 bool IsOwnRule(nlmsghdr* rule);
 
+/// True when the kernel tells that such a rule was deleted, by whomever.
+bool IsOwnDeletion(nlmsghdr* rule);
+
 /// Deletes exactly the rule that the kernel told of.
 RuleMessage DeletionOf(nlmsghdr* rule);
 

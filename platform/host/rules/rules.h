@@ -48,6 +48,10 @@ class Rules {
   bool AddDestination(const DestinationRule& rule);
   bool DeleteDestination(const DestinationRule& rule);
 
+  /// Puts back the routing rules that somebody else has removed. Redirects need none of this: their
+  /// table belongs to this process, and the kernel keeps others from changing it.
+  void Restore() { policy_rules_.Restore(); }
+
  private:
   struct Entry {
     uint16_t redirect_port;

@@ -119,6 +119,43 @@ TEST_F(PolicyRulesTest, ARuleThatSomebodyRemovedCountsAsDeleted) {
   EXPECT_THAT(Ipv4Rules(), HasSubstr("fwmark 0x64"));
 }
 
+TEST_F(PolicyRulesTest, WhatSomebodyRemovedIsPutBack) {
+  ASSERT_TRUE(rules_->AddMark(100));
+  ASSERT_TRUE(rules_->AddDestination(Destination("192.0.2.7")));
+  ASSERT_TRUE(rules_->AddDestination(Destination("2001:db8::7")));
+  Output("ip rule add fwmark 9 lookup 100 priority 1600");
+  const std::string before = Ipv4Rules() + Ipv6Rules();
+  Output("ip -4 rule flush protocol 175; ip -6 rule del fwmark 100 lookup 100");
+  ASSERT_EQ(CountLines(Ipv4Rules() + Ipv6Rules(), "proto 175"), 1);
+  testing::internal::CaptureStderr();
+  rules_->Restore();
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              HasSubstr("3 routing rules that somebody else had removed are back."));
+  EXPECT_EQ(Ipv4Rules() + Ipv6Rules(), before);
+}
+
+TEST_F(PolicyRulesTest, WithNothingMissingOneLookAtEachFamilyIsAll) {
+  for (uint32_t table = 100; table < 150; ++table) ASSERT_TRUE(rules_->AddMark(table));
+  const int before = KernelCalls();
+  testing::internal::CaptureStderr();
+  rules_->Restore();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(KernelCalls(), before + 2);
+}
+
+TEST_F(PolicyRulesTest, WhatCannotBePutBackIsTold) {
+  EXPECT_EXIT(
+      {
+        PolicyRules rules(kNoFile);
+        rules.AddMark(100);
+        Output("ip -4 rule flush protocol 175");
+        DropCapabilities();
+        rules.Restore();
+        ::_exit(0);
+      },
+      ::testing::ExitedWithCode(0), "Adding the routing rule of IPv4 mark 100: ");
+}
+
 TEST_F(PolicyRulesTest, ARefusalIsToldWithItsReason) {
   EXPECT_EXIT(
       {

@@ -1,0 +1,50 @@
+// Notices when routing rules of this program go away.
+#pragma once
+
+#include <netlink/netlink.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <functional>
+#include <memory>
+
+namespace host {
+
+class RulesMonitor {
+ public:
+  /// Calls `on_deletion` from the loop a moment after somebody, this process too, has deleted
+  /// routing rules with this program's protocol number, and after notifications were lost; once for
+  /// all that goes away in that moment. Works as long as the object lives. Throws
+  /// std::runtime_error when the kernel's notifications cannot be had (rtnetlink(7)).
+  RulesMonitor(boost::asio::io_context& loop, std::function<void()> on_deletion);
+
+  RulesMonitor(const RulesMonitor&) = delete;
+  RulesMonitor& operator=(const RulesMonitor&) = delete;
+
+ private:
+  struct Free {
+    void operator()(nl_sock* socket) const { nl_socket_free(socket); }
+  };
+
+  /// The descriptor belongs to the netlink socket.
+  struct Released {
+    explicit Released(boost::asio::io_context& loop) : descriptor(loop) {}
+    ~Released() { descriptor.release(); }
+    boost::asio::posix::stream_descriptor descriptor;
+  };
+
+  void Open();
+  void WaitForNotification();
+  void ReadNotifications();
+  void Schedule();
+  static int TakeNotification(nl_msg* message, void* deleted);
+
+  std::function<void()> on_deletion_;
+  std::unique_ptr<nl_sock, Free> socket_;
+  Released waiting_;
+  boost::asio::steady_timer timer_;
+  bool scheduled_ = false;
+};
+
+}  // namespace host

@@ -1,0 +1,73 @@
+// The kernel's notifications of deleted routing rules.
+#include "rules/rules_monitor.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <memory>
+
+#include "network.h"
+
+namespace host::test {
+namespace {
+
+class RulesMonitorTest : public NetworkTest {
+ protected:
+  void SetUp() override {
+    NetworkTest::SetUp();
+    if (!IsSkipped()) monitor_ = std::make_unique<RulesMonitor>(loop_, [this] { ++calls_; });
+  }
+
+  /// Runs the loop until there was one more call; false when none comes.
+  bool WaitForCall() {
+    const int before = calls_;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (calls_ == before && std::chrono::steady_clock::now() < deadline) {
+      loop_.run_one_until(deadline);
+    }
+    return calls_ == before + 1;
+  }
+
+  boost::asio::io_context loop_;
+  int calls_ = 0;
+  std::unique_ptr<RulesMonitor> monitor_;
+};
+
+TEST_F(RulesMonitorTest, DeletionsOfOneMomentAreToldOnce) {
+  Output(
+      "ip rule add fwmark 1 lookup 1 protocol 175; ip -6 rule add fwmark 1 lookup 1 protocol 175");
+  Output("ip rule del fwmark 1; ip -6 rule del fwmark 1");
+  EXPECT_TRUE(WaitForCall());
+  Output("ip rule add fwmark 1 lookup 1 protocol 175; ip rule del fwmark 1");
+  EXPECT_TRUE(WaitForCall()) << "the next one is told again";
+  EXPECT_EQ(calls_, 2);
+}
+
+TEST_F(RulesMonitorTest, AdditionsAndRulesOfOthersAreNotTold) {
+  Output("ip rule add fwmark 1 lookup 1 protocol 175");
+  Output("ip rule add fwmark 2 lookup 1 protocol 4; ip rule del fwmark 2");
+  Output("ip rule add fwmark 3 lookup 1; ip rule del fwmark 3");
+  loop_.poll();
+  EXPECT_EQ(calls_, 0);
+  Output("ip rule del fwmark 1");
+  EXPECT_TRUE(WaitForCall()) << "what was there before would have been told by now";
+  EXPECT_EQ(calls_, 1);
+}
+
+TEST_F(RulesMonitorTest, LostNotificationsAreAReasonToLook) {
+  // More than the socket's buffer holds while nobody reads.
+  Output(
+      "for i in $(seq 3000); do echo rule add fwmark $i lookup 1 priority 9 protocol 4; done"
+      " | ip -batch -");
+  EXPECT_TRUE(WaitForCall());
+}
+
+TEST_F(RulesMonitorTest, NothingIsToldBehindItsEnd) {
+  Output("ip rule add fwmark 1 lookup 1 protocol 175; ip rule del fwmark 1");
+  monitor_.reset();
+  loop_.poll();
+  EXPECT_EQ(calls_, 0);
+}
+
+}  // namespace
+}  // namespace host::test
