@@ -128,8 +128,8 @@ class TargetRulesTest : public ::testing::Test {
 TEST_F(TargetRulesTest, NoTargetsHaveNone) { EXPECT_THAT(Rules(), IsEmpty()); }
 
 TEST_F(TargetRulesTest, EveryTargetInAVrfHasItsRule) {
-  Replace({{5, "red", 162}, {6, "", 162}, {7, "blue", 65535}, {300, "red", 1}});
-  EXPECT_THAT(Rules(), ElementsAre("10.0.0.5 162 256", "10.0.0.7 65535 7", "2001:db8::300 1 256"));
+  Replace({{5, "red", 162}, {6, "", 162}, {7, "blue", 65534}, {300, "red", 1}});
+  EXPECT_THAT(Rules(), ElementsAre("10.0.0.5 162 256", "10.0.0.7 65534 7", "2001:db8::300 1 256"));
 }
 
 TEST_F(TargetRulesTest, TargetsOfOneRuleShareIt) {
