@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "config/store.h"
+#include "config/target_check.h"
 #include "support.h"
 
 namespace host_test {
@@ -73,6 +74,35 @@ const Refusal kRefusals[] = {
     {"port_too_big", "out of", "snmpAgent/port"},
     {"port_twice", "Duplicate instance of \"port\"", "snmpAgent/port"},
     {"port_zero", "out of the allowed range", "snmpAgent/port"},
+    {"target_address_row_long", "length", "snmpTargetAddrTAddress"},
+    {"target_address_shared_by_vrf",
+     "10.0.0.5 port 162 is in VRF red, but for target \"a\" in no VRF",
+     "/snmp:snmp/target[name='b']: "},
+    {"target_ipv6_row_address",
+     "the row has 2001:db8::6 port 162, the target of this name 2001:db8::5 port 162",
+     "[snmpTargetAddrName='one']/snmpTargetAddrTAddress: "},
+    {"target_ipv6_row_ipv4",
+     "the row has 10.0.0.5 port 162, the target of this name 2001:db8::5 port 162",
+     "[snmpTargetAddrName='one']/snmpTargetAddrTAddress: "},
+    {"target_ipv6_row_mapped",
+     "the row has 10.0.0.5 port 162, the target of this name ::ffff:10.0.0.5 port 162",
+     "[snmpTargetAddrName='one']/snmpTargetAddrTAddress: "},
+    {"target_ipv6_row_port",
+     "the row has 2001:db8::5 port 41472, the target of this name 2001:db8::5 port 162",
+     "[snmpTargetAddrName='one']/snmpTargetAddrTAddress: "},
+    {"target_ipv6_row_zone",
+     "the row has 22 bytes, which are no address and port, the target of this name 2001:db8::5",
+     "[snmpTargetAddrName='one']/snmpTargetAddrTAddress: "},
+    {"target_ipv6_shared_by_vrfs",
+     "2001:db8::5 port 162 is in VRF blue, but for target \"a\" in VRF red",
+     "/snmp:snmp/target[name='b']: "},
+    {"target_params_mp_model", "out of", "snmpTargetParamsMPModel"},
+    {"target_params_security_model", "range", "snmpTargetParamsSecurityModel"},
+    {"target_params_security_name_long", "a security name has 1 to 32",
+     "snmpTargetParamsSecurityName"},
+    {"target_row_missing", "has no row in SNMP-TARGET-MIB", "/snmp:snmp/target[name='two']: "},
+    {"target_row_without_target", "has no /snmp/target of this name",
+     "[snmpTargetAddrName='two']: "},
     {"text_behind", "more behind the end of the configuration", "at byte 3"},
     {"truncated", "Unexpected end-of-input", "line number 5"},
     {"unknown_leaf", "Node \"colour\" not found", "line number 4"},
@@ -89,10 +119,17 @@ std::string Instance(const std::string& name) {
   return host::ReadFile(TEST_FOLDER "/instances/" + name);
 }
 
+/// A configuration that passed all that the engine has a whole one pass.
+host::Tree ReadChecked(const std::string& json) {
+  host::Tree tree = Read(DeviceModels(), json);
+  host::CheckTargets(tree.get());
+  return tree;
+}
+
 TEST(Models, EveryInvalidInstanceIsRefusedWithPlaceAndReason) {
   for (const Refusal& refusal : kRefusals) {
     const std::string text = Instance(std::string("invalid/") + refusal.file + ".json");
-    EXPECT_THAT([&] { Read(DeviceModels(), text); },
+    EXPECT_THAT([&] { ReadChecked(text); },
                 ThrowsMessage<std::runtime_error>(
                     AllOf(HasSubstr(refusal.reason), HasSubstr(refusal.place))))
         << refusal.file;
@@ -113,12 +150,12 @@ TEST(Models, EveryInvalidInstanceHasItsReasonHere) {
 TEST(Models, EveryValidInstanceIsAcceptedAndSurvivesPrinting) {
   size_t count = 0;
   for (const auto& entry : std::filesystem::directory_iterator(TEST_FOLDER "/instances/valid")) {
-    const host::Tree tree = Read(DeviceModels(), host::ReadFile(entry.path()));
+    const host::Tree tree = ReadChecked(host::ReadFile(entry.path()));
     const std::string text = host::PrintTree(tree.get());
-    EXPECT_EQ(host::PrintTree(Read(DeviceModels(), text).get()), text) << entry.path();
+    EXPECT_EQ(host::PrintTree(ReadChecked(text).get()), text) << entry.path();
     ++count;
   }
-  EXPECT_GE(count, 5U);
+  EXPECT_GE(count, 6U);
 }
 
 TEST(Models, TextBehindAZeroByteIsNotOverlooked) {
