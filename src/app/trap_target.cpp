@@ -53,7 +53,7 @@ TrapTarget::TrapTarget(std::string target_name, nettypes::IPv4Addr address, uint
                        std::string security_name, std::string trap_community,
                        int32_t reserved_value)
     : name(std::move(target_name)),
-      ip(address),
+      ip(std::move(address)),
       port(udp_port),
       sec_name(std::move(security_name)),
       community(std::move(trap_community)),

@@ -37,8 +37,8 @@ int TakeEntries(const fake::Database& database, const std::string& list, int fir
                 confd_value_t* values, int n) {
   const std::vector<const fake::Node*> entries = database.Entries(list);
   int leaves = common::Fail(CONFD_ERR_NOEXISTS, list + " has no such entry");
-  for (int i = 0; i < count && first + i < static_cast<int>(entries.size()); ++i) {
-    leaves = TakeLeaves(*entries[static_cast<size_t>(first + i)], values, n);
+  for (auto i = static_cast<size_t>(first); i < entries.size() && count > 0; ++i, --count) {
+    leaves = TakeLeaves(*entries[i], values, n);
     values += n;
   }
   return leaves;
