@@ -9,10 +9,13 @@ fail() {
 
 BUILD_PACKAGES="cmake g++ libboost-dev libnftables-dev libnl-route-3-dev libsnmp-dev libspdlog-dev
   libsystemd-dev libyang2-dev ninja-build pkg-config"
-SHOW_PACKAGES="iproute2 nftables procps python3 snmp snmptrapd util-linux"
+SHOW_PACKAGES="iproute2 libyuma-base nftables procps python3 snmp snmptrapd util-linux"
 TEST_PACKAGES="clang-format clang-tidy g++-i686-linux-gnu googletest libgmock-dev libgtest-dev
-  librapidcheck-dev python3-pytest strace"
+  librapidcheck-dev openssh-server python3-ncclient python3-pytest socat
+  strace yangcli"
 BENCH_PACKAGES="libbenchmark-dev"
+FUZZ_PACKAGES="clang libclang-rt-14-dev"
+COVERAGE_PACKAGES="gcovr"
 
 # The words "sudo" or "" that a command needs in front to act as root; fails when it cannot.
 root_prefix() {
@@ -61,4 +64,19 @@ private_network() {
   elif unshare --map-root-user --net --mount true 2>/dev/null; then
     echo "unshare --map-root-user --net --mount -- $outside"
   fi
+}
+
+# run_system BUILD XML: runs the system tests on the daemon of a build folder; their outcome goes
+# to a JUnit file. Where they cannot run, says so and sets skipped_steps.
+run_system() {
+  local namespace
+  namespace=$(private_network)
+  if [ -z "$namespace" ]; then
+    echo "SKIPPED tests/system: neither root, sudo nor unprivileged user namespaces on this machine"
+    # shellcheck disable=SC2034
+    skipped_steps="system tests (no way to make network namespaces)"
+    return 0
+  fi
+  $namespace env SNMP_APP_BUILD="$1" PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 \
+    -m pytest -q -rs -p no:cacheprovider --junitxml "$2" tests/system
 }

@@ -161,6 +161,7 @@ class HostPlatform : public PlatformUnderTest {
   HostPlatform() : faults_before_(host::LastFaults().size()) {
     setenv("CONFIGURATION_DIRECTORY", folder_.Path().c_str(), 1);
     setenv("STATE_DIRECTORY", folder_.Path().c_str(), 1);
+    setenv("RUNTIME_DIRECTORY", folder_.Path().c_str(), 1);
     setenv("SNMP_APP_MODELS", MODELS_FOLDER, 1);
     setenv("SNMP_APP_LOG_LEVEL", "detail", 1);
     unsetenv("INVOCATION_ID");  // Records go to standard error only.

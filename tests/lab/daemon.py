@@ -29,6 +29,7 @@ class Daemon:
         self.configuration = os.path.join(self._folder.name, "etc")
         self.state = os.path.join(self._folder.name, "lib")
         os.mkdir(self.configuration)
+        self.runtime = os.path.join(self._folder.name, "run")
         os.mkdir(self.state)
         self.process = None
         self.lines = []
@@ -47,6 +48,10 @@ class Daemon:
     @property
     def startup_file(self):
         return os.path.join(self.configuration, "startup.json")
+
+    @property
+    def netconf_socket(self):
+        return os.path.join(self.runtime, "netconf.sock")
 
     @property
     def running_file(self):
@@ -69,6 +74,7 @@ class Daemon:
             **os.environ,
             "CONFIGURATION_DIRECTORY": self.configuration,
             "STATE_DIRECTORY": self.state,
+            "RUNTIME_DIRECTORY": self.runtime,
             "SNMP_APP_MODELS": os.path.join(TREE, "yang"),
             "SNMP_APP_LOG_LEVEL": self.level,
             "NOTIFY_SOCKET": notify_path,

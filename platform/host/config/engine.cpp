@@ -51,8 +51,8 @@ SharedTree ReadTree(ly_ctx* context, const std::string& text) {
 }  // namespace
 
 Engine::Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver,
-               Hooks* hooks)
-    : schema_(models_folder),
+               Hooks* hooks, const std::string& standard_folder)
+    : schema_(models_folder, standard_folder),
       store_(running_file),
       deliver_(std::move(deliver)),
       hooks_(hooks),
@@ -94,6 +94,11 @@ CommitResult Engine::Commit(Tree candidate) {
   RefuseNested();
   Prepare(&candidate);
   return CommitPrepared(std::move(candidate));
+}
+
+void Engine::Check(Tree candidate) const {
+  RefuseNested();
+  Prepare(&candidate);
 }
 
 /// Checks an operator's input, before any hook sees it.

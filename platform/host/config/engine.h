@@ -36,9 +36,10 @@ class Engine {
   /// Loads the models of `models_folder`; the running configuration is their defaults. It is kept
   /// in `running_file`, whose folder must exist at the first save. `deliver` may be empty, `hooks`
   /// null; they stay the caller's.
+  /// `standard_folder` is as Schema has it.
   /// Throws std::runtime_error as Schema does, or when the defaults alone are not valid.
   Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver,
-         Hooks* hooks = nullptr);
+         Hooks* hooks = nullptr, const std::string& standard_folder = "");
 
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
@@ -69,6 +70,10 @@ class Engine {
   /// that changes no value is not delivered, and not saved either unless its explicit nodes are
   /// others. Throws as ReplaceByFile() does.
   CommitResult Commit(Tree candidate);
+
+  /// Checks `candidate` as Commit() does before it calls hooks, and throws as that; nothing else
+  /// happens.
+  void Check(Tree candidate) const;
 
   /// The configuration in force, with defaults.
   const SharedTree& Running() const { return running_; }

@@ -14,6 +14,10 @@ namespace {
 
 constexpr char kExtensions[] = "snmp-app-platform";
 
+/// What this platform can do of ietf-netconf, as libyang wants it.
+const char* kNetconfFeatures[] = {"writable-running", "candidate", "rollback-on-error",
+                                  "validate",         "xpath",     nullptr};
+
 /// The names of the model files of a folder in alphabetic order.
 std::vector<std::string> FindModels(const std::string& folder) {
   std::vector<std::string> files;
@@ -25,12 +29,12 @@ std::vector<std::string> FindModels(const std::string& folder) {
   return files;
 }
 
-ly_ctx* NewContext(const std::string& folder) {
+ly_ctx* NewContext(const std::string& folder, uint16_t more_options) {
   // What libyang has to say is taken from the context and told with the file that it is about.
   ly_log_options(LY_LOSTORE);
   ly_log_level(LY_LLERR);
   ly_ctx* context = nullptr;
-  const uint16_t options = LY_CTX_NO_YANGLIBRARY | LY_CTX_DISABLE_SEARCHDIR_CWD;
+  const auto options = static_cast<uint16_t>(LY_CTX_DISABLE_SEARCHDIR_CWD | more_options);
   if (ly_ctx_new(folder.c_str(), options, &context) != LY_SUCCESS) {
     throw std::runtime_error("libyang cannot use the models' folder " + folder);
   }
@@ -139,9 +143,11 @@ void CheckEntry(const common::PathStep& step, const lysc_node* node, bool is_las
 
 }  // namespace
 
-Schema::Schema(const std::string& folder) {
+Schema::Schema(const std::string& folder, const std::string& standard_folder) {
   const std::vector<std::string> files = FindModels(folder);
-  context_.reset(NewContext(folder));
+  const bool has_standard = !standard_folder.empty();
+  context_.reset(NewContext(folder, has_standard ? 0 : LY_CTX_NO_YANGLIBRARY));
+  if (has_standard) LoadStandardModels(standard_folder);
   for (const std::string& file : files) {
     try {
       LoadModule(file);
@@ -152,6 +158,20 @@ Schema::Schema(const std::string& folder) {
   // The models' own tags first: a computed one must not take the place of one that is written.
   for (const lys_module* module : modules_) DefineTags(module);
   for (const lys_module* module : modules_) CollectFacts(module);
+}
+
+void Schema::LoadStandardModels(const std::string& folder) {
+  if (ly_ctx_set_searchdir(context_.get(), folder.c_str()) != LY_SUCCESS) {
+    throw std::runtime_error("libyang cannot use the folder " + folder);
+  }
+  for (const char* name :
+       {"ietf-netconf", "ietf-netconf-monitoring", "ietf-netconf-with-defaults"}) {
+    const bool is_netconf = strcmp(name, "ietf-netconf") == 0;
+    if (ly_ctx_load_module(context_.get(), name, nullptr,
+                           is_netconf ? kNetconfFeatures : nullptr) == nullptr) {
+      RefuseModel(folder, name, TakeErrors(context_.get()));
+    }
+  }
 }
 
 void Schema::LoadModule(const std::string& file) {

@@ -35,7 +35,9 @@ class Schema {
   /// Throws std::runtime_error that names the folder, model or element: no models there, one that
   /// cannot be read, that libyang refuses or that needs a missing one, a tag that is no number, a
   /// clash of tags, a callpoint that is at no list, a value type that there is not.
-  explicit Schema(const std::string& folder);
+  /// `standard_folder` has the IETF's models of network management, which are loaded too, but have
+  /// no tags; empty for none.
+  explicit Schema(const std::string& folder, const std::string& standard_folder = "");
 
   Schema(const Schema&) = delete;
   Schema& operator=(const Schema&) = delete;
@@ -77,6 +79,7 @@ class Schema {
     ValueType value_type = ValueType::kAsTyped;
   };
 
+  void LoadStandardModels(const std::string& folder);
   void LoadModule(const std::string& file);
   static void DefineTags(const lys_module* module);
   void CollectFacts(const lys_module* module);

@@ -3,7 +3,7 @@
 #include <arpa/inet.h>
 
 #include <cstdlib>
-#include <functional>
+#include <initializer_list>
 #include <map>
 #include <stdexcept>
 #include <string>

@@ -1,5 +1,6 @@
 #include "framework/framework.h"
 
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <utility>
@@ -34,6 +35,19 @@ void TellReady() {
   NotifyReady();
 }
 
+/// The folder of the IETF's models; empty when there are none, or no place for the socket.
+std::string StandardModels(const Folders& folders) {
+  if (folders.runtime.empty()) return "";
+  std::error_code no_folder;
+  for (const auto& entry :
+       std::filesystem::directory_iterator(folders.standard_models, no_folder)) {
+    if (entry.path().filename().string().rfind("ietf-netconf@", 0) == 0) {
+      return folders.standard_models;
+    }
+  }
+  return "";
+}
+
 void LogAgentText(int /*priority*/, const std::string& text) {
   HOST_LOG(kNotice, "%s", text.c_str());
 }
@@ -42,13 +56,14 @@ void LogAgentText(int /*priority*/, const std::string& text) {
 
 Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*> handlers,
                      std::vector<vkconfd::DataHandler*> data_handlers)
-    : startup_file_(folders.StartupFile()),
+    : folders_(folders),
       handlers_(std::move(handlers)),
       data_handlers_(std::move(data_handlers)),
       callpoints_(data_handlers_, this),
       engine_(
           folders.models, folders.RunningFile(),
-          [this](std::vector<common::Change>& changes) { Deliver(changes); }, &callpoints_),
+          [this](std::vector<common::Change>& changes) { Deliver(changes); }, &callpoints_,
+          StandardModels(folders)),
       agent_(Loop(), LogAgentText),
       monitor_(Loop(), [] { Rules::OfProcess().Restore(); }) {
   callpoints_.CheckAgainst(engine_.Models());
@@ -69,6 +84,7 @@ Framework::~Framework() {
     for (vkconfd::ConfigHandler* handler : handlers_) Disconnect(handler);
     for (vkconfd::DataHandler* handler : data_handlers_) Disconnect(handler);
   }
+  netconf_.reset();
   Rules::EndOfProcess();
   current = nullptr;
   Engine::SetCurrent(nullptr);
@@ -86,7 +102,25 @@ void Framework::Connect(ELEM_CONFD_PHASE_ET phase) {
   SettleAgent();
   connected_ = true;
   for (vkconfd::ConfigHandler* handler : handlers_) ConnectHandler(handler, phase);
+  OpenNetconf();
   TellReady();
+}
+
+/// A daemon that operators cannot reach by NETCONF still does its job.
+void Framework::OpenNetconf() {
+  if (StandardModels(folders_).empty()) {
+    HOST_LOG(kNotice, "No NETCONF: %s has no model ietf-netconf.",
+             folders_.standard_models.c_str());
+    return;
+  }
+  try {
+    MakeFolder(folders_.runtime);
+    const char* group = getenv("SNMP_APP_NETCONF_GROUP");
+    netconf_ = std::make_unique<NetconfServer>(Loop(), folders_.NetconfSocket(),
+                                               group == nullptr ? "" : group, &engine_, nullptr);
+  } catch (const std::exception& exception) {
+    HOST_FAULT("no NETCONF: " + std::string(exception.what()));
+  }
 }
 
 void Framework::LoadConfiguration() {
@@ -94,7 +128,7 @@ void Framework::LoadConfiguration() {
   if (!stored.refused.empty()) HOST_FAULT(stored.refused);
   if (stored.found) {
     HOST_LOG(kProgress, "Running configuration as it was stored; %s is read at SIGHUP.",
-             startup_file_.c_str());
+             folders_.StartupFile().c_str());
   } else {
     ReplaceByStartupFile();
   }
@@ -102,8 +136,8 @@ void Framework::LoadConfiguration() {
 
 void Framework::ReplaceByStartupFile() {
   try {
-    const CommitResult result = engine_.ReplaceByFile(startup_file_);
-    HOST_LOG(kProgress, "Start-up configuration %s: %s.", startup_file_.c_str(),
+    const CommitResult result = engine_.ReplaceByFile(folders_.StartupFile());
+    HOST_LOG(kProgress, "Start-up configuration %s: %s.", folders_.StartupFile().c_str(),
              result.delivered ? "in force" : "changes nothing");
   } catch (const std::exception& exception) {
     HOST_FAULT("start-up configuration refused, the running one stays: " +

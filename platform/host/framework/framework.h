@@ -1,6 +1,7 @@
 // One connected application: its handlers, the configuration and the SNMP agent beside them.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "delivery/change.h"
 #include "framework/callpoints.h"
 #include "framework/target_rules.h"
+#include "netconf/server.h"
 #include "rules/rules_monitor.h"
 #include "runtime/folders.h"
 #include "snmp/agent.h"
@@ -19,7 +21,8 @@ namespace host {
 
 class Framework : public VkConfdInterface {
  public:
-  /// Loads the models and brings the agent up, without listeners. The handlers stay the caller's.
+  /// Loads the models and brings the agent up, without listeners. NETCONF needs the folders
+  /// `standard_models`, which may lack the models, and `runtime`. The handlers stay the caller's.
   /// Throws std::exception when the models cannot be loaded or their callpoints are not those that
   /// the data handlers register.
   Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*> handlers,
@@ -49,6 +52,7 @@ class Framework : public VkConfdInterface {
 
  private:
   void LoadConfiguration();
+  void OpenNetconf();
   void ReplaceByStartupFile();
   void ConnectHandler(vkconfd::ConfigHandler* handler, ELEM_CONFD_PHASE_ET phase);
   static void Disconnect(vkconfd::BaseHandler* handler);
@@ -58,7 +62,7 @@ class Framework : public VkConfdInterface {
   /// agent has no listeners.
   void SettleAgent();
 
-  std::string startup_file_;
+  Folders folders_;
   std::vector<vkconfd::ConfigHandler*> handlers_;
   std::vector<vkconfd::DataHandler*> data_handlers_;
   bool connected_ = false;
@@ -67,6 +71,7 @@ class Framework : public VkConfdInterface {
   SnmpAgent agent_;
   TargetRules target_rules_;
   RulesMonitor monitor_;
+  std::unique_ptr<NetconfServer> netconf_;
 };
 
 }  // namespace host

@@ -18,7 +18,8 @@ std::string FirstOf(const char* variable, const char* otherwise) {
 Folders Folders::OfProcess() {
   return {FirstOf("CONFIGURATION_DIRECTORY", "/etc/snmp-app"),
           FirstOf("STATE_DIRECTORY", "/var/lib/snmp-app"),
-          FirstOf("SNMP_APP_MODELS", MODELS_FOLDER)};
+          FirstOf("SNMP_APP_MODELS", MODELS_FOLDER), FirstOf("RUNTIME_DIRECTORY", "/run/snmp-app"),
+          FirstOf("SNMP_APP_STANDARD_MODELS", "/usr/share/yuma/modules/ietf")};
 }
 
 }  // namespace host

@@ -6,16 +6,21 @@
 namespace host {
 
 struct Folders {
-  std::string configuration;  ///< startup.json, zlog.conf
-  std::string state;          ///< running.json
-  std::string models;         ///< YANG modules
+  std::string configuration;    ///< startup.json, zlog.conf
+  std::string state;            ///< running.json
+  std::string models;           ///< YANG modules
+  std::string runtime;          ///< netconf.sock
+  std::string standard_models;  ///< The IETF's YANG modules
 
   std::string StartupFile() const { return configuration + "/startup.json"; }
   std::string RunningFile() const { return state + "/running.json"; }
 
-  /// From the service manager's CONFIGURATION_DIRECTORY and STATE_DIRECTORY (the first of several,
-  /// see systemd.exec(5)) and from SNMP_APP_MODELS; else /etc/snmp-app, /var/lib/snmp-app and the
-  /// folder that the models are installed in.
+  std::string NetconfSocket() const { return runtime + "/netconf.sock"; }
+
+  /// From the service manager's CONFIGURATION_DIRECTORY, STATE_DIRECTORY and RUNTIME_DIRECTORY (the
+  /// first of several, see systemd.exec(5)), from SNMP_APP_MODELS and SNMP_APP_STANDARD_MODELS;
+  /// else /etc/snmp-app, /var/lib/snmp-app, /run/snmp-app, the folder that the models are installed
+  /// in and the one where Debian's libyuma-base has the IETF's.
   static Folders OfProcess();
 };
 

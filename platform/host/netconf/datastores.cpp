@@ -1,0 +1,117 @@
+#include "netconf/datastores.h"
+
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "netconf/rpc_error.h"
+
+namespace host {
+
+namespace {
+
+/// The data path in a refusal's text, empty when it tells none.
+std::string PathIn(const std::string& reason) {
+  static const std::string kLocation = "Data location \"";
+  const size_t found = reason.find(kLocation);
+  if (found != std::string::npos) {
+    const size_t begin = found + kLocation.size();
+    return reason.substr(begin, reason.find('"', begin) - begin);
+  }
+  const size_t end = reason.find(": ");
+  return !reason.empty() && reason[0] == '/' && end != std::string::npos ? reason.substr(0, end)
+                                                                         : "";
+}
+
+/// Runs what the engine may refuse.
+template <typename Step>
+void Attempt(Step step) {
+  try {
+    step();
+  } catch (const RpcError&) {
+    throw;
+  } catch (const std::exception& error) {
+    throw RpcError("application", "operation-failed", error.what()).At(PathIn(error.what()));
+  }
+}
+
+RpcError Denied(const char* tag, SessionId holder) {
+  return RpcError("protocol", tag,
+                  holder == 0 ? "the candidate has changes that are not committed"
+                              : "session " + std::to_string(holder) + " has the lock")
+      .With("session-id", std::to_string(holder));
+}
+
+}  // namespace
+
+Tree Datastores::Copy(Datastore datastore) const {
+  if (datastore == Datastore::kRunning || !candidate_changed_) return engine_->CopyRunning();
+  Tree copy = CopyTree(candidate_.get());
+  AddDefaults(Models().Context(), &copy);
+  return copy;
+}
+
+void Datastores::Replace(Datastore datastore, Tree content, SessionId session) {
+  CheckAccess(datastore, session);
+  if (datastore == Datastore::kRunning) {
+    Attempt([&] { engine_->Commit(std::move(content)); });
+    return;
+  }
+  candidate_ = std::move(content);
+  candidate_changed_ = true;
+}
+
+void Datastores::Commit(SessionId session) {
+  CheckAccess(Datastore::kCandidate, session);
+  CheckAccess(Datastore::kRunning, session);
+  if (!candidate_changed_) return;
+  Attempt([&] { engine_->Commit(CopyTree(candidate_.get())); });
+  candidate_.reset();
+  candidate_changed_ = false;
+}
+
+void Datastores::Discard(SessionId session) {
+  CheckAccess(Datastore::kCandidate, session);
+  candidate_.reset();
+  candidate_changed_ = false;
+}
+
+void Datastores::Check(Tree content) const {
+  Attempt([&] { engine_->Check(std::move(content)); });
+}
+
+void Datastores::Lock(Datastore datastore, SessionId session) {
+  const SessionId holder = LockedBy(datastore);
+  if (holder != 0 || (datastore == Datastore::kCandidate && candidate_changed_)) {
+    throw Denied("lock-denied", holder);
+  }
+  locks_[Index(datastore)] = {session, std::chrono::system_clock::now()};
+}
+
+void Datastores::Unlock(Datastore datastore, SessionId session) {
+  if (LockedBy(datastore) != session) {
+    throw RpcError("protocol", "operation-failed", "this session does not have the lock");
+  }
+  EndLock(datastore);
+}
+
+void Datastores::EndSession(SessionId session) {
+  for (const Datastore datastore : {Datastore::kRunning, Datastore::kCandidate}) {
+    if (LockedBy(datastore) == session) EndLock(datastore);
+  }
+}
+
+/// What was not committed under the candidate's lock goes with it.
+void Datastores::EndLock(Datastore datastore) {
+  locks_[Index(datastore)] = {};
+  if (datastore == Datastore::kRunning) return;
+  candidate_.reset();
+  candidate_changed_ = false;
+}
+
+void Datastores::CheckAccess(Datastore datastore, SessionId session) const {
+  const SessionId holder = LockedBy(datastore);
+  if (holder != 0 && holder != session) throw Denied("in-use", holder);
+}
+
+}  // namespace host

@@ -1,0 +1,33 @@
+// The <rpc> around a request and the <rpc-reply> around its answer (RFC 6241, section 4).
+#pragma once
+
+#include <libyang/libyang.h>
+
+#include <string>
+
+#include "config/tree.h"
+
+namespace host {
+
+constexpr char kNetconfNamespace[] = "urn:ietf:params:xml:ns:netconf:base:1.0";
+
+class RpcEnvelope {
+ public:
+  /// Reads a message; what is wrong with it is told by Operation().
+  RpcEnvelope(ly_ctx* context, const std::string& message);
+
+  /// The requested operation, checked against its model. Throws RpcError: malformed-message for
+  /// what is no request, missing-attribute for one without a message-id, else what the model
+  /// refuses. Stays the envelope's.
+  const lyd_node* Operation() const;
+
+  /// The answer with this content; it has the attributes of the request.
+  std::string Reply(const std::string& content) const;
+
+ private:
+  Tree envelope_;  ///< The <rpc> element.
+  Tree operation_;
+  std::string error_;  ///< Why the operation could not be read.
+};
+
+}  // namespace host

@@ -1,0 +1,177 @@
+#include "netconf/filter.h"
+
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "netconf/rpc_error.h"
+
+namespace host {
+
+namespace {
+
+constexpr uint16_t kInner = LYS_CONTAINER | LYS_LIST;
+constexpr uint32_t kCopyFlags = LYD_DUP_WITH_FLAGS;
+
+struct FreeSet {
+  void operator()(ly_set* set) const { ly_set_free(set, nullptr); }
+};
+
+const lyd_node_opaq* Opaque(const lyd_node* filter) {
+  return reinterpret_cast<const lyd_node_opaq*>(filter);
+}
+
+bool Matches(const lyd_node* filter, const lyd_node* data) {
+  if (filter->schema != nullptr) return filter->schema == data->schema;
+  const char* ns = Opaque(filter)->name.module_ns;
+  return strcmp(Opaque(filter)->name.name, data->schema->name) == 0 &&
+         (ns == nullptr || *ns == '\0' || strcmp(ns, data->schema->module->ns) == 0);
+}
+
+/// The text of a filter's element without blanks around it.
+std::string TextOf(const lyd_node* filter) {
+  const char* value = nullptr;
+  if (filter->schema == nullptr) {
+    value = Opaque(filter)->value;
+  } else if ((filter->schema->nodetype & LYD_NODE_TERM) != 0) {
+    value = lyd_get_value(filter);
+  }
+  const std::string text = value == nullptr ? "" : value;
+  const size_t begin = text.find_first_not_of(" \t\r\n");
+  if (begin == std::string::npos) return "";
+  return text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
+}
+
+bool IsContentMatch(const lyd_node* filter) {
+  return lyd_child(filter) == nullptr && !TextOf(filter).empty();
+}
+
+bool HasContent(const lyd_node* data, const lyd_node* match) {
+  for (const lyd_node* child = lyd_child(data); child != nullptr; child = child->next) {
+    if (Matches(match, child) && (child->schema->nodetype & LYD_NODE_TERM) != 0 &&
+        TextOf(match) == lyd_get_value(child)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// Whether every content match among a filter's children is met.
+bool MeetsContent(const lyd_node* filter, const lyd_node* data) {
+  for (const lyd_node* child = lyd_child(filter); child != nullptr; child = child->next) {
+    if (IsContentMatch(child) && !HasContent(data, child)) return false;
+  }
+  return true;
+}
+
+/// Whether a filter's children are content matches only: then the whole element is meant.
+bool SelectsAll(const lyd_node* filter) {
+  for (const lyd_node* child = lyd_child(filter); child != nullptr; child = child->next) {
+    if (!IsContentMatch(child)) return false;
+  }
+  return true;
+}
+
+lyd_node* Duplicate(const lyd_node* data, uint32_t options) {
+  lyd_node* copy = nullptr;
+  if (lyd_dup_single(data, nullptr, options | kCopyFlags, &copy) != LY_SUCCESS) {
+    throw std::bad_alloc();
+  }
+  return copy;
+}
+
+using Filters = std::vector<const lyd_node*>;
+
+void AppendSiblings(const lyd_node* filter, Filters* filters) {
+  for (; filter != nullptr; filter = filter->next) filters->push_back(filter);
+}
+
+/// What the filters that name an element want of it.
+struct Selection {
+  bool all = false;
+  Filters of_children;
+};
+
+Selection SelectionOf(const Filters& filters, const lyd_node* data) {
+  Selection selection;
+  for (const lyd_node* filter : filters) {
+    if (!Matches(filter, data)) continue;
+    if ((data->schema->nodetype & kInner) == 0) {
+      const std::string text = TextOf(filter);
+      selection.all |= text.empty() || text == lyd_get_value(data);
+    } else if (MeetsContent(filter, data)) {
+      selection.all |= SelectsAll(filter);
+      AppendSiblings(lyd_child(filter), &selection.of_children);
+    }
+  }
+  return selection;
+}
+
+/// Where what is selected goes: below an element, or to the top of a tree.
+struct Output {
+  lyd_node* parent;
+  Tree* tree;
+
+  void Insert(Tree node) const {
+    if (parent != nullptr) {
+      lyd_insert_child(parent, node.release());
+      return;
+    }
+    lyd_node* first = tree->release();
+    lyd_insert_sibling(first, node.release(), &first);
+    tree->reset(first);
+  }
+};
+
+/// Copies what the filters select among `data` and its siblings; true when that is anything.
+bool Select(const Filters& filters, const lyd_node* data, const Output& output) {
+  bool any = false;
+  for (const lyd_node* node = data; node != nullptr; node = node->next) {
+    const Selection selection = SelectionOf(filters, node);
+    if (selection.all) {
+      // An entry's copy has its keys already.
+      if (!lysc_is_key(node->schema)) output.Insert(Tree(Duplicate(node, LYD_DUP_RECURSIVE)));
+      any = true;
+    } else if (!selection.of_children.empty()) {
+      Tree copy(Duplicate(node, 0));
+      if (!Select(selection.of_children, lyd_child(node), {copy.get(), nullptr})) continue;
+      output.Insert(std::move(copy));
+      any = true;
+    }
+  }
+  return any;
+}
+
+}  // namespace
+
+Tree SelectSubtree(const lyd_node* filter, const lyd_node* data) {
+  Filters filters;
+  AppendSiblings(filter, &filters);
+  Tree result;
+  Select(filters, data, {nullptr, &result});
+  return result;
+}
+
+Tree SelectXPath(const char* expression, const lyd_node* data) {
+  if (data == nullptr) return nullptr;
+  ly_set* found = nullptr;
+  if (lyd_find_xpath(data, expression, &found) != LY_SUCCESS) {
+    throw RpcError("protocol", "invalid-value", TakeErrors(data->schema->module->ctx))
+        .With("bad-attribute", "select");
+  }
+  const std::unique_ptr<ly_set, FreeSet> set(found);
+  Tree result;
+  for (uint32_t i = 0; i < set->count; ++i) {
+    lyd_node* copy = Duplicate(set->dnodes[i], LYD_DUP_RECURSIVE | LYD_DUP_WITH_PARENTS);
+    while (lyd_parent(copy) != nullptr) copy = lyd_parent(copy);
+    lyd_node* first = result.release();
+    lyd_merge_siblings(&first, copy, LYD_MERGE_DESTRUCT | LYD_MERGE_DEFAULTS);
+    result.reset(first);
+  }
+  return result;
+}
+
+}  // namespace host

@@ -1,0 +1,141 @@
+#include "netconf/monitoring.h"
+
+#include <array>
+#include <ctime>
+#include <memory>
+#include <new>
+#include <stdexcept>
+
+#include "netconf/rpc_error.h"
+
+namespace host {
+
+namespace {
+
+/// This server sends none.
+constexpr uint64_t kNotifications = 0;
+
+struct FreeInput {
+  void operator()(ly_in* input) const { ly_in_free(input, 0); }
+};
+
+std::string Element(const std::string& name, const std::string& content) {
+  return "<" + name + ">" + content + "</" + name + ">";
+}
+
+std::string Element(const std::string& name, uint64_t number) {
+  return Element(name, std::to_string(number));
+}
+
+/// As ietf-yang-types has date-and-time, in UTC.
+std::string TimeText(std::chrono::system_clock::time_point time) {
+  const time_t seconds = std::chrono::system_clock::to_time_t(time);
+  tm parts = {};
+  std::array<char, 32> text = {};
+  gmtime_r(&seconds, &parts);
+  strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+  return text.data();
+}
+
+std::string CapabilitiesXml(const std::vector<std::string>& capabilities) {
+  std::string list;
+  for (const std::string& capability : capabilities) {
+    list += Element("capability", EscapeXml(capability));
+  }
+  return Element("capabilities", list);
+}
+
+std::string DatastoreXml(const Datastores& datastores, Datastore datastore, const char* name) {
+  const SessionId holder = datastores.LockedBy(datastore);
+  std::string locks;
+  if (holder != 0) {
+    locks = Element(
+        "locks", Element("global-lock",
+                         Element("locked-by-session", holder) +
+                             Element("locked-time", TimeText(datastores.LockedSince(datastore)))));
+  }
+  return Element("datastore", Element("name", name) + locks);
+}
+
+std::string SchemasXml(const ly_ctx* context) {
+  std::string list;
+  uint32_t index = 0;
+  while (const lys_module* module = ly_ctx_get_module_iter(context, &index)) {
+    list += Element(
+        "schema",
+        Element("identifier", module->name) +
+            Element("version", module->revision == nullptr ? "" : module->revision) +
+            R"(<format xmlns:m="urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring">m:yang</format>)" +
+            Element("namespace", EscapeXml(module->ns)) + Element("location", "NETCONF"));
+  }
+  return Element("schemas", list);
+}
+
+std::string CountersXml(uint64_t requests, uint64_t bad, uint64_t errors) {
+  return Element("in-rpcs", requests) + Element("in-bad-rpcs", bad) +
+         Element("out-rpc-errors", errors) + Element("out-notifications", kNotifications);
+}
+
+std::string SessionXml(const SessionFacts& session) {
+  return Element("session",
+                 Element("session-id", session.id) +
+                     R"(<transport xmlns:m="urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring">)"
+                     "m:netconf-ssh</transport>" +
+                     Element("username", EscapeXml(session.user)) +
+                     Element("login-time", TimeText(session.begin)) +
+                     CountersXml(session.requests, session.bad_requests, session.errors));
+}
+
+std::string StatisticsXml(const SessionTotals& all) {
+  return Element("statistics", Element("in-bad-hellos", all.bad_hellos) +
+                                   Element("in-sessions", all.sessions) +
+                                   Element("dropped-sessions", all.dropped) +
+                                   CountersXml(all.requests, all.bad_requests, all.errors));
+}
+
+Tree Parse(ly_ctx* context, const std::string& xml) {
+  ly_in* opened = nullptr;
+  if (ly_in_new_memory(xml.c_str(), &opened) != LY_SUCCESS) throw std::bad_alloc();
+  const std::unique_ptr<ly_in, FreeInput> input(opened);
+  lyd_node* parsed = nullptr;
+  const LY_ERR result = lyd_parse_data(context, nullptr, input.get(), LYD_XML,
+                                       LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &parsed);
+  Tree tree(parsed);
+  if (result != LY_SUCCESS) throw std::runtime_error(TakeErrors(context));
+  return tree;
+}
+
+Tree YangLibrary(ly_ctx* context) {
+  lyd_node* data = nullptr;
+  if (ly_ctx_get_yanglib_data(context, &data, "%u", ly_ctx_get_change_count(context)) !=
+      LY_SUCCESS) {
+    throw std::runtime_error(TakeErrors(context));
+  }
+  return Tree(data);
+}
+
+}  // namespace
+
+Tree MonitoringState(const Datastores& datastores, const std::vector<std::string>& capabilities,
+                     const std::vector<SessionFacts>& sessions, const SessionTotals& ended) {
+  ly_ctx* context = datastores.Models().Context();
+  std::string session_list;
+  SessionTotals all = ended;
+  for (const SessionFacts& session : sessions) {
+    session_list += SessionXml(session);
+    all.Add(session);
+  }
+  const std::string xml =
+      R"(<netconf-state xmlns="urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring">)" +
+      CapabilitiesXml(capabilities) +
+      Element("datastores", DatastoreXml(datastores, Datastore::kRunning, "running") +
+                                DatastoreXml(datastores, Datastore::kCandidate, "candidate")) +
+      SchemasXml(context) + Element("sessions", session_list) + StatisticsXml(all) +
+      "</netconf-state>";
+  Tree state = Parse(context, xml);
+  lyd_node* first = state.release();
+  lyd_insert_sibling(first, YangLibrary(context).release(), &first);
+  return Tree(first);
+}
+
+}  // namespace host

@@ -1,0 +1,119 @@
+#include "netconf/rpc_error.h"
+
+#include <cstdlib>
+#include <set>
+
+namespace host {
+
+namespace {
+
+std::string Element(const std::string& name, const std::string& content) {
+  return "<" + name + ">" + content + "</" + name + ">";
+}
+
+/// Where the step or predicate that begins at `begin` ends: quoted text is skipped.
+size_t EndOfPart(const std::string& path, size_t begin) {
+  char quote = '\0';
+  for (size_t i = begin; i < path.size(); ++i) {
+    const char c = path[i];
+    if (quote != '\0') {
+      if (c == quote) quote = '\0';
+    } else if (c == '\'' || c == '"') {
+      quote = c;
+    } else if (i > begin && (c == '/' || c == '[')) {
+      return i;
+    }
+  }
+  return path.size();
+}
+
+}  // namespace
+
+RpcError RpcError::At(std::string path) const {
+  RpcError error = *this;
+  error.path_ = std::move(path);
+  return error;
+}
+
+RpcError RpcError::With(const std::string& name, const std::string& text) const {
+  RpcError error = *this;
+  error.info_ += Element(name, EscapeXml(text));
+  return error;
+}
+
+std::string RpcError::Xml(const ly_ctx* context) const {
+  std::string content = Element("error-type", type_) + Element("error-tag", tag_) +
+                        Element("error-severity", "error");
+  if (!path_.empty()) content += ErrorPath(context, path_);
+  content += "<error-message xml:lang=\"en\">" + EscapeXml(what()) + "</error-message>";
+  if (!info_.empty()) content += Element("error-info", info_);
+  return Element("rpc-error", content);
+}
+
+std::string ErrorPath(const ly_ctx* context, const std::string& path) {
+  std::string text;
+  std::string module;
+  std::set<std::string> modules;
+  for (size_t begin = 0; begin < path.size();) {
+    const size_t end = EndOfPart(path, begin);
+    // '/' or '[', and behind it a name, with its module where that changes, or '.' for a value.
+    std::string part = path.substr(begin + 1, end - begin - 1);
+    const size_t name_end = part.find_first_of("=]'\"");
+    const size_t colon = part.substr(0, name_end).find(':');
+    if (colon != std::string::npos) {
+      module = part.substr(0, colon);
+      part.erase(0, colon + 1);
+    }
+    modules.insert(module);
+    const bool is_name = part.compare(0, 1, ".") != 0 && !module.empty();
+    text += path[begin];
+    if (is_name) text.append(module).append(":");
+    text += part;
+    begin = end;
+  }
+  std::string declarations;
+  for (const std::string& name : modules) {
+    const lys_module* found = ly_ctx_get_module_implemented(context, name.c_str());
+    if (found != nullptr)
+      declarations.append(" xmlns:")
+          .append(name)
+          .append("=\"")
+          .append(EscapeXml(found->ns))
+          .append("\"");
+  }
+  return "<error-path" + declarations + ">" + EscapeXml(text) + "</error-path>";
+}
+
+std::string EscapeXml(const std::string& text) {
+  std::string escaped;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      default:
+        // XML has no other control characters, not even escaped ones.
+        escaped += static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\t' ? '?' : c;
+    }
+  }
+  return escaped;
+}
+
+std::string PathOf(const lyd_node* node) {
+  if (node == nullptr) return "";
+  char* path = lyd_path(node, LYD_PATH_STD, nullptr, 0);
+  std::string text = path == nullptr ? "" : path;
+  free(path);
+  return text;
+}
+
+}  // namespace host

@@ -1,0 +1,139 @@
+#include "netconf/server.h"
+
+#include <grp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <system_error>
+#include <utility>
+
+#include "netconf/hello.h"
+#include "netconf/monitoring.h"
+#include "runtime/event_loop.h"
+#include "runtime/log.h"
+
+namespace host {
+
+namespace {
+
+/// Read and write for owner and group.
+constexpr mode_t kSocketMode = 0660;
+
+/// A process without free descriptors takes connections again a moment later.
+constexpr std::chrono::seconds kPause(1);
+
+[[noreturn]] void Throw(const std::string& what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+
+void GiveToGroup(const std::string& path, const std::string& group) {
+  if (chmod(path.c_str(), kSocketMode) != 0) Throw("mode of " + path);
+  if (group.empty()) return;
+  const struct group* entry = getgrnam(group.c_str());
+  if (entry == nullptr) throw std::runtime_error("there is no group " + group);
+  if (chown(path.c_str(), static_cast<uid_t>(-1), entry->gr_gid) != 0) Throw("group of " + path);
+}
+
+/// Removes a socket that an earlier run left. Throws when somebody listens at it.
+void RemoveStale(boost::asio::io_context& loop, const std::string& path) {
+  using Protocol = boost::asio::local::stream_protocol;
+  Protocol::socket probe(loop);
+  boost::system::error_code error;
+  probe.connect(Protocol::endpoint(path), error);
+  if (!error) throw std::runtime_error("another process listens at " + path);
+  if (error == boost::asio::error::connection_refused) unlink(path.c_str());
+}
+
+}  // namespace
+
+NetconfServer::NetconfServer(boost::asio::io_context& loop, const std::string& path,
+                             const std::string& group, Engine* engine, std::function<Tree()> state,
+                             const SessionLimits& limits)
+    : loop_(loop),
+      path_(path),
+      limits_(limits),
+      datastores_(engine),
+      state_(std::move(state)),
+      handler_(&datastores_,
+               {[this] { return State(); }, [this](SessionId session) { return Kill(session); }}),
+      capabilities_(Capabilities(engine->Models().Context())),
+      acceptor_(loop),
+      pause_(loop) {
+  Open(group);
+  Accept();
+}
+
+NetconfServer::~NetconfServer() {
+  boost::system::error_code ignored;
+  acceptor_.close(ignored);
+  unlink(path_.c_str());
+  while (!sessions_.empty()) sessions_.begin()->second->End("the daemon ends");
+}
+
+void NetconfServer::Open(const std::string& group) {
+  RemoveStale(loop_, path_);
+  // Nobody else is let in before the group is set.
+  const mode_t mask = umask(0177);
+  boost::system::error_code error;
+  acceptor_.open();
+  acceptor_.bind(Protocol::endpoint(path_), error);
+  umask(mask);
+  if (error) throw std::system_error(error.value(), std::generic_category(), path_);
+  GiveToGroup(path_, group);
+  acceptor_.listen();
+}
+
+void NetconfServer::Accept() {
+  acceptor_.async_accept([this](const boost::system::error_code& error, Protocol::socket socket) {
+    if (error == boost::asio::error::operation_aborted) return;
+    if (!error) {
+      RunEvent("NETCONF connection", [&] { Begin(std::move(socket)); });
+      Accept();
+      return;
+    }
+    HOST_LOG(kNotice, "NETCONF connection not taken: %s", error.message().c_str());
+    pause_.expires_after(kPause);
+    pause_.async_wait([this](const boost::system::error_code& stopped) {
+      if (!stopped) Accept();
+    });
+  });
+}
+
+void NetconfServer::Begin(Protocol::socket socket) {
+  if (sessions_.size() >= limits_.sessions) {
+    HOST_LOG(kNotice, "NETCONF connection refused: there are %zu sessions.", sessions_.size());
+    return;
+  }
+  const SessionId id = ++last_session_;
+  const auto session = std::make_shared<NetconfSession>(std::move(socket), id, limits_, &handler_,
+                                                        [this](NetconfSession* ended) {
+                                                          datastores_.EndSession(ended->Facts().id);
+                                                          ended_.Add(ended->Facts());
+                                                          sessions_.erase(ended->Facts().id);
+                                                        });
+  sessions_.emplace(id, session);
+  session->Start(datastores_.Models().Context(), ServerHello(capabilities_, id));
+}
+
+bool NetconfServer::Kill(SessionId session) {
+  const auto found = sessions_.find(session);
+  if (found == sessions_.end()) return false;
+  const std::shared_ptr<NetconfSession> killed = found->second;
+  killed->End("killed by another session");
+  return true;
+}
+
+Tree NetconfServer::State() const {
+  std::vector<SessionFacts> sessions;
+  for (const auto& session : sessions_) sessions.push_back(session.second->Facts());
+  Tree state = MonitoringState(datastores_, capabilities_, sessions, ended_);
+  Tree own = state_ ? state_() : nullptr;
+  if (own == nullptr) return state;
+  lyd_node* first = state.release();
+  lyd_insert_sibling(first, own.release(), &first);
+  return Tree(first);
+}
+
+}  // namespace host

@@ -1,0 +1,57 @@
+// The operators' door: NETCONF sessions on a UNIX socket.
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "netconf/datastores.h"
+#include "netconf/rpc.h"
+#include "netconf/session.h"
+
+namespace host {
+
+class NetconfServer {
+ public:
+  /// Listens at `path`; a socket that nobody listens at is replaced. Root and `group` may open it,
+  /// the process's own group when that is empty. `state` tells the daemon's own state data, beside
+  /// what the server adds of itself. Throws std::exception with the reason when the socket cannot
+  /// be had; `engine` outlives the object.
+  NetconfServer(boost::asio::io_context& loop, const std::string& path, const std::string& group,
+                Engine* engine, std::function<Tree()> state, const SessionLimits& limits = {});
+
+  /// Ends all sessions and removes the socket.
+  ~NetconfServer();
+
+  NetconfServer(const NetconfServer&) = delete;
+  NetconfServer& operator=(const NetconfServer&) = delete;
+
+ private:
+  using Protocol = boost::asio::local::stream_protocol;
+
+  void Open(const std::string& group);
+  void Accept();
+  void Begin(Protocol::socket socket);
+  bool Kill(SessionId session);
+  Tree State() const;
+
+  boost::asio::io_context& loop_;
+  std::string path_;
+  SessionLimits limits_;
+  Datastores datastores_;
+  std::function<Tree()> state_;
+  RpcHandler handler_;
+  std::vector<std::string> capabilities_;
+  Protocol::acceptor acceptor_;
+  boost::asio::steady_timer pause_;
+  std::map<SessionId, std::shared_ptr<NetconfSession>> sessions_;
+  SessionId last_session_ = 0;
+  SessionTotals ended_;
+};
+
+}  // namespace host

@@ -1,0 +1,96 @@
+// One connection of a client.
+#pragma once
+
+#include <array>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "netconf/framing.h"
+#include "netconf/rpc.h"
+
+namespace host {
+
+/// What a client may take up, and for how long.
+struct SessionLimits {
+  size_t message_size = size_t{2} * 1024 * 1024;  ///< In bytes.
+  size_t sessions = 16;
+  std::chrono::milliseconds hello{30000};    ///< From the connection to the whole <hello>.
+  std::chrono::milliseconds message{60000};  ///< From a message's first byte to its last.
+  std::chrono::milliseconds reply{60000};    ///< From a reply's first byte to its last.
+};
+
+/// What is known of a session, for its state data.
+struct SessionFacts {
+  SessionId id = 0;
+  std::string user;  ///< Who opened the connection.
+  std::chrono::system_clock::time_point begin;
+  uint64_t requests = 0;
+  uint64_t bad_requests = 0;  ///< Messages that were no requests.
+  uint64_t errors = 0;        ///< Replies that were errors.
+  bool bad_hello = false;     ///< It ended because the client's <hello> was none.
+  bool dropped = false;       ///< It ended otherwise than by a request.
+};
+
+/// Sums over the sessions that have ended.
+struct SessionTotals {
+  void Add(const SessionFacts& session);
+
+  uint64_t sessions = 0;
+  uint64_t bad_hellos = 0;
+  uint64_t dropped = 0;
+  uint64_t requests = 0;
+  uint64_t bad_requests = 0;
+  uint64_t errors = 0;
+};
+
+/// Answers one request after the other: the next one is read when the reply to the last is sent, so
+/// a client that does not read holds no more memory than one reply. Lives as long as an operation
+/// of its connection is under way.
+class NetconfSession : public std::enable_shared_from_this<NetconfSession> {
+ public:
+  using Socket = boost::asio::local::stream_protocol::socket;
+
+  /// `limits` and `handler` outlive the connection; `on_end` is called once, with the session
+  /// still there.
+  NetconfSession(Socket socket, SessionId id, const SessionLimits& limits, RpcHandler* handler,
+                 std::function<void(NetconfSession*)> on_end);
+
+  /// Sends the server's <hello> and waits for the client's.
+  void Start(ly_ctx* context, const std::string& hello);
+
+  /// Ends the session; the reason is logged. `dropped` tells that nobody asked for it.
+  void End(const std::string& reason, bool dropped = false);
+
+  const SessionFacts& Facts() const { return facts_; }
+
+ private:
+  void Read();
+  void Process();
+  bool TakeMessage();
+  void TakeHello(const std::string& message);
+  void Answer(const std::string& message);
+  void Send(std::string framed);
+  void Limit(std::chrono::milliseconds time, const char* what);
+
+  Socket socket_;
+  const SessionLimits& limits_;
+  RpcHandler* handler_;
+  std::function<void(NetconfSession*)> on_end_;
+  SessionFacts facts_;
+  FrameDecoder decoder_;
+  boost::asio::steady_timer timer_;  ///< Of the step that is under way.
+  std::array<char, 65536> received_;
+  std::string sending_;
+  ly_ctx* context_ = nullptr;
+  bool greeted_ = false;  ///< The client's <hello> was read.
+  bool chunked_ = false;
+  bool closes_ = false;  ///< Nothing follows what is being sent.
+  bool timed_ = false;   ///< The timer runs for a message that has begun.
+  bool ended_ = false;
+};
+
+}  // namespace host
