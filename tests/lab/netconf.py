@@ -8,6 +8,7 @@ BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
 NS = {"nc": BASE,
       "snmp": "urn:snmp-app:snmp",
       "dyncfg": "urn:snmp-app:dyncfg",
+      "state": "urn:snmp-app:state",
       "mon": "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"}
 
 
@@ -114,6 +115,11 @@ class Client:
 
     def get_config(self, source="running", filters="", more=""):
         return self.rpc(f"<get-config><source><{source}/></source>{filters}{more}</get-config>")
+
+    def state(self):
+        """The daemon's own state: the element <snmp-state>."""
+        reply = self.get('<filter type="subtree"><snmp-state xmlns="urn:snmp-app:state"/></filter>')
+        return reply.find(".//state:snmp-state", NS)
 
     def get(self, filters="", more=""):
         return self.rpc(f"<get>{filters}{more}</get>")

@@ -7,6 +7,7 @@
 
 #include "delivery/delivery.h"
 #include "framework/agent_settings.h"
+#include "framework/state.h"
 #include "rules/rules.h"
 #include "runtime/event_loop.h"
 #include "runtime/faults.h"
@@ -117,7 +118,8 @@ void Framework::OpenNetconf() {
     MakeFolder(folders_.runtime);
     const char* group = getenv("SNMP_APP_NETCONF_GROUP");
     netconf_ = std::make_unique<NetconfServer>(Loop(), folders_.NetconfSocket(),
-                                               group == nullptr ? "" : group, &engine_, nullptr);
+                                               group == nullptr ? "" : group, &engine_,
+                                               [this] { return State(); });
   } catch (const std::exception& exception) {
     HOST_FAULT("no NETCONF: " + std::string(exception.what()));
   }
@@ -167,6 +169,7 @@ void Framework::Reload() {
 void Framework::Deliver(std::vector<common::Change>& changes) {
   // Before the handlers are connected they have not loaded what the changes are about.
   if (!connected_) return;
+  ++commits_;
   SettleAgent();
   common::Deliver(changes, handlers_, [](const std::string& operation, const std::string& reason) {
     HOST_FAULT(operation + ": " + reason);
@@ -176,12 +179,22 @@ void Framework::Deliver(std::vector<common::Change>& changes) {
 void Framework::SettleAgent() {
   const VkConfdCdbSession session(this, CDB_RUNNING, true);
   agent_.SetCommunities(ReadAgentCommunities(session.Socket()));
-  if (!ReadAgentEnabled(session.Socket())) agent_.SetListeners({});
+  if (ReadAgentEnabled(session.Socket())) return;
+  agent_.SetListeners({});
+  history_.Clear();
+}
+
+Tree Framework::State() {
+  const VkConfdCdbSession session(this, CDB_RUNNING, true);
+  return ReadState(engine_.Models().Context(), session.Socket(), agent_, history_, commits_);
 }
 
 std::vector<ListenerFailure> Framework::RebindAgent() {
   const VkConfdCdbSession session(this, CDB_RUNNING, true);
-  return agent_.SetListeners(ReadAgentListeners(session.Socket()));
+  const std::set<Endpoint> wanted = ReadAgentListeners(session.Socket());
+  std::vector<ListenerFailure> failures = agent_.SetListeners(wanted);
+  history_.Note(wanted, failures);
+  return failures;
 }
 
 int Framework::MaapiSocket() { return kMaapiSocket; }

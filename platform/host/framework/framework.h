@@ -1,6 +1,7 @@
 // One connected application: its handlers, the configuration and the SNMP agent beside them.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "config/engine.h"
 #include "delivery/change.h"
 #include "framework/callpoints.h"
+#include "framework/listener_history.h"
 #include "framework/target_rules.h"
 #include "netconf/server.h"
 #include "rules/rules_monitor.h"
@@ -53,6 +55,7 @@ class Framework : public VkConfdInterface {
  private:
   void LoadConfiguration();
   void OpenNetconf();
+  Tree State();
   void ReplaceByStartupFile();
   void ConnectHandler(vkconfd::ConfigHandler* handler, ELEM_CONFD_PHASE_ET phase);
   static void Disconnect(vkconfd::BaseHandler* handler);
@@ -69,6 +72,8 @@ class Framework : public VkConfdInterface {
   Callpoints callpoints_;
   Engine engine_;
   SnmpAgent agent_;
+  ListenerHistory history_;
+  uint64_t commits_ = 0;  ///< That were delivered.
   TargetRules target_rules_;
   RulesMonitor monitor_;
   std::unique_ptr<NetconfServer> netconf_;

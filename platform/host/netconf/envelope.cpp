@@ -5,6 +5,7 @@
 #include <new>
 
 #include "netconf/rpc_error.h"
+#include "netconf/xml.h"
 
 namespace host {
 

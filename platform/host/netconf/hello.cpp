@@ -7,7 +7,7 @@
 
 #include "config/tree.h"
 #include "netconf/envelope.h"
-#include "netconf/rpc_error.h"
+#include "netconf/xml.h"
 
 namespace host {
 

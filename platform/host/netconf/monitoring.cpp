@@ -1,12 +1,8 @@
 #include "netconf/monitoring.h"
 
-#include <array>
-#include <ctime>
-#include <memory>
-#include <new>
 #include <stdexcept>
 
-#include "netconf/rpc_error.h"
+#include "netconf/xml.h"
 
 namespace host {
 
@@ -14,28 +10,6 @@ namespace {
 
 /// This server sends none.
 constexpr uint64_t kNotifications = 0;
-
-struct FreeInput {
-  void operator()(ly_in* input) const { ly_in_free(input, 0); }
-};
-
-std::string Element(const std::string& name, const std::string& content) {
-  return "<" + name + ">" + content + "</" + name + ">";
-}
-
-std::string Element(const std::string& name, uint64_t number) {
-  return Element(name, std::to_string(number));
-}
-
-/// As ietf-yang-types has date-and-time, in UTC.
-std::string TimeText(std::chrono::system_clock::time_point time) {
-  const time_t seconds = std::chrono::system_clock::to_time_t(time);
-  tm parts = {};
-  std::array<char, 32> text = {};
-  gmtime_r(&seconds, &parts);
-  strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-  return text.data();
-}
 
 std::string CapabilitiesXml(const std::vector<std::string>& capabilities) {
   std::string list;
@@ -93,18 +67,6 @@ std::string StatisticsXml(const SessionTotals& all) {
                                    CountersXml(all.requests, all.bad_requests, all.errors));
 }
 
-Tree Parse(ly_ctx* context, const std::string& xml) {
-  ly_in* opened = nullptr;
-  if (ly_in_new_memory(xml.c_str(), &opened) != LY_SUCCESS) throw std::bad_alloc();
-  const std::unique_ptr<ly_in, FreeInput> input(opened);
-  lyd_node* parsed = nullptr;
-  const LY_ERR result = lyd_parse_data(context, nullptr, input.get(), LYD_XML,
-                                       LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &parsed);
-  Tree tree(parsed);
-  if (result != LY_SUCCESS) throw std::runtime_error(TakeErrors(context));
-  return tree;
-}
-
 Tree YangLibrary(ly_ctx* context) {
   lyd_node* data = nullptr;
   if (ly_ctx_get_yanglib_data(context, &data, "%u", ly_ctx_get_change_count(context)) !=
@@ -132,7 +94,7 @@ Tree MonitoringState(const Datastores& datastores, const std::vector<std::string
                                 DatastoreXml(datastores, Datastore::kCandidate, "candidate")) +
       SchemasXml(context) + Element("sessions", session_list) + StatisticsXml(all) +
       "</netconf-state>";
-  Tree state = Parse(context, xml);
+  Tree state = ParseState(context, xml);
   lyd_node* first = state.release();
   lyd_insert_sibling(first, YangLibrary(context).release(), &first);
   return Tree(first);

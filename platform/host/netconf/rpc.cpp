@@ -8,6 +8,7 @@
 #include "netconf/envelope.h"
 #include "netconf/filter.h"
 #include "netconf/rpc_error.h"
+#include "netconf/xml.h"
 
 namespace host {
 

@@ -3,13 +3,11 @@
 #include <cstdlib>
 #include <set>
 
+#include "netconf/xml.h"
+
 namespace host {
 
 namespace {
-
-std::string Element(const std::string& name, const std::string& content) {
-  return "<" + name + ">" + content + "</" + name + ">";
-}
 
 /// Where the step or predicate that begins at `begin` ends: quoted text is skipped.
 size_t EndOfPart(const std::string& path, size_t begin) {
@@ -82,30 +80,6 @@ std::string ErrorPath(const ly_ctx* context, const std::string& path) {
           .append("\"");
   }
   return "<error-path" + declarations + ">" + EscapeXml(text) + "</error-path>";
-}
-
-std::string EscapeXml(const std::string& text) {
-  std::string escaped;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        // XML has no other control characters, not even escaped ones.
-        escaped += static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\t' ? '?' : c;
-    }
-  }
-  return escaped;
 }
 
 std::string PathOf(const lyd_node* node) {

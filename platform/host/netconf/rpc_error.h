@@ -43,9 +43,6 @@ class RpcError : public std::runtime_error {
 /// where the module changes.
 std::string ErrorPath(const ly_ctx* context, const std::string& path);
 
-/// A text as it stands in an element or, quoted, in an attribute of XML.
-std::string EscapeXml(const std::string& text);
-
 /// The data path of a node, empty for none.
 std::string PathOf(const lyd_node* node);
 

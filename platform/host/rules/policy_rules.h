@@ -42,6 +42,8 @@ class PolicyRules {
   bool AddDestination(const DestinationRule& rule);
   bool DeleteDestination(const DestinationRule& rule);
 
+  bool HasDestination(const DestinationRule& rule) const { return destinations_.count(rule) > 0; }
+
   /// Puts back what somebody else has removed, and logs how much that was. One kernel call for each
   /// address family when nothing is missing.
   void Restore();

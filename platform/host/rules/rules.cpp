@@ -58,6 +58,12 @@ bool Rules::DeleteRedirect(const std::string& kernel_name, uint16_t port, uint16
   return true;
 }
 
+bool Rules::HasRedirect(const std::string& kernel_name, uint16_t port,
+                        uint16_t redirect_port) const {
+  const auto found = entries_.find({kernel_name, port});
+  return found != entries_.end() && found->second.redirect_port == redirect_port;
+}
+
 void Rules::SetDestinationQuery(DestinationQuery is_wanted) { is_wanted_ = std::move(is_wanted); }
 
 bool Rules::AddDestination(const DestinationRule& rule) {

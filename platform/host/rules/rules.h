@@ -48,6 +48,12 @@ class Rules {
   bool AddDestination(const DestinationRule& rule);
   bool DeleteDestination(const DestinationRule& rule);
 
+  /// Whether they are there.
+  bool HasRedirect(const std::string& kernel_name, uint16_t port, uint16_t redirect_port) const;
+  bool HasDestination(const DestinationRule& rule) const {
+    return policy_rules_.HasDestination(rule);
+  }
+
   /// Puts back the routing rules that somebody else has removed. Redirects need none of this: their
   /// table belongs to this process, and the kernel keeps others from changing it.
   void Restore() { policy_rules_.Restore(); }

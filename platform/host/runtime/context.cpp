@@ -5,12 +5,26 @@
 #include <string>
 
 #include "runtime/event_loop.h"
+#include "runtime/ha_role.h"
 #include "runtime/log.h"
 #include "runtime/service_manager.h"
+#include "runtime/watchdog.h"
 
 struct vkmw_t {
   vkmw_process_signature_t signature;
 };
+
+namespace {
+
+host::HaRole current_role = host::HaRole::kUnknown;
+
+}  // namespace
+
+namespace host {
+
+HaRole CurrentHaRole() { return current_role; }
+
+}  // namespace host
 
 namespace vkos {
 
@@ -46,9 +60,11 @@ struct Context::Impl : public Server {
         host::Reload();
         break;
       case SIGUSR1:
+        current_role = host::HaRole::kActive;
         Tell(callbacks.go_active);
         break;
       case SIGUSR2:
+        current_role = host::HaRole::kStandby;
         Tell(callbacks.go_standby);
         break;
       default:
@@ -64,6 +80,7 @@ struct Context::Impl : public Server {
   vkmw_t vkmw;
   HaStateChangeCallbacks callbacks;
   boost::asio::signal_set signals;
+  host::Watchdog watchdog{host::Loop()};
 };
 
 Context::Context(const vkmw_process_signature_t* signature, const HaStateChangeCallbacks* callbacks)

@@ -6,6 +6,19 @@
 #include <string>
 
 #include "runtime/event_loop.h"
+#include "runtime/timer_facts.h"
+
+namespace {
+
+host::TimerFacts facts;
+
+}  // namespace
+
+namespace host {
+
+const TimerFacts& FactsOfTimers() { return facts; }
+
+}  // namespace host
 
 namespace vkos {
 
@@ -18,6 +31,7 @@ struct Timer::Impl {
   /// Starts a round. The system's timer is set by the loop, so that a timer that is stopped at once
   /// causes no wake-up.
   void Start() {
+    SetRunning(true);
     const unsigned int mine = ++*round;
     const std::weak_ptr<unsigned int> current = round;
     boost::asio::post(host::Loop(), [this, mine, current, due = Clock::now() + period] {
@@ -30,11 +44,14 @@ struct Timer::Impl {
     timer.expires_at(due);
     timer.async_wait([this, mine, current](const boost::system::error_code& error) {
       if (error || !IsCurrent(mine, current)) return;
+      SetRunning(false);
+      ++facts.fired;
       host::RunEvent("timer " + name, [this] { callback.Execute(); });
     });
   }
 
   void Stop() {
+    SetRunning(false);
     ++*round;
     timer.cancel();
   }
@@ -46,7 +63,15 @@ struct Timer::Impl {
     return alive != nullptr && *alive == mine;
   }
 
+  ~Impl() { SetRunning(false); }
+
+  void SetRunning(bool runs) {
+    if (runs != running) facts.running += runs ? 1 : -1;
+    running = runs;
+  }
+
   std::string name;
+  bool running = false;
   std::chrono::milliseconds period;
   Callback& callback;
   boost::asio::steady_timer timer;

@@ -1,0 +1,43 @@
+// What became of the attempts to open the agent's listeners.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "snmp/agent.h"
+#include "snmp/endpoint.h"
+
+namespace host {
+
+struct ListenerRecord {
+  bool bound = false;
+  std::string last_error;                       ///< Empty when no attempt failed.
+  std::chrono::system_clock::time_point since;  ///< Of the present `bound`.
+  uint64_t tries = 0;
+};
+
+class ListenerHistory {
+ public:
+  /// Takes down what one rebind has done: who was wanted, and who could not be opened. What is not
+  /// wanted any more is forgotten.
+  void Note(const std::set<Endpoint>& wanted, const std::vector<ListenerFailure>& failures);
+
+  /// No listener is wanted.
+  void Clear() { records_.clear(); }
+
+  /// The record of a listener in its normal form, or null when it was never tried.
+  const ListenerRecord* Find(const Endpoint& endpoint) const;
+
+  /// How many rebinds there were.
+  uint64_t Rebinds() const { return rebinds_; }
+
+ private:
+  std::map<Endpoint, ListenerRecord> records_;
+  uint64_t rebinds_ = 0;
+};
+
+}  // namespace host

@@ -1,0 +1,180 @@
+#include "framework/state.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <boost/asio/ip/udp.hpp>
+#include <stdexcept>
+#include <string>
+
+#include "confd/value_text.h"
+#include "confd_cdb.h"
+#include "delivery/change.h"
+#include "framework/agent_settings.h"
+#include "netconf/xml.h"
+#include "rules/interface_facts.h"
+#include "rules/rules.h"
+#include "runtime/event_loop.h"
+#include "runtime/faults.h"
+#include "runtime/ha_role.h"
+#include "runtime/timer_facts.h"
+
+namespace host {
+
+namespace {
+
+constexpr char kListening[] = "/snmp/agent/listen/interface";
+constexpr char kTargets[] = "/snmp/target";
+constexpr char kVrfs[] = "/metacli-internal:internal/metacli-internal:vrf-config/stringTOindex";
+
+std::string RoleText() {
+  switch (CurrentHaRole()) {
+    case HaRole::kActive:
+      return "active";
+    case HaRole::kStandby:
+      return "standby";
+    default:
+      return "unknown";
+  }
+}
+
+/// Why an address cannot be bound now; empty when it can.
+std::string WhyUnbound(const Endpoint& endpoint) {
+  using boost::asio::ip::udp;
+  boost::system::error_code error;
+  const auto address = boost::asio::ip::make_address(endpoint.address, error);
+  udp::socket probe(Loop());
+  if (!error) probe.open(address.is_v4() ? udp::v4() : udp::v6(), error);
+  if (!error) probe.set_option(udp::socket::reuse_address(true), error);
+  if (!error) probe.bind(udp::endpoint(address, endpoint.port), error);
+  return error ? error.message() : "";
+}
+
+std::string ListenerXml(const Endpoint& endpoint, bool bound, const ListenerRecord* record) {
+  std::string content = Leaf("endpoint", ToText(endpoint)) + Leaf("bound", bound);
+  if (!bound) {
+    const std::string reason = WhyUnbound(endpoint);
+    content += Leaf("reason", reason.empty() ? "waits for the next rebind" : reason);
+  }
+  if (record != nullptr) {
+    content += Leaf("last-error", record->last_error) + Leaf("since", TimeText(record->since)) +
+               Element("tries", record->tries);
+  }
+  return Element("listener", content);
+}
+
+std::string AgentXml(int cdb_socket, const SnmpAgent& agent, const ListenerHistory& history) {
+  std::string content;
+  for (const Endpoint& endpoint : Normalized(ReadAgentListeners(cdb_socket))) {
+    content += ListenerXml(endpoint, agent.Listeners().count(endpoint) > 0, history.Find(endpoint));
+  }
+  return Element("agent", content + Leaf("retry-pending", FactsOfTimers().running > 0));
+}
+
+/// The text of a leaf; empty where it has no value.
+std::string Text(int cdb_socket, const std::string& path) {
+  confd_value_t value;
+  if (cdb_get(cdb_socket, &value, "%s", path.c_str()) == CONFD_OK) {
+    return common::ValueText(common::OwnedValue(value).Value());
+  }
+  if (confd_errno != CONFD_ERR_NOEXISTS) throw std::runtime_error(confd_lasterr());
+  return "";
+}
+
+uint16_t Port(int cdb_socket, const std::string& path) {
+  uint16_t port = 0;
+  cdb_get_u_int16(cdb_socket, &port, "%s", path.c_str());
+  return port;
+}
+
+int Count(int cdb_socket, const char* list) {
+  const int count = cdb_num_instances(cdb_socket, "%s", list);
+  if (count == CONFD_ERR) throw std::runtime_error(confd_lasterr());
+  return count;
+}
+
+std::string Entry(const char* list, int position) {
+  return std::string(list) + "[" + std::to_string(position) + "]/";
+}
+
+/// Why a listening interface has no redirect.
+std::string WhyNoRedirect(bool enabled, const std::string& vrf) {
+  if (!enabled) return "the agent is disabled";
+  return vrf.empty() ? "the interface is in no VRF" : "the kernel refused it; see the log";
+}
+
+std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled) {
+  const std::string name = Text(cdb_socket, entry + "name");
+  const std::string l3_name = name.compare(0, 3, "l3-") == 0 ? name.substr(3) : name;
+  const std::string vrf = Text(cdb_socket, "/config/interface/l3{" + l3_name + "}/vrf");
+  const std::string kernel_name = ReadKernelName(cdb_socket, name);
+  const uint16_t port = Port(cdb_socket, entry + "udp-port");
+  const uint16_t redirect_port = Port(cdb_socket, entry + "redir-port");
+  const bool redirect = Rules::OfProcess().HasRedirect(kernel_name, port, redirect_port);
+  return Element("listening-interface",
+                 Leaf("name", name) + Leaf("vrf", vrf) + Leaf("kernel-name", kernel_name) +
+                     Element("udp-port", port) +
+                     (redirect_port == 0 ? "" : Element("redir-port", redirect_port)) +
+                     Leaf("redirect", redirect) +
+                     (redirect ? "" : Leaf("reason", WhyNoRedirect(enabled, vrf))));
+}
+
+std::string InterfacesXml(int cdb_socket) {
+  const bool enabled = ReadAgentEnabled(cdb_socket);
+  const int count = Count(cdb_socket, kListening);
+  std::string content;
+  for (int i = 0; i < count; ++i)
+    content += InterfaceXml(cdb_socket, Entry(kListening, i), enabled);
+  return content;
+}
+
+std::string TargetXml(int cdb_socket, const std::string& entry) {
+  const std::string vrf = Text(cdb_socket, entry + "vrf");
+  DestinationRule rule;
+  rule.address = boost::asio::ip::make_address(Text(cdb_socket, entry + "ip"));
+  rule.port = Port(cdb_socket, entry + "udp-port");
+  cdb_get_u_int32(cdb_socket, &rule.table, "%s{%s}/vrf-idx", kVrfs, vrf.c_str());
+  const bool has_rule = Rules::OfProcess().HasDestination(rule);
+  std::string reason;
+  if (!has_rule) {
+    reason = "the kernel refused it, or the VRF's number has changed; see the log";
+    if (rule.address.is_v6()) reason = "targets with an IPv6 address get none";
+    if (vrf.empty()) reason = "the target is in no VRF";
+  }
+  return Element("target", Leaf("name", Text(cdb_socket, entry + "name")) + Leaf("rule", has_rule) +
+                               Leaf("reason", reason));
+}
+
+std::string TargetsXml(int cdb_socket) {
+  const int count = Count(cdb_socket, kTargets);
+  std::string content;
+  for (int i = 0; i < count; ++i) content += TargetXml(cdb_socket, Entry(kTargets, i));
+  return content;
+}
+
+std::string FaultsXml() {
+  std::string content;
+  for (const Fault& fault : LastFaults()) {
+    content += Element(
+        "fault", Leaf("time", TimeText(fault.time)) + Leaf("code", std::to_string(fault.code)) +
+                     Leaf("function", fault.function) + Leaf("line", std::to_string(fault.line)) +
+                     Leaf("text", fault.text));
+  }
+  return content;
+}
+
+}  // namespace
+
+Tree ReadState(ly_ctx* context, int cdb_socket, const SnmpAgent& agent,
+               const ListenerHistory& history, uint64_t commits) {
+  const std::string xml =
+      R"(<snmp-state xmlns="urn:snmp-app:state">)" + Leaf("ha-role", RoleText()) +
+      AgentXml(cdb_socket, agent, history) + InterfacesXml(cdb_socket) + TargetsXml(cdb_socket) +
+      FaultsXml() +
+      Element("counters", Element("commits", commits) + Element("rebinds", history.Rebinds()) +
+                              Element("retries", FactsOfTimers().fired)) +
+      "</snmp-state>";
+  return ParseState(context, xml);
+}
+
+}  // namespace host

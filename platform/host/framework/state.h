@@ -1,0 +1,18 @@
+// What the daemon does with its configuration, for operators to see.
+#pragma once
+
+#include "config/tree.h"
+#include "framework/listener_history.h"
+#include "snmp/agent.h"
+
+namespace host {
+
+/// The state data of snmp-app-state: the agent's listeners, redirects and routing rules as they are
+/// now, the last faults and counters. `cdb_socket` reads the running configuration, `commits` is
+/// how many were delivered. A listener that should be open and is not is tried once by a socket of
+/// the function's own, so that it can tell why. Throws std::runtime_error when the models lack
+/// what it reads or makes.
+Tree ReadState(ly_ctx* context, int cdb_socket, const SnmpAgent& agent,
+               const ListenerHistory& history, uint64_t commits);
+
+}  // namespace host

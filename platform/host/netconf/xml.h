@@ -1,0 +1,33 @@
+// Making XML, and data trees of it.
+#pragma once
+
+#include <libyang/libyang.h>
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "config/tree.h"
+
+namespace host {
+
+/// A text as it stands in an element or, quoted, in an attribute; characters that XML does not have
+/// become question marks.
+std::string EscapeXml(const std::string& text);
+
+/// An element with content that is XML already.
+std::string Element(const std::string& name, const std::string& content);
+std::string Element(const std::string& name, uint64_t number);
+
+/// A leaf with any text; nothing for an empty one.
+std::string Leaf(const std::string& name, const std::string& text);
+std::string Leaf(const std::string& name, bool value);
+
+/// As ietf-yang-types has date-and-time, in UTC.
+std::string TimeText(std::chrono::system_clock::time_point time);
+
+/// Reads state data, which is not validated. Throws std::runtime_error for what the models do not
+/// have.
+Tree ParseState(ly_ctx* context, const std::string& xml);
+
+}  // namespace host

@@ -1,0 +1,27 @@
+#include "runtime/watchdog.h"
+
+#include <systemd/sd-daemon.h>
+
+#include <cstdint>
+
+namespace host {
+
+Watchdog::Watchdog(boost::asio::io_context& loop) {
+  uint64_t period_us = 0;
+  if (sd_watchdog_enabled(0, &period_us) <= 0) return;
+  pause_ = std::chrono::microseconds(period_us / 2);
+  timer_.emplace(loop);
+  Wait();
+}
+
+void Watchdog::Wait() {
+  timer_->expires_after(pause_);
+  timer_->async_wait([this](const boost::system::error_code& error) {
+    // The object may be gone then.
+    if (error) return;
+    sd_notify(0, "WATCHDOG=1");
+    Wait();
+  });
+}
+
+}  // namespace host

@@ -1,0 +1,25 @@
+// The sign of life that a service manager may want; see sd_watchdog_enabled(3).
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <optional>
+
+namespace host {
+
+/// Sends WATCHDOG=1 from the loop at half the period that the service manager asks for, so a loop
+/// that hangs is noticed. Without such a period there is no timer, and nothing is sent.
+class Watchdog {
+ public:
+  /// Reads WATCHDOG_USEC and WATCHDOG_PID. `loop` outlives the object.
+  explicit Watchdog(boost::asio::io_context& loop);
+
+ private:
+  void Wait();
+
+  std::chrono::microseconds pause_{0};
+  std::optional<boost::asio::steady_timer> timer_;
+};
+
+}  // namespace host

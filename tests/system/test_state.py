@@ -1,0 +1,122 @@
+"""What operators see of the daemon at work."""
+
+import os
+import signal
+
+import pytest
+
+from lab.daemon import Daemon, configuration, listening, merged, targets
+from lab.netconf import NS, Client
+from lab.site import DEFAULT, FAR, TABLES, Site
+from lab.wait import wait_until
+
+pytestmark = pytest.mark.skipif(
+    not os.path.exists("/usr/share/yuma/modules/ietf/ietf-netconf@2011-06-01.yang"),
+    reason="the IETF's models are missing (package libyuma-base)")
+MISSING = "198.51.100.9"
+
+
+@pytest.fixture
+def site():
+    with Site() as instance:
+        yield instance
+
+
+@pytest.fixture
+def daemon(site, build):
+    with Daemon(site.router, build) as instance:
+        yield instance
+
+
+def start(daemon, *parts, **options):
+    daemon.write_startup(merged(configuration(DEFAULT, **options), *parts))
+    daemon.start()
+
+
+def rows(state, name, key):
+    """The entries of a list by their key, each as a dictionary of its leaves."""
+    entries = [{leaf.tag.split("}")[1]: leaf.text for leaf in entry}
+               for entry in state.iterfind(f".//state:{name}", NS)]
+    return {entry.pop(key): entry for entry in entries}
+
+
+def seen(daemon):
+    with Client(daemon.netconf_socket) as client:
+        return client.state()
+
+
+def test_bound_listener(daemon):
+    start(daemon)
+    daemon.wait_record("Forced ConfD's bind of SNMP, returned 0")
+    listener = rows(seen(daemon), "listener", "endpoint")[f"{DEFAULT}:161"]
+    assert listener.pop("since").startswith("20")
+    assert listener == {"bound": "true", "tries": "1"}
+    assert seen(daemon).findtext(".//state:retry-pending", namespaces=NS) == "false"
+
+
+def test_listener_whose_address_does_not_exist_yet(daemon, site):
+    start(daemon, extra=[f"{MISSING}:161"])
+    daemon.wait_record("Starting timer for new bind retry")
+    state = seen(daemon)
+    listener = rows(state, "listener", "endpoint")[f"{MISSING}:161"]
+    assert listener["bound"] == "false"
+    assert listener["reason"] == "Cannot assign requested address"
+    assert state.findtext(".//state:retry-pending", namespaces=NS) == "true"
+    site.router.add_address("eth0", f"{MISSING}/24")
+    daemon.wait_record("Forced ConfD's bind of SNMP, returned 0")
+    state = seen(daemon)
+    assert rows(state, "listener", "endpoint")[f"{MISSING}:161"]["bound"] == "true"
+    assert int(state.findtext(".//state:retries", namespaces=NS)) >= 1
+    assert state.findtext(".//state:retry-pending", namespaces=NS) == "false"
+
+
+def test_listening_interfaces(daemon):
+    start(daemon, listening({"eth1": 161, "eth0": 1161}, {"eth1": "red"}, TABLES))
+    interfaces = rows(seen(daemon), "listening-interface", "name")
+    assert interfaces["l3-eth1"] == {"vrf": "red", "kernel-name": "eth1", "udp-port": "161",
+                                     "redir-port": "60600", "redirect": "true"}
+    assert interfaces["l3-eth0"] == {"kernel-name": "eth0", "udp-port": "1161",
+                                     "redirect": "false", "reason": "the interface is in no VRF"}
+    daemon.reload(merged(configuration(DEFAULT, enabled=False),
+                         listening({"eth1": 161}, {"eth1": "red"}, TABLES)))
+    interfaces = rows(seen(daemon), "listening-interface", "name")
+    assert interfaces["l3-eth1"]["reason"] == "the agent is disabled"
+
+
+def test_targets(daemon):
+    start(daemon, targets({"a": (FAR, 162, "red"), "b": (FAR, 163, None),
+                           "c": ("2001:db8::9", 162, "red")}, TABLES))
+    assert rows(seen(daemon), "target", "name") == {
+        "a": {"rule": "true"},
+        "b": {"rule": "false", "reason": "the target is in no VRF"},
+        "c": {"rule": "false", "reason": "targets with an IPv6 address get none"}}
+
+
+def test_faults_are_kept(daemon):
+    start(daemon)
+    daemon.reload("{")
+    state = seen(daemon)
+    fault = state.findall(".//state:fault", NS)[-1]
+    assert "start-up configuration refused" in fault.findtext("state:text", namespaces=NS)
+    assert fault.findtext("state:code", namespaces=NS) == "0"
+
+
+def test_role_and_counters(daemon):
+    start(daemon)
+    assert seen(daemon).findtext("state:ha-role", namespaces=NS) == "unknown"
+    for number, role in ((signal.SIGUSR1, "active"), (signal.SIGUSR2, "standby")):
+        daemon.tell(number)
+        wait_until(lambda role=role: seen(daemon).findtext("state:ha-role",
+                                                           namespaces=NS) == role, role)
+    before = int(seen(daemon).findtext(".//state:commits", namespaces=NS))
+    daemon.reload(configuration(DEFAULT, communities=("public", "ops")))
+    daemon.reload(configuration(DEFAULT, communities=("public", "ops")))
+    assert int(seen(daemon).findtext(".//state:commits", namespaces=NS)) == before + 1
+
+
+def test_what_is_seen_cannot_be_edited(daemon):
+    start(daemon)
+    with Client(daemon.netconf_socket) as client:
+        with pytest.raises(Exception, match="snmp-state"):
+            client.edit('<snmp-state xmlns="urn:snmp-app:state"><ha-role>active</ha-role>'
+                        "</snmp-state>")
