@@ -9,13 +9,14 @@ import contextlib
 import os
 import re
 import signal
+import subprocess
 import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests"))
 # pylint: disable=wrong-import-position
 from lab import snmp, traps
-from lab.daemon import Daemon, configuration, listening, merged, targets
+from lab.daemon import TREE, Daemon, configuration, listening, merged, targets
 from lab.network import claim_run_folder
 from lab.site import BLUE, DEFAULT, RED, RED_V6, TABLES, Site
 from lab.wait import wait_until
@@ -200,6 +201,17 @@ def show_target(show, site):
         show.expect("... and the default route", lambda: arrives_at("default"))
 
 
+def show_state(show, build):
+    show.step("9. What an operator sees: snmp-app-show")
+    done = subprocess.run(
+        [os.path.join(build, "client/snmp-app-show"), "--socket", show.daemon.netconf_socket],
+        capture_output=True, text=True, check=False,
+        env={**os.environ, "SNMP_APP_MODELS": os.path.join(TREE, "yang")})
+    print("".join(f"   {line}\n" for line in (done.stdout + done.stderr).splitlines()))
+    show.expect("the agent's listeners, the redirect of l3-eth2 and the target are told",
+                lambda: all(text in done.stdout for text in (f"{MOVED}:161", "l3-eth2", "noc")))
+
+
 def keep_running(show):
     show.step("The demo keeps running. Ctrl-C ends it.")
     inside = f"sudo nsenter --net --mount --target {os.getpid()} nsenter --net=/run/netns"
@@ -243,6 +255,7 @@ def main():
         show_three_networks(show, site)
         show_removal(show, site)
         show_target(show, site)
+        show_state(show, arguments.build)
         if not arguments.once:
             keep_running(show)
         show.step("The daemon ends on SIGTERM")

@@ -1,11 +1,13 @@
 """What operators see of the daemon at work."""
 
+import json
 import os
 import signal
+import subprocess
 
 import pytest
 
-from lab.daemon import Daemon, configuration, listening, merged, targets
+from lab.daemon import TREE, Daemon, configuration, listening, merged, targets
 from lab.netconf import NS, Client
 from lab.site import DEFAULT, FAR, TABLES, Site
 from lab.wait import wait_until
@@ -120,3 +122,41 @@ def test_what_is_seen_cannot_be_edited(daemon):
         with pytest.raises(Exception, match="snmp-state"):
             client.edit('<snmp-state xmlns="urn:snmp-app:state"><ha-role>active</ha-role>'
                         "</snmp-state>")
+
+
+def show(daemon, build, *options, socket=None):
+    """snmp-app-show as an operator runs it."""
+    return subprocess.run(
+        [os.path.join(build, "client/snmp-app-show"), "--socket", socket or daemon.netconf_socket,
+         *options],
+        capture_output=True, text=True, check=False, timeout=30,
+        env={**os.environ, "SNMP_APP_MODELS": os.path.join(TREE, "yang")})
+
+
+def test_show_prints_tables(daemon, build):
+    start(daemon, listening({"eth1": 161}, {"eth1": "red"}, TABLES),
+          targets({"noc": (FAR, 162, "red")}, TABLES))
+    daemon.wait_record("Forced ConfD's bind of SNMP, returned 0")
+    done = show(daemon, build)
+    assert done.returncode == 0, done.stderr
+    lines = [" ".join(line.split()) for line in done.stdout.splitlines()]
+    assert any(line.startswith(f"{DEFAULT}:161 yes 20") for line in lines), done.stdout
+    assert "l3-eth1 red eth1 161 60600 yes -" in lines
+    assert "noc yes -" in lines
+    assert lines[0].startswith("Role: unknown retry pending: no")
+
+
+def test_show_prints_json(daemon, build):
+    start(daemon, targets({"noc": (FAR, 162, None)}, TABLES))
+    done = show(daemon, build, "--json")
+    state = json.loads(done.stdout)["snmp-app-state:snmp-state"]
+    assert state["target"] == [{"name": "noc", "rule": False,
+                                "reason": "the target is in no VRF"}]
+
+
+def test_show_without_a_daemon_says_so(daemon, build, tmp_path):
+    done = show(daemon, build, socket=str(tmp_path / "nowhere"))
+    assert done.returncode == 1
+    assert "cannot reach the daemon at" in done.stderr and "nowhere" in done.stderr
+    assert show(daemon, build, "--colour").returncode == 2
+    assert "usage:" in show(daemon, build, "--colour").stderr

@@ -1,0 +1,109 @@
+"""The package that was built, and a throw-away copy of this machine that it is installed on."""
+
+import glob
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+
+import pytest
+
+sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+# pylint: disable=wrong-import-position
+from lab.network import claim_run_folder, run
+from lab.site import Site
+
+
+@pytest.fixture(scope="session")
+def package():
+    """The path of the one package in the build folder."""
+    found = glob.glob(os.path.join(os.environ["SNMP_APP_PACKAGE_BUILD"], "snmp-app_*.deb"))
+    assert len(found) == 1, f"one package expected: {found}"
+    return found[0]
+
+
+@pytest.fixture(scope="session")
+def content(package, tmp_path_factory):
+    """The package's files, unpacked."""
+    folder = tmp_path_factory.mktemp("content")
+    run("dpkg-deb", "-x", package, str(folder))
+    yield folder
+    shutil.rmtree(folder)
+
+
+class Root:
+    """This machine's root file system, where what is written goes to memory and is forgotten."""
+
+    def __init__(self):
+        self._folder = tempfile.mkdtemp(prefix="snmp-app-root-")
+        self.path = os.path.join(self._folder, "root")
+        layer = os.path.join(self._folder, "layer")
+        try:
+            for name in (self.path, layer):
+                os.mkdir(name)
+            run("mount", "-t", "tmpfs", "tmpfs", layer)
+            for name in ("upper", "work"):
+                os.mkdir(os.path.join(layer, name))
+            run("mount", "-t", "overlay", "overlay", "-o",
+                f"lowerdir=/,upperdir={layer}/upper,workdir={layer}/work", self.path)
+            run("mount", "-t", "proc", "proc", self.inside("/proc"))
+            run("mount", "--rbind", "/dev", self.inside("/dev"))
+            run("mount", "-t", "tmpfs", "tmpfs", self.inside("/run"))
+        except BaseException:
+            self.remove()
+            raise
+
+    def inside(self, path):
+        return self.path + path
+
+    def run(self, *words):
+        return run("chroot", self.path, *words)
+
+    def remove(self):
+        for name in ("root", "layer"):
+            subprocess.run(["umount", "--recursive", "--lazy", os.path.join(self._folder, name)],
+                           capture_output=True, check=False)
+        for name in ("root", "layer"):
+            folder = os.path.join(self._folder, name)
+            # Nothing of a file system that is still mounted is ever deleted: it must be empty.
+            if os.path.isdir(folder):
+                os.rmdir(folder)
+        os.rmdir(self._folder)
+
+
+def why_not_root():
+    """Why nothing can be installed here, or None."""
+    if os.getuid() != 0:
+        return "not root"
+    with open("/proc/self/uid_map", encoding="ascii") as file:
+        if int(file.read().split()[2]) < 65536:
+            return "root of a user namespace only, which has no other users"
+    return None
+
+
+@pytest.fixture(scope="session")
+def run_folder():
+    reason = why_not_root()
+    if reason:
+        pytest.skip(reason)
+    claim_run_folder()
+
+
+@pytest.fixture
+def root(run_folder, package):
+    """A copy of this machine with the package installed."""
+    copy = Root()
+    try:
+        os.makedirs(copy.inside("/run/package"))
+        shutil.copy(package, copy.inside("/run/package/snmp-app.deb"))
+        copy.run("dpkg", "--install", "/run/package/snmp-app.deb")
+        yield copy
+    finally:
+        copy.remove()
+
+
+@pytest.fixture
+def site(run_folder):
+    with Site() as instance:
+        yield instance
