@@ -14,6 +14,7 @@ TEST_PACKAGES="clang-format clang-tidy g++-i686-linux-gnu googletest libgmock-de
   librapidcheck-dev openssh-server python3-ncclient python3-pytest socat
   strace yangcli"
 BENCH_PACKAGES="libbenchmark-dev"
+PACKAGE_PACKAGES="dpkg-dev man-db python3-pytest strace systemd"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
 COVERAGE_PACKAGES="gcovr"
 
@@ -50,7 +51,7 @@ build_daemon() {
   say "Building the daemon (build/release)"
   log=$(cmake --preset release -DSNMP_APP_TESTS=OFF -DSNMP_APP_BENCH=OFF "$@" 2>&1) ||
     { echo "$log" >&2; fail "cmake refused the tree"; }
-  cmake --build --preset release --target snmp-app
+  cmake --build --preset release --target snmp-app snmp-app-show
 }
 
 # The command that runs another one as root of a network and mount namespace of its own, so that

@@ -123,8 +123,9 @@ std::string InterfacesXml(int cdb_socket) {
   const bool enabled = ReadAgentEnabled(cdb_socket);
   const int count = Count(cdb_socket, kListening);
   std::string content;
-  for (int i = 0; i < count; ++i)
+  for (int i = 0; i < count; ++i) {
     content += InterfaceXml(cdb_socket, Entry(kListening, i), enabled);
+  }
   return content;
 }
 

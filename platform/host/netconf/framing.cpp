@@ -16,6 +16,13 @@ constexpr unsigned long long kLargestChunk = 4294967295ULL;
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
+/// How many bytes at the end of the input may be the begin of an end of message.
+size_t BegunEnd(const std::string& input) {
+  size_t size = std::min(input.size(), kEndOfMessage.size() - 1);
+  while (input.compare(input.size() - size, size, kEndOfMessage, 0, size) != 0) --size;
+  return size;
+}
+
 /// The number in a chunk's header. The text holds at most ten characters.
 size_t ParseSize(const std::string& digits) {
   if (digits.empty() || digits[0] == '0' || !std::all_of(digits.begin(), digits.end(), IsDigit)) {
@@ -47,7 +54,8 @@ bool FrameDecoder::IsWithinMessage() const {
 
 std::optional<std::string> FrameDecoder::NextDelimited() {
   const size_t end = input_.find(kEndOfMessage, std::max(searched_, taken_));
-  CheckSize(end == std::string::npos ? Available() : end - taken_);
+  const size_t message_end = end == std::string::npos ? input_.size() - BegunEnd(input_) : end;
+  CheckSize(message_end - std::min(message_end, taken_));
   if (end == std::string::npos) {
     searched_ = input_.size() - std::min(input_.size(), kEndOfMessage.size() - 1);
     return std::nullopt;

@@ -72,12 +72,13 @@ std::string ErrorPath(const ly_ctx* context, const std::string& path) {
   std::string declarations;
   for (const std::string& name : modules) {
     const lys_module* found = ly_ctx_get_module_implemented(context, name.c_str());
-    if (found != nullptr)
+    if (found != nullptr) {
       declarations.append(" xmlns:")
           .append(name)
           .append("=\"")
           .append(EscapeXml(found->ns))
           .append("\"");
+    }
   }
   return "<error-path" + declarations + ">" + EscapeXml(text) + "</error-path>";
 }

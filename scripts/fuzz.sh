@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Feeds the parsers random input: scripts/fuzz.sh [SECONDS], for each harness of fuzz/; 30 without.
+# Every input of fuzz/corpus is tried first. SNMP_APP_FUZZ_BUILD names another folder to build in.
+set -uo pipefail
+cd "$(dirname "$0")/.." || exit 1
+. scripts/common.sh
+
+seconds=${1:-30}
+[[ $# -le 1 && $seconds =~ ^[1-9][0-9]*$ ]] || fail "usage: scripts/fuzz.sh [SECONDS]"
+build=${SNMP_APP_FUZZ_BUILD:-build/fuzz}
+findings=$build/findings
+limits="-rss_limit_mb=1024 -timeout=20 -max_len=4096"
+
+build_fuzzers() {
+  cmake --preset fuzz -B "$build" --log-level=WARNING && cmake --build "$build" --target fuzzers
+}
+
+# Tries each input in a process of its own, so that one finding does not hide another.
+replay() {
+  local name=$1 input status=0 inputs=(fuzz/corpus/"$1"/*)
+  [ -f "${inputs[0]}" ] || { echo "$name: FAILED, fuzz/corpus/$name has no input"; return 1; }
+  for input in "${inputs[@]}"; do
+    # shellcheck disable=SC2086
+    "$build/fuzz/$name" $limits -artifact_prefix="$findings/$name-" "$input" \
+      >"$build/$name.replay" 2>&1 && continue
+    echo "$name: FAILED on $input"
+    grep -E 'PROPERTY BROKEN|ERROR: |runtime error|what\(\)' "$build/$name.replay"
+    status=1
+  done
+  return $status
+}
+
+explore() {
+  local name=$1 log=$build/$1.log dictionary=() status
+  [ ! -f "fuzz/$name.dict" ] || dictionary=(-dict="fuzz/$name.dict")
+  mkdir -p "$build/corpus/$name"
+  # shellcheck disable=SC2086
+  "$build/fuzz/$name" $limits "${dictionary[@]}" -max_total_time="$seconds" -print_final_stats=1 \
+    -artifact_prefix="$findings/$name-" "$build/corpus/$name" "fuzz/corpus/$name" >"$log" 2>&1
+  status=$?
+  awk -v name="$name" '
+    /^stat::number_of_executed_units:/ { executions = $2 }
+    /^stat::average_exec_per_sec:/ { speed = $2 }
+    { for (i = 1; i < NF; ++i) if ($i == "cov:") coverage = $(i + 1) }
+    END {
+      printf "%-16s %10d executions %8d/s, %5d edges covered\n", name, executions, speed, coverage
+      exit executions == 0
+    }' "$log" || { echo "$name: FAILED, nothing was executed"; tail -n 5 "$log"; return 1; }
+  [ $status -ne 0 ] || return 0
+  echo "$name: FAILED, input in $findings, log in $log"
+  grep -E 'PROPERTY BROKEN|ERROR: |runtime error|what\(\)|Test unit written' "$log"
+  return 1
+}
+
+# shellcheck disable=SC2086
+need_packages $BUILD_PACKAGES $FUZZ_PACKAGES
+build_fuzzers || fail "the harnesses could not be built"
+rm -rf "$findings" && mkdir -p "$findings"
+failed=0
+for source in fuzz/*_fuzz.cpp; do
+  name=$(basename "$source" .cpp)
+  if replay "$name"; then
+    explore "$name" || failed=1
+  else
+    echo "$name: not explored, as inputs of fuzz/corpus fail"
+    failed=1
+  fi
+done
+exit $failed
