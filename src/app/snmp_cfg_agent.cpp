@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
-#include <regex>
 #include <sstream>
 
 #include "app/confd_names.h"
@@ -111,17 +110,17 @@ struct ExtraEntry {
   std::string port;
 };
 
-/// Splits "address:port" at its last colon and drops brackets; false for any other word.
+/// Splits "address:port" at its last colon and drops brackets; false for any other word, which does
+/// not match ":\d+$". The library's expressions recurse once per digit, so that a long word would
+/// end the process, and take longer to build than the probe that they are for.
 bool ParseExtraEntry(const std::string& word, ExtraEntry* entry) {
-  // Building it takes longer than the probe that it is for, and the list may have thousands.
-  static const std::regex port_pattern(":\\d+$");
-  std::smatch match;
-  if (!std::regex_search(word, match, port_pattern)) return false;
-  entry->address = match.prefix();
+  const size_t colon = word.find_last_not_of("0123456789");
+  if (colon == std::string::npos || word[colon] != ':' || colon + 1 == word.size()) return false;
+  entry->address = word.substr(0, colon);
   entry->address.erase(std::remove_if(entry->address.begin(), entry->address.end(),
                                       [](char c) { return c == '[' || c == ']'; }),
                        entry->address.end());
-  entry->port = match.str().substr(1);
+  entry->port = word.substr(colon + 1);
   return true;
 }
 

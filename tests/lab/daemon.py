@@ -41,9 +41,13 @@ class Daemon:
         return self
 
     def __exit__(self, *_):
-        if self.process is not None and self.process.poll() is None:
+        try:
+            if self.process is not None and self.process.poll() is None:
+                self.stop()
+        except subprocess.TimeoutExpired:
             self.kill()
-        self._folder.cleanup()
+        finally:
+            self._folder.cleanup()
 
     @property
     def startup_file(self):

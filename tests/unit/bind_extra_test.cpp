@@ -7,6 +7,7 @@
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 class BindExtraTest : public AgentTest {
  protected:
@@ -56,6 +57,14 @@ TEST_F(BindExtraTest, SkipsOtherWordsAndLogsNothingElse) {
   EXPECT_THAT(LogLines(),
               ElementsAre(Extra("Extra list: 10.0.0.1 host: a:161x"), Extra("Processing 10.0.0.1"),
                           Extra("Processing host:"), Extra("Processing a:161x")));
+}
+
+TEST_F(BindExtraTest, SkipsAWordOfTensOfThousandsOfDigits) {
+  // The room for the list's text grows with its entries.
+  std::vector<std::string> words(8, "host:");
+  words[0] = std::string(60000, '1');
+  EXPECT_TRUE(BindExtra(agent::List(words)));
+  EXPECT_THAT(Probes(), IsEmpty());
 }
 
 TEST_F(BindExtraTest, SkippedWordsDoNotChangeAFailure) {
