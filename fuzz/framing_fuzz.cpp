@@ -78,6 +78,19 @@ PieceSizes Pieces(size_t size) {
   return pieces;
 }
 
+/// Within a message, the chunks of another one cannot be told from it; elsewhere they can.
+void CheckEnd(Input input, const Outcome& outcome) {
+  const bool is_chunked =
+      input.framing == Framing::kChunks ||
+      (input.framing == Framing::kChunksAfterFirst && !outcome.messages.empty());
+  if (!is_chunked || outcome.is_refused || input.limit == 0) return;
+  input.stream += host::FrameChunked("x");
+  std::vector<std::string> messages = outcome.messages;
+  messages.emplace_back("x");
+  const bool is_taken = Decode(input, Pieces(input.stream.size())).messages == messages;
+  Require(is_taken == !outcome.ends_within, "another message is taken unless one has begun");
+}
+
 /// The outcome, which every way of cutting has.
 Outcome DecodeEveryWay(const Input& input) {
   Outcome whole = Decode(input, Pieces(std::max<size_t>(input.stream.size(), 1)));
@@ -86,6 +99,7 @@ Outcome DecodeEveryWay(const Input& input) {
   for (const std::string& message : whole.messages) {
     Require(message.size() <= input.limit, "no message is longer than the limit");
   }
+  CheckEnd(input, whole);
   return whole;
 }
 

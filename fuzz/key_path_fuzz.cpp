@@ -1,6 +1,9 @@
 // The text of paths: what parses, printed again parses to the same.
+#include <algorithm>
 #include <cstdarg>
 #include <cstdint>
+#include <functional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -49,6 +52,26 @@ void CheckSteps(const std::vector<common::PathStep>& steps) {
   Require(common::ParsePath(printed) == steps, "a printed path parses to the same");
 }
 
+/// Steps made of the input: a line's words are name, prefix and keys.
+std::vector<common::PathStep> MakeSteps(std::string text) {
+  for (const char c : {'/', ':', '{', '}', '[', ']'})
+    std::replace(text.begin(), text.end(), c, '_');
+  std::vector<common::PathStep> steps;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    common::PathStep step;
+    if (!(words >> step.name)) continue;
+    words >> step.prefix;
+    for (std::string key; words >> key;) step.keys.push_back(key);
+    const size_t hash = std::hash<std::string>()(line);
+    if (step.keys.empty() && hash % 2 == 0) step.keys.emplace_back();
+    if (hash % 3 == 0) step.index = static_cast<int>(hash % 1000000000);
+    steps.push_back(step);
+  }
+  return steps;
+}
+
 /// As a format whose every '%' is doubled, a text stands for itself.
 void CheckFormat(const std::string& text) {
   std::string format;
@@ -62,6 +85,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   // Paths come as C strings, so there is no zero byte within.
   const std::string text = std::string(reinterpret_cast<const char*>(data), size).c_str();
   CheckFormat(text);
+  const std::vector<common::PathStep> made = MakeSteps(text);
+  if (!made.empty()) CheckSteps(made);
   std::vector<common::PathStep> steps;
   try {
     steps = common::ParsePath(text);

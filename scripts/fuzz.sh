@@ -9,19 +9,20 @@ seconds=${1:-30}
 [[ $# -le 1 && $seconds =~ ^[1-9][0-9]*$ ]] || fail "usage: scripts/fuzz.sh [SECONDS]"
 build=${SNMP_APP_FUZZ_BUILD:-build/fuzz}
 findings=$build/findings
-limits="-rss_limit_mb=1024 -timeout=20 -max_len=4096"
+limits="-rss_limit_mb=1024 -timeout=20"
 
 build_fuzzers() {
   cmake --preset fuzz -B "$build" --log-level=WARNING && cmake --build "$build" --target fuzzers
 }
 
 # Tries each input in a process of its own, so that one finding does not hide another.
+# The fuzzer would cut an input off at the greatest length, so that is there for new ones only.
 replay() {
   local name=$1 input status=0 inputs=(fuzz/corpus/"$1"/*)
   [ -f "${inputs[0]}" ] || { echo "$name: FAILED, fuzz/corpus/$name has no input"; return 1; }
   for input in "${inputs[@]}"; do
     # shellcheck disable=SC2086
-    "$build/fuzz/$name" $limits -artifact_prefix="$findings/$name-" "$input" \
+    "$build/fuzz/$name" $limits -max_len=1000000 -artifact_prefix="$findings/$name-" "$input" \
       >"$build/$name.replay" 2>&1 && continue
     echo "$name: FAILED on $input"
     grep -E 'PROPERTY BROKEN|ERROR: |runtime error|what\(\)' "$build/$name.replay"
@@ -35,8 +36,9 @@ explore() {
   [ ! -f "fuzz/$name.dict" ] || dictionary=(-dict="fuzz/$name.dict")
   mkdir -p "$build/corpus/$name"
   # shellcheck disable=SC2086
-  "$build/fuzz/$name" $limits "${dictionary[@]}" -max_total_time="$seconds" -print_final_stats=1 \
-    -artifact_prefix="$findings/$name-" "$build/corpus/$name" "fuzz/corpus/$name" >"$log" 2>&1
+  "$build/fuzz/$name" $limits -max_len=4096 "${dictionary[@]}" \
+    -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$findings/$name-" \
+    "$build/corpus/$name" "fuzz/corpus/$name" >"$log" 2>&1
   status=$?
   awk -v name="$name" '
     /^stat::number_of_executed_units:/ { executions = $2 }
