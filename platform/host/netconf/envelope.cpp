@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <set>
 
 #include "netconf/rpc_error.h"
 #include "netconf/xml.h"
@@ -27,16 +28,17 @@ bool HasMessageId(const lyd_node* rpc) {
   return false;
 }
 
-/// An attribute as it stands in a tag, with the declaration of its prefix.
-std::string AttributeText(const lyd_attr* attribute) {
-  const char* prefix = attribute->name.prefix;
-  const bool has_prefix = prefix != nullptr && *prefix != '\0';
-  std::string text = " ";
-  if (has_prefix) {
+/// An attribute as it stands in a tag, behind the declaration of its prefix when that is new in
+/// `declared`.
+std::string AttributeText(const lyd_attr* attribute, std::set<std::string>* declared) {
+  const std::string prefix = attribute->name.prefix == nullptr ? "" : attribute->name.prefix;
+  std::string text;
+  if (!prefix.empty() && declared->insert(prefix).second) {
     const char* ns = attribute->name.module_ns == nullptr ? "" : attribute->name.module_ns;
-    text += std::string("xmlns:") + prefix + "=\"" + EscapeXml(ns) + "\" " + prefix + ":";
+    text += " xmlns:" + prefix + "=\"" + EscapeXml(ns) + "\"";
   }
-  return text + attribute->name.name + "=\"" + EscapeXml(attribute->value) + "\"";
+  const std::string name = (prefix.empty() ? "" : prefix + ":") + attribute->name.name;
+  return text + " " + name + "=\"" + EscapeXml(attribute->value) + "\"";
 }
 
 /// The element that a refusal of libyang names, empty when it names none.
@@ -89,9 +91,10 @@ const lyd_node* RpcEnvelope::Operation() const {
 
 std::string RpcEnvelope::Reply(const std::string& content) const {
   std::string attributes;
+  std::set<std::string> declared;
   for (const lyd_attr* attribute = Attributes(envelope_.get()); attribute != nullptr;
        attribute = attribute->next) {
-    attributes += AttributeText(attribute);
+    attributes += AttributeText(attribute, &declared);
   }
   return std::string("<rpc-reply xmlns=\"") + kNetconfNamespace + "\"" + attributes + ">" +
          content + "</rpc-reply>";

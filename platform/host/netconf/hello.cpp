@@ -45,21 +45,31 @@ const lyd_node_opaq* AsOpaque(const lyd_node* node) {
   return reinterpret_cast<const lyd_node_opaq*>(node);
 }
 
+/// Whether a node is that element of the NETCONF namespace.
 bool IsNamed(const lyd_node* node, const char* name) {
-  return node->schema == nullptr && strcmp(AsOpaque(node)->name.name, name) == 0;
+  if (node->schema != nullptr) return false;
+  const ly_opaq_name& found = AsOpaque(node)->name;
+  return strcmp(found.name, name) == 0 && found.module_ns != nullptr &&
+         strcmp(found.module_ns, kNetconfNamespace) == 0;
+}
+
+const lyd_node* FindChild(const lyd_node* parent, const char* name) {
+  const lyd_node* child = lyd_child(parent);
+  while (child != nullptr && !IsNamed(child, name)) child = child->next;
+  return child;
 }
 
 /// Whether a <hello> tells a capability.
-bool Tells(const lyd_node* hello, const char* capability) {
-  for (const lyd_node* list = lyd_child(hello); list != nullptr; list = list->next) {
-    if (!IsNamed(list, "capabilities")) continue;
-    for (const lyd_node* entry = lyd_child(list); entry != nullptr; entry = entry->next) {
-      const std::string text = entry->schema == nullptr ? AsOpaque(entry)->value : "";
-      const size_t begin = text.find_first_not_of(" \t\r\n");
-      if (begin != std::string::npos && text.compare(begin, strlen(capability), capability) == 0) {
-        return true;
-      }
-    }
+bool Tells(const lyd_node* hello, const std::string& capability) {
+  const lyd_node* list = FindChild(hello, "capabilities");
+  if (list == nullptr) return false;
+  for (const lyd_node* entry = lyd_child(list); entry != nullptr; entry = entry->next) {
+    if (!IsNamed(entry, "capability")) continue;
+    const std::string text = AsOpaque(entry)->value;
+    const size_t begin = text.find_first_not_of(" \t\r\n");
+    if (begin == std::string::npos) continue;
+    const size_t end = text.find_last_not_of(" \t\r\n");
+    if (text.substr(begin, end - begin + 1) == capability) return true;
   }
   return false;
 }
@@ -98,6 +108,9 @@ bool UsesChunks(ly_ctx* context, const std::string& hello) {
   if (result != LY_SUCCESS) throw std::runtime_error(TakeErrors(context));
   if (tree == nullptr || !IsNamed(tree.get(), "hello")) {
     throw std::runtime_error("the first message is no hello");
+  }
+  if (FindChild(tree.get(), "session-id") != nullptr) {
+    throw std::runtime_error("the number of a session is the server's to tell");
   }
   if (Tells(tree.get(), kBase11)) return true;
   if (!Tells(tree.get(), kBase10)) throw std::runtime_error("the hello tells no base capability");

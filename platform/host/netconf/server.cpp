@@ -43,7 +43,9 @@ void RemoveStale(boost::asio::io_context& loop, const std::string& path) {
   boost::system::error_code error;
   probe.connect(Protocol::endpoint(path), error);
   if (!error) throw std::runtime_error("another process listens at " + path);
-  if (error == boost::asio::error::connection_refused) unlink(path.c_str());
+  struct stat status = {};
+  const bool is_socket = lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode);
+  if (error == boost::asio::error::connection_refused && is_socket) unlink(path.c_str());
 }
 
 }  // namespace
