@@ -1,0 +1,65 @@
+#include "rpc_fixture.h"
+
+namespace host_test {
+
+void RpcTest::SetUp() {
+  NetconfTest::SetUp();
+  if (IsSkipped()) return;
+  engine_ = std::make_unique<host::Engine>(MODELS_FOLDER, folder_.Path("running.json"), nullptr,
+                                           nullptr, kStandardFolder);
+  datastores_ = std::make_unique<host::Datastores>(engine_.get());
+  const auto kill = [this](host::SessionId session) {
+    killed_ = session == 7 ? session : 0;
+    return session == 7;
+  };
+  handler_ = std::make_unique<host::RpcHandler>(
+      datastores_.get(), host::RpcServices{[] { return host::Tree(); }, kill});
+}
+
+Reply RpcTest::Handle(const std::string& message, host::SessionId session) {
+  const host::RpcReply answer = handler_->Handle(session, message);
+  EXPECT_TRUE(IsWellFormed(engine_->Models(), answer.xml)) << answer.xml;
+  Reply reply{answer.xml, answer.closes, "ok", "", "", ""};
+  if (!answer.is_error) return reply;
+  reply.tag = TextOf(answer.xml, "error-tag");
+  reply.path = TextOf(answer.xml, "error-path");
+  reply.message = TextOf(answer.xml, "error-message");
+  reply.info = TextOf(answer.xml, "error-info");
+  return reply;
+}
+
+Reply RpcTest::Edit(const std::string& content, const std::string& target,
+                    const std::string& options, host::SessionId session) {
+  return Ask("<edit-config><target><" + target + "/></target>" + options + "<config>" + content +
+                 "</config></edit-config>",
+             session);
+}
+
+std::string RpcTest::Config(const std::string& datastore) {
+  return TextOf(Ask("<get-config><source><" + datastore + "/></source></get-config>").xml, "data");
+}
+
+std::string Agent(const std::string& content) {
+  return "<confdConfig xmlns=\"urn:snmp-app:dyncfg\"><snmpAgent>" + content +
+         "</snmpAgent></confdConfig>";
+}
+
+std::string Target(const std::string& content) {
+  return "<snmp xmlns=\"urn:snmp-app:snmp\"><target>" + content + "</target></snmp>";
+}
+
+std::string Interface(const std::string& content) {
+  return "<config xmlns=\"urn:snmp-app:config\"><interface><l3>" + content +
+         "</l3></interface></config>";
+}
+
+std::string OnTarget(const std::string& operation, const std::string& datastore) {
+  return "<" + operation + "><target><" + datastore + "/></target></" + operation + ">";
+}
+
+std::string Copy(const std::string& target, const std::string& source) {
+  return "<copy-config><target><" + target + "/></target><source>" + source +
+         "</source></copy-config>";
+}
+
+}  // namespace host_test

@@ -1,0 +1,173 @@
+// Sessions on a socket.
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <string>
+
+#include "session_fixture.h"
+
+namespace host_test {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+
+constexpr std::chrono::milliseconds kShort(50);
+
+const std::string kLock = "<lock><target><running/></target></lock>";
+TEST_F(SessionTest, TheHelloTellsCapabilitiesAndTheSession) {
+  const auto server = NewServer();
+  const auto client = Connect();
+  EXPECT_THAT(client->Receive(),
+              AllOf(HasSubstr("<capability>urn:ietf:params:netconf:base:1.1</capability>"),
+                    HasSubstr("urn:snmp-app:snmp?module=snmp&amp;revision=2026-11-21"),
+                    HasSubstr("<session-id>1</session-id>")));
+}
+
+TEST_F(SessionTest, AClientWithoutAHelloIsSentAway) {
+  host::SessionLimits limits;
+  limits.hello = kShort;
+  const auto server = NewServer(limits);
+  const auto client = Connect();
+  client->Send("<hello");
+  EXPECT_TRUE(client->IsClosed());
+  EXPECT_EQ(Counter("dropped-sessions"), "1");
+}
+
+class BadHello : public SessionTest, public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(BadHello, EndsTheSession) {
+  const auto server = NewServer();
+  const auto client = Connect();
+  client->Send(GetParam() + "]]>]]>");
+  EXPECT_TRUE(client->IsClosed());
+  EXPECT_EQ(Counter("in-bad-hellos"), "1");
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, BadHello,
+                         ::testing::Values("", "text", "<hello", Rpc("<commit/>"), HelloText("2.0"),
+                                           R"(<hello xmlns="urn:ietf:params:xml:ns:netconf:)"
+                                           R"(base:1.0"/>)"));
+
+INSTANTIATE_TEST_SUITE_P(WithASessionId, BadHello,
+                         ::testing::Values(HelloText("1.1", "<session-id>4</session-id>")));
+
+INSTANTIATE_TEST_SUITE_P(OfAnotherNamespace, BadHello,
+                         ::testing::Values(R"(<hello xmlns="urn:x"><capabilities><capability>)"
+                                           "urn:ietf:params:netconf:base:1.1</capability>"
+                                           "</capabilities></hello>"));
+
+INSTANTIATE_TEST_SUITE_P(OfALongerVersion, BadHello, ::testing::Values(HelloText("1.10")));
+
+TEST_F(SessionTest, AMessageThatIsNotFinishedEndsTheSession) {
+  host::SessionLimits limits;
+  limits.message = kShort;
+  const auto server = NewServer(limits);
+  const auto client = Connect();
+  client->Greet();
+  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>"));
+  client->Send("\n#");
+  EXPECT_TRUE(client->IsClosed());
+  EXPECT_EQ(Counter("dropped-sessions"), "1");
+}
+
+TEST_F(SessionTest, AnIdleSessionStays) {
+  host::SessionLimits limits;
+  limits.hello = limits.message = limits.reply = kShort;
+  const auto server = NewServer(limits);
+  const auto client = Connect();
+  client->Greet();
+  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>"));
+  const auto end = std::chrono::steady_clock::now() + 3 * kShort;
+  ASSERT_TRUE(RunUntil(&loop_, [&] { return std::chrono::steady_clock::now() > end; }));
+  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>"));
+}
+
+TEST_F(SessionTest, AClientThatDoesNotReadIsSentAway) {
+  host::SessionLimits limits;
+  limits.reply = kShort;
+  const auto server = NewServer(limits);
+  const auto client = Connect();
+  client->Greet();
+  client->Ask(kLock);
+  // More replies than a socket's buffer holds; the requests fit.
+  for (int i = 0; i < 60; ++i) client->Request("<get/>", i);
+  const auto other = Connect();
+  other->Greet();
+  EXPECT_TRUE(
+      RunUntil(&loop_, [&] { return other->Ask(kLock).find("<ok/>") != std::string::npos; }));
+  EXPECT_EQ(Counter("dropped-sessions"), "1");
+}
+
+TEST_F(SessionTest, OneSessionTooManyIsClosedAtOnce) {
+  host::SessionLimits limits;
+  limits.sessions = 2;
+  const auto server = NewServer(limits);
+  const auto first = Connect();
+  auto second = Connect();
+  first->Greet();
+  second->Greet();
+  EXPECT_TRUE(Connect()->IsClosed());
+  EXPECT_THAT(second->Ask("<close-session/>"), HasSubstr("<ok/>"));
+  EXPECT_TRUE(second->IsClosed());
+  EXPECT_THAT(first->Ask("<commit/>"), HasSubstr("<ok/>"));
+  EXPECT_NE(Connect()->Greet(), 0U);
+}
+
+class BrokenStream : public SessionTest, public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(BrokenStream, EndsTheSession) {
+  host::SessionLimits limits;
+  limits.message_size = 500;
+  const auto server = NewServer(limits);
+  const auto client = Connect();
+  client->Greet();
+  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>"));
+  client->Send(GetParam());
+  EXPECT_TRUE(client->IsClosed());
+  EXPECT_EQ(Counter("dropped-sessions"), "1");
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, BrokenStream, ::testing::Values("\n#501\n", "<rpc", "\n##\n"));
+
+TEST_F(SessionTest, AMessageThatIsNoRequestIsAnsweredAndEndsTheSession) {
+  const auto server = NewServer();
+  const auto client = Connect();
+  client->Greet();
+  client->Send("\n#4\n<rpc\n##\n");
+  EXPECT_THAT(client->Receive(), HasSubstr("<error-tag>malformed-message</error-tag>"));
+  EXPECT_TRUE(client->IsClosed());
+  EXPECT_EQ(Counter("in-bad-rpcs"), "1");
+}
+
+TEST_F(SessionTest, KillSessionEndsAnotherOneAndItsLock) {
+  const auto server = NewServer();
+  const auto victim = Connect();
+  const auto killer = Connect();
+  const unsigned int id = victim->Greet();
+  killer->Greet();
+  EXPECT_THAT(victim->Ask(kLock), HasSubstr("<ok/>"));
+  EXPECT_THAT(killer->Ask(kLock), AllOf(HasSubstr("lock-denied"),
+                                        HasSubstr("<session-id>" + std::to_string(id) + "<")));
+  const std::string kill =
+      "<kill-session><session-id>" + std::to_string(id) + "</session-id></kill-session>";
+  EXPECT_THAT(killer->Ask(kill), HasSubstr("<ok/>"));
+  EXPECT_TRUE(victim->IsClosed());
+  EXPECT_THAT(killer->Ask(kLock), HasSubstr("<ok/>"));
+  EXPECT_THAT(killer->Ask(kill), HasSubstr("there is no session"));
+}
+
+TEST_F(SessionTest, ADroppedConnectionGivesItsLockBack) {
+  const auto server = NewServer();
+  const auto dropped = Connect();
+  dropped->Greet();
+  EXPECT_THAT(dropped->Ask(kLock), HasSubstr("<ok/>"));
+  dropped->Close();
+  const auto other = Connect();
+  other->Greet();
+  EXPECT_TRUE(
+      RunUntil(&loop_, [&] { return other->Ask(kLock).find("<ok/>") != std::string::npos; }));
+}
+
+}  // namespace
+}  // namespace host_test
