@@ -1,7 +1,7 @@
 """An open-loop SNMP client: sends requests at a steady rate and counts what is answered.
 
 As a program: load.py ADDRESS PORT RATE, for at least two seconds and until its standard input
-closes; prints the counts as JSON.
+closes; prints the counts, and the longest wait for an answer, as JSON.
 """
 
 import json
@@ -40,8 +40,9 @@ class Counter:
     def __init__(self, address, port, rate):
         self.peer = (address, port)
         self.rate = rate
-        self.sent = 0
+        self.sent_at = []
         self.answered = set()
+        self.longest = 0.0
         self.stop = threading.Event()
         self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.socket.bind(("0.0.0.0", 0))
@@ -50,20 +51,23 @@ class Counter:
         begin = time.monotonic()
         while not self.stop.is_set() or time.monotonic() - begin < self.LEAST_SECONDS:
             due = int((time.monotonic() - begin) * self.rate)
-            while self.sent < due:
-                self.socket.sendto(get_request(self.FIRST + self.sent), self.peer)
-                self.sent += 1
+            while len(self.sent_at) < due:
+                self.socket.sendto(get_request(self.FIRST + len(self.sent_at)), self.peer)
+                self.sent_at.append(time.monotonic())
             self._receive(1 / self.rate)
         # Whatever was sent last has a second to be answered.
         deadline = time.monotonic() + 1
-        while len(self.answered) < self.sent and time.monotonic() < deadline:
+        while len(self.answered) < len(self.sent_at) and time.monotonic() < deadline:
             self._receive(0.05)
-        return {"sent": self.sent, "lost": self.sent - len(self.answered),
-                "seconds": time.monotonic() - begin}
+        return {"sent": len(self.sent_at), "lost": len(self.sent_at) - len(self.answered),
+                "seconds": time.monotonic() - begin, "longest": self.longest}
 
     def _receive(self, seconds):
         while select.select([self.socket], [], [], seconds)[0]:
-            self.answered.add(request_id_of(self.socket.recv(2048)))
+            request_id = request_id_of(self.socket.recv(2048))
+            self.answered.add(request_id)
+            waited = time.monotonic() - self.sent_at[request_id - self.FIRST]
+            self.longest = max(self.longest, waited)
             seconds = 0
 
 
@@ -84,7 +88,7 @@ class Load:
         self.process.wait()
 
     def finish(self):
-        """Ends the sending and returns the counts: sent, lost, seconds."""
+        """Ends the sending and returns the counts: sent, lost, seconds, longest."""
         output, _ = self.process.communicate(timeout=20)
         return json.loads(output)
 

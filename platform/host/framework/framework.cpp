@@ -13,6 +13,7 @@
 #include "runtime/faults.h"
 #include "runtime/log.h"
 #include "runtime/service_manager.h"
+#include "runtime/watchdog.h"
 #include "vkconfd/cdb_session.h"
 
 namespace host {
@@ -65,7 +66,7 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
           folders.models, folders.RunningFile(),
           [this](std::vector<common::Change>& changes) { Deliver(changes); }, &callpoints_,
           StandardModels(folders)),
-      agent_(Loop(), LogAgentText),
+      agent_(LogAgentText),
       monitor_(Loop(), [] { Rules::OfProcess().Restore(); }) {
   callpoints_.CheckAgainst(engine_.Models());
   MakeFolder(folders.state);
@@ -76,6 +77,7 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
     const VkConfdCdbSession session(this, CDB_RUNNING, true);
     return target_rules_.Contain(rule, engine_.Running(), session.Socket());
   });
+  SetWatchdogCheck([this] { agent_.Wait(); });
   Engine::SetCurrent(&engine_);
   current = this;
 }
@@ -86,6 +88,7 @@ Framework::~Framework() {
     for (vkconfd::DataHandler* handler : data_handlers_) Disconnect(handler);
   }
   netconf_.reset();
+  SetWatchdogCheck({});
   Rules::EndOfProcess();
   current = nullptr;
   Engine::SetCurrent(nullptr);
@@ -174,6 +177,8 @@ void Framework::Deliver(std::vector<common::Change>& changes) {
   common::Deliver(changes, handlers_, [](const std::string& operation, const std::string& reason) {
     HOST_FAULT(operation + ": " + reason);
   });
+  // Marks, too, are in force when an operator hears that the change is.
+  agent_.Wait();
 }
 
 void Framework::SettleAgent() {
@@ -186,7 +191,8 @@ void Framework::SettleAgent() {
 
 Tree Framework::State() {
   const VkConfdCdbSession session(this, CDB_RUNNING, true);
-  return ReadState(engine_.Models().Context(), session.Socket(), agent_, history_, commits_);
+  return ReadState(engine_.Models().Context(), session.Socket(), agent_.Listeners(), history_,
+                   commits_);
 }
 
 std::vector<ListenerFailure> Framework::RebindAgent() {

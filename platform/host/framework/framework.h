@@ -14,7 +14,7 @@
 #include "netconf/server.h"
 #include "rules/rules_monitor.h"
 #include "runtime/folders.h"
-#include "snmp/agent.h"
+#include "snmp/agent_thread.h"
 #include "vkconfd/base_handler.h"
 #include "vkconfd/config_handler.h"
 #include "vkconfd/data_handler.h"
@@ -71,7 +71,7 @@ class Framework : public VkConfdInterface {
   bool connected_ = false;
   Callpoints callpoints_;
   Engine engine_;
-  SnmpAgent agent_;
+  AgentThread agent_;
   ListenerHistory history_;
   uint64_t commits_ = 0;  ///< That were delivered.
   TargetRules target_rules_;

@@ -63,10 +63,11 @@ std::string ListenerXml(const Endpoint& endpoint, bool bound, const ListenerReco
   return Element("listener", content);
 }
 
-std::string AgentXml(int cdb_socket, const SnmpAgent& agent, const ListenerHistory& history) {
+std::string AgentXml(int cdb_socket, const std::set<Endpoint>& bound,
+                     const ListenerHistory& history) {
   std::string content;
   for (const Endpoint& endpoint : Normalized(ReadAgentListeners(cdb_socket))) {
-    content += ListenerXml(endpoint, agent.Listeners().count(endpoint) > 0, history.Find(endpoint));
+    content += ListenerXml(endpoint, bound.count(endpoint) > 0, history.Find(endpoint));
   }
   return Element("agent", content + Leaf("retry-pending", FactsOfTimers().running > 0));
 }
@@ -166,11 +167,11 @@ std::string FaultsXml() {
 
 }  // namespace
 
-Tree ReadState(ly_ctx* context, int cdb_socket, const SnmpAgent& agent,
+Tree ReadState(ly_ctx* context, int cdb_socket, const std::set<Endpoint>& bound,
                const ListenerHistory& history, uint64_t commits) {
   const std::string xml =
       R"(<snmp-state xmlns="urn:snmp-app:state">)" + Leaf("ha-role", RoleText()) +
-      AgentXml(cdb_socket, agent, history) + InterfacesXml(cdb_socket) + TargetsXml(cdb_socket) +
+      AgentXml(cdb_socket, bound, history) + InterfacesXml(cdb_socket) + TargetsXml(cdb_socket) +
       FaultsXml() +
       Element("counters", Element("commits", commits) + Element("rebinds", history.Rebinds()) +
                               Element("retries", FactsOfTimers().fired)) +

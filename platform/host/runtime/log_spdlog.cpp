@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -76,13 +77,13 @@ std::vector<spdlog::sink_ptr> MakeSinks() {
   std::vector<spdlog::sink_ptr> sinks;
   const bool journal = UnderServiceManager();
   if (journal) {
-    sinks.push_back(std::make_shared<spdlog::sinks::systemd_sink_st>("snmp-app", true));
+    sinks.push_back(std::make_shared<spdlog::sinks::systemd_sink_mt>("snmp-app", true));
     auto formatter = std::make_unique<spdlog::pattern_formatter>();
     formatter->add_flag<LevelName>('*').set_pattern("%* %n [%g:%# %!] %v");
     sinks.back()->set_formatter(std::move(formatter));
   }
   if (!journal || !StandardErrorIsJournal()) {
-    sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_st>());
+    sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
     auto formatter = std::make_unique<spdlog::pattern_formatter>();
     formatter->add_flag<LevelName>('*').set_pattern("%Y-%m-%dT%H:%M:%S.%e %* %n [%g:%# %!] %v");
     sinks.back()->set_formatter(std::move(formatter));
@@ -107,6 +108,8 @@ zlog_category_s* Category(const std::string& name) {
   static const std::vector<spdlog::sink_ptr> sinks = MakeSinks();
   static const spdlog::level::level_enum threshold = Threshold();
   static std::map<std::string, zlog_category_s> categories;
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
   zlog_category_s& category = categories[name];
   if (category.logger == nullptr) {
     category.logger = std::make_shared<spdlog::logger>(name, sinks.begin(), sinks.end());

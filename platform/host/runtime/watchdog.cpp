@@ -3,8 +3,20 @@
 #include <systemd/sd-daemon.h>
 
 #include <cstdint>
+#include <utility>
 
 namespace host {
+
+namespace {
+
+std::function<void()>& Check() {
+  static std::function<void()> check;
+  return check;
+}
+
+}  // namespace
+
+void SetWatchdogCheck(std::function<void()> check) { Check() = std::move(check); }
 
 Watchdog::Watchdog(boost::asio::io_context& loop) {
   uint64_t period_us = 0;
@@ -19,6 +31,7 @@ void Watchdog::Wait() {
   timer_->async_wait([this](const boost::system::error_code& error) {
     // The object may be gone then.
     if (error) return;
+    if (Check()) Check()();
     sd_notify(0, "WATCHDOG=1");
     Wait();
   });

@@ -4,12 +4,15 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
+#include <functional>
 #include <optional>
 
 namespace host {
 
 /// Sends WATCHDOG=1 from the loop at half the period that the service manager asks for, so a loop
 /// that hangs is noticed. Without such a period there is no timer, and nothing is sent.
+///
+/// A check that never returns, of another thread say, keeps the sign of life back, too.
 class Watchdog {
  public:
   /// Reads WATCHDOG_USEC and WATCHDOG_PID. `loop` outlives the object.
@@ -21,5 +24,8 @@ class Watchdog {
   std::chrono::microseconds pause_{0};
   std::optional<boost::asio::steady_timer> timer_;
 };
+
+/// Has the watchdog call `check` before each sign of life; nothing when it is empty.
+void SetWatchdogCheck(std::function<void()> check);
 
 }  // namespace host

@@ -1,0 +1,91 @@
+#include "snmp/agent_thread.h"
+
+#include <pthread.h>
+#include <syslog.h>
+
+#include <boost/asio/post.hpp>
+#include <csignal>
+#include <exception>
+#include <future>
+#include <utility>
+
+namespace host {
+
+namespace {
+
+/// Threads that are started meanwhile take no signals.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_ = {};
+};
+
+}  // namespace
+
+/// What the call returns, when the thread has made it.
+template <typename Call>
+auto AgentThread::Run(Call call) {
+  std::packaged_task<decltype(call())()> task(std::move(call));
+  auto result = task.get_future();
+  // The caller waits, so the task outlives its use.
+  boost::asio::post(loop_, [&task] { task(); });
+  return result.get();
+}
+
+AgentThread::AgentThread(SnmpLog log) : log_(std::move(log)), work_(loop_.get_executor()) {
+  {
+    const SignalsBlocked blocked;
+    thread_ = std::thread([this] { Serve(); });
+  }
+  pthread_setname_np(thread_.native_handle(), "snmp-agent");
+  Run([this] { agent_.emplace(loop_, log_); });
+}
+
+AgentThread::~AgentThread() {
+  Run([this] { agent_.reset(); });
+  work_.reset();
+  thread_.join();
+}
+
+void AgentThread::Serve() {
+  for (;;) {
+    try {
+      loop_.run();
+      return;
+    } catch (const std::exception& exception) {
+      log_(LOG_ERR, std::string("SNMP agent: ") + exception.what());
+    }
+  }
+}
+
+std::vector<ListenerFailure> AgentThread::SetListeners(const std::set<Endpoint>& wanted) {
+  return Run([&] { return agent_->SetListeners(wanted); });
+}
+
+void AgentThread::SetCommunities(const std::vector<std::string>& communities) {
+  Run([&] { agent_->SetCommunities(communities); });
+}
+
+void AgentThread::SetMark(uint16_t port, uint32_t mark) {
+  boost::asio::post(loop_, [this, port, mark] { agent_->SetMark(port, mark); });
+}
+
+std::set<Endpoint> AgentThread::Listeners() {
+  return Run([this] { return agent_->Listeners(); });
+}
+
+void AgentThread::Wait() {
+  Run([] {});
+}
+
+}  // namespace host
