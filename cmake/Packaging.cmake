@@ -31,8 +31,10 @@ if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
 endif()
 
 install_compressed(changelog changelog.Debian share/doc/snmp-app)
-install(FILES packaging/examples/startup.json packaging/examples/sshd-netconf.conf
-        DESTINATION share/doc/snmp-app/examples)
+install(FILES packaging/copyright DESTINATION share/doc/snmp-app)
+install(FILES packaging/examples/startup.json DESTINATION share/doc/snmp-app/examples)
+# postinst links it into sshd's folder where sshd takes it.
+install(FILES packaging/sshd-netconf.conf DESTINATION share/snmp-app)
 install(FILES packaging/snmp-app.service DESTINATION lib/systemd/system)
 install(FILES packaging/50-snmp-app.conf DESTINATION lib/systemd/networkd.conf.d)
 install(FILES packaging/snmp-app-sysusers.conf DESTINATION lib/sysusers.d RENAME snmp-app.conf)
@@ -54,8 +56,8 @@ interfaces by name, in every VRF at once, while addresses and the configuration
 change.")
 # For the user, the folders and the settings that the maintainer scripts make.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS systemd)
-# The IETF's models; without them there is no NETCONF.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS libyuma-base)
+# The IETF's models, without which there is no NETCONF, and what it needs to be reached by SSH.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libyuma-base, openssh-server, socat")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA

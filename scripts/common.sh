@@ -9,10 +9,10 @@ fail() {
 
 BUILD_PACKAGES="cmake g++ libboost-dev libnftables-dev libnl-route-3-dev libsnmp-dev libspdlog-dev
   libsystemd-dev libyang2-dev ninja-build pkg-config"
-SHOW_PACKAGES="iproute2 libyuma-base nftables procps python3 snmp snmptrapd util-linux"
+SHOW_PACKAGES="iproute2 libyuma-base nftables openssh-server procps python3 snmp snmptrapd socat
+  util-linux yangcli"
 TEST_PACKAGES="clang-format clang-tidy g++-i686-linux-gnu googletest libgmock-dev libgtest-dev
-  librapidcheck-dev openssh-server python3-ncclient python3-pytest socat
-  strace yangcli"
+  librapidcheck-dev python3-ncclient python3-pytest strace"
 BENCH_PACKAGES="libbenchmark-dev"
 PACKAGE_PACKAGES="dpkg-dev man-db python3-pytest strace systemd"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
@@ -29,6 +29,13 @@ root_prefix() {
   fi
 }
 
+# The SSH server is wanted in namespaces only: installing it starts none on this machine.
+mask_ssh() {
+  [ -d /run/systemd/system ] || return 0
+  $1 systemctl mask ssh.service ssh.socket
+  echo "No SSH server is started; if this machine is to have one: systemctl unmask ssh.service"
+}
+
 # Installs the packages named that are missing, with the system's package manager.
 need_packages() {
   local missing=() package sudo
@@ -40,6 +47,7 @@ need_packages() {
   sudo=$(root_prefix) ||
     fail "packages are missing and there is neither root nor sudo to install them: ${missing[*]}"
   say "Installing ${missing[*]}"
+  case " ${missing[*]} " in *" openssh-server "*) mask_ssh "$sudo" ;; esac
   $sudo apt-get update -q </dev/null
   $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends \
     "${missing[@]}" </dev/null

@@ -9,7 +9,8 @@ import tempfile
 
 import pytest
 
-sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+TESTS = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+sys.path[:0] = [TESTS, os.path.join(TESTS, "..", "demo")]
 # pylint: disable=wrong-import-position
 from lab.network import claim_run_folder, run
 from lab.site import Site

@@ -1,18 +1,14 @@
-"""The package's fields and files, and the daemon as it is installed."""
+"""The package's fields and files, and what its installation does."""
 
 import os
 import re
 import shutil
-import stat
 import subprocess
 
 import pytest
 
-from lab import snmp
-from lab.daemon import Daemon
+from installed import UNIT, need, settings
 from lab.network import run
-from lab.site import DEFAULT, RED
-from lab.wait import wait_until
 
 FILES = {
     "/etc/snmp-app/",
@@ -23,32 +19,14 @@ FILES = {
     "/usr/lib/sysusers.d/snmp-app.conf",
     "/usr/sbin/snmp-app",
     "/usr/share/doc/snmp-app/changelog.Debian.gz",
-    "/usr/share/doc/snmp-app/examples/sshd-netconf.conf",
+    "/usr/share/doc/snmp-app/copyright",
     "/usr/share/doc/snmp-app/examples/startup.json",
     "/usr/share/man/man1/snmp-app-show.1.gz",
     "/usr/share/man/man5/snmp-app-startup.json.5.gz",
     "/usr/share/man/man8/snmp-app.8.gz",
+    "/usr/share/snmp-app/sshd-netconf.conf",
 }
-UNIT = "usr/lib/systemd/system/snmp-app.service"
-EXAMPLE = "usr/share/doc/snmp-app/examples/startup.json"
-WATCHDOG_US = 200000
-HERE = os.path.dirname(os.path.abspath(__file__))
-TREE = os.path.dirname(os.path.dirname(HERE))
-
-
-def need(program):
-    if shutil.which(program) is None:
-        pytest.skip(f"{program} is missing")
-
-
-def settings(unit_file):
-    """The unit's settings: all the values of each, in their order."""
-    found = {}
-    for line in unit_file.read_text().splitlines():
-        if "=" in line and not line.startswith("#"):
-            name, value = line.split("=", 1)
-            found.setdefault(name, []).append(value)
-    return found
+TREE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 
 def test_name_and_fields(package):
@@ -61,7 +39,7 @@ def test_name_and_fields(package):
     depends = {word.split()[0] for word in fields["Depends"].split(", ")}
     assert {"systemd", "libc6", "libnftables1", "libnl-3-200", "libsnmp40", "libsystemd0",
             "libyang2"} <= depends
-    assert fields["Recommends"] == "libyuma-base"
+    assert fields["Recommends"] == "libyuma-base, openssh-server, socat"
 
 
 def test_content(package):
@@ -129,159 +107,29 @@ def test_installation_and_purge(root):
         assert not os.path.exists(root.inside(path)), path
 
 
-class Confined:
-    """Has a command run in the router, installed and confined as the unit file says."""
-
-    def __init__(self, router, root, capabilities, tracer=()):
-        self.router, self.root, self.tracer = router, root, tracer
-        self.capabilities = ",".join(f"+{name}" for name in capabilities)
-        self.folder = None
-
-    def command(self, *words):
-        return self.router.command("unshare", "--mount", "bash", f"{HERE}/confine.sh",
-                                   self.root.path, self.capabilities, self.folder, *self.tracer,
-                                   *words)
+DROP_IN = "/etc/ssh/sshd_config.d/50-snmp-app.conf"
 
 
-class InstalledDaemon(Daemon):
-    """The installed daemon, with the example of the package as its start-up configuration."""
-
-    def __init__(self, confined):
-        super().__init__(confined, "/")
-        self.program = "/usr/sbin/snmp-app"
-        root = confined.root
-        confined.folder = os.path.dirname(self.state)
-        os.chmod(confined.folder, 0o711)
-        startup = root.inside("/etc/snmp-app/startup.json")
-        shutil.copy(root.inside("/" + EXAMPLE), startup)
-        root.run("chown", "root:snmp-app", "/etc/snmp-app/startup.json")
-        os.chmod(startup, 0o640)
-
-    def start(self, wait=True):
-        # The service manager's socket is there for everybody.
-        mask = os.umask(0)
-        try:
-            super().start(wait=False)
-        finally:
-            os.umask(mask)
-        if wait:
-            self.wait_ready()
-
-    def status(self, field):
-        with open(f"/proc/{self.process.pid}/status", encoding="ascii") as file:
-            return next(line.split(":", 1)[1].split() for line in file
-                        if line.startswith(field + ":"))
-
-    def wait_watchdog(self):
-        """Waits for a sign of life after the readiness; the deadline is the socket's."""
-        self._notify.settimeout(10)
-        while self._notify.recv(4096) != b"WATCHDOG=1":
-            pass
+def test_ssh_server_has_the_subsystem(root):
+    assert os.readlink(root.inside(DROP_IN)) == "/usr/share/snmp-app/sshd-netconf.conf"
+    assert "subsystem netconf /usr/bin/socat" in root.run("/usr/sbin/sshd", "-T")
+    os.unlink(root.inside(DROP_IN))
+    root.run("dpkg", "--install", "/run/package/snmp-app.deb")
+    assert not os.path.lexists(root.inside(DROP_IN)), "taken out by an administrator, and back"
 
 
-def capabilities_of(content):
-    unit = settings(content / UNIT)
-    assert unit["AmbientCapabilities"] == unit["CapabilityBoundingSet"]
-    return [name.lower().replace("cap_", "") for name in unit["AmbientCapabilities"][0].split()]
+def test_removal_takes_the_subsystem_along(root):
+    root.run("dpkg", "--remove", "snmp-app")
+    assert not os.path.lexists(root.inside(DROP_IN))
+    assert "netconf" not in root.run("/usr/sbin/sshd", "-T")
 
 
-@pytest.fixture
-def prepared(site, content):
-    """The example's addresses, and the setting of the kernel that the package brings."""
-    site.router.add_address("eth0", "2001:db8::1/64")
-    site.router.run("/lib/systemd/systemd-sysctl",
-                    str(content / "usr/lib/sysctl.d/50-snmp-app.conf"))
-    # A kernel that does not have the setting says nothing of it.
-    value = site.router.run("sysctl", "-e", "-n", "net.ipv4.udp_l3mdev_accept").strip()
-    assert value in ("", "1")
-    return site
-
-
-def expect_service(site, daemon):
-    """The example's agent answers, its redirect and its routing rules are in the kernel."""
-    assert snmp.get(site.managers["default"], DEFAULT)
-    assert snmp.answers(site.managers["default"], DEFAULT)
-    assert snmp.answers(site.managers["red"], RED)
-    assert site.redirects() == ["eth1 . 161 : 60600"]
-    for family in ("-4", "-6"):
-        rules = site.mark_rules(family)
-        assert len(rules) == 1 and "fwmark 0x64 lookup 100" in rules[0], rules
-    rules = site.destination_rules()
-    assert len(rules) == 1
-    assert re.match(r"1400 from all to 203\.0\.113\.100 ipproto udp dport 162 lookup 100", rules[0])
-    assert not daemon.records(" fault |[Cc]annot |refused")
-
-
-def test_installed_daemon_serves_and_ends(root, prepared, content, monkeypatch):
-    monkeypatch.setenv("WATCHDOG_USEC", str(WATCHDOG_US))
-    monkeypatch.delenv("WATCHDOG_PID", raising=False)
-    with InstalledDaemon(Confined(prepared.router, root, capabilities_of(content))) as daemon:
-        daemon.start()
-        user = root.run("id", "-u", "snmp-app").strip()
-        assert daemon.status("Uid") == [user] * 4 and user != "0"
-        # The bits of CAP_NET_BIND_SERVICE and CAP_NET_ADMIN.
-        for name in ("CapInh", "CapPrm", "CapEff", "CapBnd", "CapAmb"):
-            assert int(daemon.status(name)[0], 16) == 1 << 10 | 1 << 12, name
-        expect_service(prepared, daemon)
-        daemon.wait_watchdog()
-        state = os.stat(root.inside("/var/lib/snmp-app/running.json"))
-        assert stat.S_IMODE(state.st_mode) == 0o600 and str(state.st_uid) == user
-        assert daemon.stop() == 0
-    assert prepared.redirects() == []
-    assert prepared.mark_rules() == [] and prepared.destination_rules() == []
-
-
-@pytest.mark.parametrize("missing, refusal", [
-    ("net_admin", "Operation not permitted"), ("net_bind_service", "Permission denied")])
-def test_every_capability_is_needed(root, prepared, content, missing, refusal):
-    capabilities = capabilities_of(content)
-    capabilities.remove(missing)
-    with InstalledDaemon(Confined(prepared.router, root, capabilities)) as daemon:
-        daemon.start(wait=False)
-        daemon.wait_record(refusal)
-
-
-def group_members(name):
-    """The system calls of a group of systemd's."""
-    members = set()
-    for line in run("systemd-analyze", "--no-pager", "syscall-filter", name).splitlines():
-        word = line.strip()
-        if not line.startswith(" ") or word.startswith("#"):
-            continue
-        members |= group_members(word) if word.startswith("@") else {word}
-    return members
-
-
-def permitted_calls(unit):
-    """Each line adds to the calls that the ones before permit, or takes from them."""
-    permitted = set()
-    assert not unit["SystemCallFilter"][0].startswith("~")
-    for line in unit["SystemCallFilter"]:
-        named = set().union(*map(group_members, line.lstrip("~").split()))
-        permitted = permitted - named if line.startswith("~") else permitted | named
-    return permitted
-
-
-def test_system_calls_are_within_the_filter(root, prepared, content, monkeypatch):
-    monkeypatch.setenv("SNMP_APP_NETCONF_GROUP", "snmp-app")
-    for program in ("systemd-analyze", "strace"):
-        need(program)
-    permitted = permitted_calls(settings(content / UNIT))
-    assert "sendmsg" in permitted and "setuid" not in permitted
-    tracer = ("strace", "-D", "-f", "-q", "-o", "/var/lib/snmp-app/trace")
-    trace = root.inside("/var/lib/snmp-app/trace")
-    confined = Confined(prepared.router, root, capabilities_of(content), tracer)
-    with InstalledDaemon(confined) as daemon:
-        daemon.start()
-        expect_service(prepared, daemon)
-        assert daemon.stop() == 0
-
-    def lines():
-        with open(trace, encoding="utf-8", errors="replace") as file:
-            return file.read().splitlines()
-    wait_until(lambda: lines()[-1].endswith("+++ exited with 0 +++"), "the end of the trace")
-    calls = {match.group(1) for line in lines()
-             if (match := re.match(r"\d+ +(?:<\.\.\. )?(\w+)(?:\(| resumed)", line))}
-    # The last one is for the group of the NETCONF socket, which needs the IETF's models.
-    assert {"execve", "bind", "setsockopt"} <= calls and {"chown", "fchownat"} & calls
-    assert calls - permitted == set()
+def test_ssh_server_with_another_such_subsystem_is_left_alone(root):
+    root.run("dpkg", "--purge", "snmp-app")
+    with open(root.inside("/etc/ssh/sshd_config"), "a", encoding="ascii") as file:
+        file.write("\nSubsystem netconf /bin/false\n")
+    done = subprocess.run(["chroot", root.path, "dpkg", "--install", "/run/package/snmp-app.deb"],
+                          capture_output=True, text=True, check=True)
+    assert "NETCONF over SSH is left off" in done.stderr
+    assert not os.path.lexists(root.inside(DROP_IN))
+    assert "subsystem netconf /bin/false" in root.run("/usr/sbin/sshd", "-T")
