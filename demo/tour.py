@@ -89,22 +89,23 @@ def progress(what):
 
 def keep_running(tour):
     tour.screen.heading("The demo keeps running. Ctrl-C ends it.")
-    inside = f"sudo nsenter --net --mount --target {os.getpid()} nsenter --net=/run/netns"
-    yangcli = " ".join(tour.operator.command()[2:])
+    sudo, user = ("", "--user --preserve-credentials ") if ssh.real_user() else ("sudo ", "")
+    yangcli = " ".join([*ssh.as_real_user(), *tour.operator.command()])
     print(f"""
   By hand, from another terminal:
-    {inside}/router {yangcli}
-    {inside}/router {" ".join(tour.show)}
-    {inside}/router nft list ruleset
-    {inside}/router ip rule
-    {inside}/manager-default snmpwalk -v2c -c public {agent_steps.MOVED} 1.3.6.1.2.1.1
-    {inside}/manager-blue snmpwalk -v2c -c public {BLUE} 1.3.6.1.2.1.1
-    sudo kill -USR1 {tour.daemon.process.pid}      (the node becomes active)
+    at() {{ {sudo}nsenter {user}--net --mount --target {os.getpid()} nsenter --net=/run/netns/"$@"; }}
+    at router {yangcli}
+    at router {" ".join(tour.show)}
+    at router nft list ruleset
+    at router ip rule
+    at manager-default snmpwalk -v2c -c public {agent_steps.MOVED} 1.3.6.1.2.1.1
+    at manager-blue snmpwalk -v2c -c public {BLUE} 1.3.6.1.2.1.1
+    {sudo}kill -USR1 {tour.daemon.process.pid}      (the node becomes active)
   In yangcli, for example:
     create /snmp/agent/listen/interface[name='l3-eth1']/udp-port value=161
     commit
     sget /snmp-state
-""")
+""", flush=True)
     try:
         while tour.daemon.process.poll() is None:
             tour.screen.log()
