@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""How long an SNMP request waits while a NETCONF session works on a large configuration.
+"""How long a NETCONF session on a large configuration waits, and an SNMP request meanwhile.
 
 Runs inside a network and mount namespace of its own: bench/run.
 """
@@ -15,7 +15,7 @@ from lab.daemon import Daemon, configuration, merged
 from lab.load import Load
 from lab.netconf import BASE, Client
 from lab.network import Namespace, claim_run_folder
-from scale import ADDRESS, with_interfaces
+from scale import ADDRESS, timed, with_interfaces
 
 PORT = ('<confdConfig xmlns="urn:snmp-app:dyncfg"><snmpAgent>'
         "<extraIpPorts>198.51.100.1:{}</extraIpPorts></snmpAgent></confdConfig>")
@@ -52,10 +52,10 @@ def measure(router, daemon, count):
     for name, operation in operations(count):
         with Client(daemon.netconf_socket, seconds=60) as client:
             with Load(router, ADDRESS, rate=500) as load:
-                operation(client)
+                took = timed(lambda: operation(client))
                 counts = load.finish()
-        print(f"{count:>10} {name:<28} {counts['longest'] * 1000:>10.1f} {counts['lost']:>6}",
-              flush=True)
+        print(f"{count:>10} {name:<28} {took:>8.0f} {counts['longest'] * 1000:>10.1f} "
+              f"{counts['lost']:>6}", flush=True)
 
 
 def main():
@@ -66,8 +66,9 @@ def main():
     claim_run_folder()
     router = Namespace("router")
     router.add_address("lo", f"{ADDRESS}/32")
-    print("The longest that an SNMP request waits for its answer, at 500 requests a second.\n"
-          f"{'interfaces':>10} {'a session asks for':<28} {'longest ms':>10} {'lost':>6}")
+    print("How long a reply takes, and the longest that an SNMP request waits meanwhile, at 500 a "
+          f"second.\n{'interfaces':>10} {'a session asks for':<28} {'reply ms':>8} "
+          f"{'longest ms':>10} {'lost':>6}")
     for count in arguments.counts:
         with Daemon(router, arguments.build, level="notice") as daemon:
             daemon.write_startup(merged(configuration(ADDRESS), with_interfaces(count)))
