@@ -12,6 +12,7 @@ from lab.daemon import Daemon, configuration, listening, merged, targets
 from lab.netconf import BASE, NS, Client, Refused
 from lab.site import DEFAULT, RED, TABLES, Site
 from lab.wait import wait_until
+from lab.yangcli import Operator
 
 STANDARD_MODELS = "/usr/share/yuma/modules/ietf/ietf-netconf@2011-06-01.yang"
 pytestmark = pytest.mark.skipif(not os.path.exists(STANDARD_MODELS),
@@ -115,6 +116,38 @@ def test_edit_of_what_the_system_writes_is_refused(client):
     client.edit(LISTEN.format(operation="", leaves="<udp-port>161</udp-port>"))
     with pytest.raises(Refused, match="only the system writes"):
         client.edit(LISTEN.format(operation="", leaves="<redir-port>61000</redir-port>"))
+
+
+def test_edit_of_what_is_no_configuration_is_refused(client):
+    for content in ("<nc:get/>",
+                    f'<netconf-state xmlns="{NS["mon"]}"><sessions/></netconf-state>'):
+        for target in ("running", "candidate"):
+            with pytest.raises(Refused) as refused:
+                client.edit(content, target=target)
+            assert refused.value.tag == "unknown-element"
+    assert port_of(client) == "161"
+
+
+def address_edit(index, attributes=""):
+    return ('<config xmlns="urn:snmp-app:config"><interface><l3><name>eth1</name><ipv6>'
+            f'<address xmlns:yang="urn:ietf:params:xml:ns:yang:1" xmlns:c="urn:snmp-app:config"'
+            f"{attributes}><index>{index}</index><ip>2001:db8::{index}/64</ip></address>"
+            "</ipv6></l3></interface></config>")
+
+
+def test_addresses_are_and_stay_in_the_operators_order(daemon, client):
+    for index in (1, 2):
+        client.edit(address_edit(index))
+    client.edit(address_edit(3, """ yang:insert="before" yang:key="[c:index='2']\""""))
+    client.edit(address_edit(2, ' yang:insert="first"'))
+    with pytest.raises(Refused) as refused:
+        client.edit(address_edit(1, """ yang:insert="after" yang:key="[c:index='9']\""""))
+    assert refused.value.tag == "bad-attribute"
+    daemon.stop()
+    daemon.start()
+    with Client(daemon.netconf_socket) as other:
+        found = other.get_config().iterfind(".//{urn:snmp-app:config}index")
+        assert [index.text for index in found] == ["2", "1", "3"]
 
 
 def test_dry_run_checks_and_changes_nothing(client):
@@ -249,27 +282,19 @@ def test_ncclient_over_ssh(site, sshd):
     assert seen["state"] and seen["schema"]
 
 
-def yangcli(site, sshd, tmp_path, command):
-    done = subprocess.run(
-        site.router.command("yangcli", "--server=127.0.0.1", "--ncport=2830",
-                            f"--user={sshd.user}", f"--private-key={sshd.key}",
-                            f"--public-key={sshd.key}.pub", "--batch-mode",
-                            f"--run-command={command}"),
-        capture_output=True, text=True, check=False, timeout=60, stdin=subprocess.DEVNULL,
-        env={**os.environ, "HOME": str(tmp_path)})
-    return done.stdout + done.stderr
+COMMUNITY = ("create /SNMP-COMMUNITY-MIB/snmpCommunityTable/snmpCommunityEntry -- "
+             "snmpCommunityIndex=ops snmpCommunityName=ops snmpCommunitySecurityName=ops")
 
 
-def test_yangcli_over_ssh(site, sshd, client, tmp_path):
-    def run(command):
-        return yangcli(site, sshd, tmp_path, command)
-
-    said = run("sget-config source=running /confdConfig")
-    assert "session established" in said and "port 161" in said, said
-    said = run("replace /confdConfig/snmpAgent/port value=1161") + run("commit")
-    assert said.count("RPC OK Reply") == 2, said
+def test_yangcli_over_ssh(site, sshd, client):
+    run = Operator(site.router, sshd).run
+    assert "port 161" in run("sget-config source=running /confdConfig")
+    assert run("replace /confdConfig/snmpAgent/port value=1161") == run("commit") == "ok"
     assert port_of(client) == "1161"
-    said = run("delete /internal/vrf-config/stringTOindex[name='red']")
+    # It checks the models' patterns itself, and in its own way.
+    assert run(COMMUNITY) == run("commit") == "ok"
+    assert snmp.get(site.managers["default"], DEFAULT, port=1161, community="ops")
+    said = run("delete /internal/vrf-config/stringTOindex[name='red']") + run("commit")
     assert ("error-path /config:config/config:interface/config:l3[config:name='eth1']/config:vrf"
             in said), said
     assert "invalid reply" not in said, said

@@ -27,6 +27,8 @@ class Reader {
     if (colon != std::string::npos) {
       step.prefix = step.name.substr(0, colon);
       step.name.erase(0, colon + 1);
+      if (step.prefix.empty()) Refuse("a module prefix is missing");
+      if (step.name.find(':') != std::string::npos) Refuse("an element name has a colon");
     }
     if (step.name.empty()) Refuse("an element name is missing");
     if (Next('{')) step.keys = Keys();

@@ -223,6 +223,12 @@ void Schema::CollectCallpoint(const lysc_node* node) {
   callpoints_.push_back({name, ElementPath(node), node});
 }
 
+/// The models of network management have none.
+const Schema::Facts& Schema::FactsOf(const lysc_node* node) {
+  static const Facts kNone;
+  return node->priv == nullptr ? kNone : *static_cast<const Facts*>(node->priv);
+}
+
 uint32_t Schema::Tag(const lysc_node* node) { return FactsOf(node).tag; }
 
 bool Schema::IsSystemWritten(const lysc_node* node) { return FactsOf(node).system_written; }

@@ -84,9 +84,7 @@ class Schema {
   static void DefineTags(const lys_module* module);
   void CollectFacts(const lys_module* module);
   void CollectCallpoint(const lysc_node* node);
-  static const Facts& FactsOf(const lysc_node* node) {
-    return *static_cast<const Facts*>(node->priv);
-  }
+  static const Facts& FactsOf(const lysc_node* node);
   const lys_module* FindModule(const common::PathStep& step) const;
   const lysc_node* FindTop(const common::PathStep& step) const;
   const lysc_node* FindChild(const lysc_node* parent, const common::PathStep& step) const;

@@ -2,9 +2,13 @@
 
 #include <cstring>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 
+#include "netconf/edit_choice.h"
+#include "netconf/edit_order.h"
+#include "netconf/edit_refusal.h"
 #include "netconf/rpc_error.h"
 
 namespace host {
@@ -24,25 +28,6 @@ constexpr NamedOperation kOperations[] = {
     {"remove", EditOperation::kRemove}, {"none", EditOperation::kNone},
 };
 
-std::string NameOf(const lyd_node* node) {
-  return node->schema == nullptr ? reinterpret_cast<const lyd_node_opaq*>(node)->name.name
-                                 : node->schema->name;
-}
-
-const lys_module* ModuleOf(const lyd_node_opaq* node, const ly_ctx* context) {
-  return node->name.module_ns == nullptr
-             ? nullptr
-             : ly_ctx_get_module_implemented_ns(context, node->name.module_ns);
-}
-
-/// The models' element that an element of the edit names, or null.
-const lysc_node* SchemaOf(const ly_ctx* context, const lyd_node* edit, const lyd_node* parent) {
-  const lys_module* module = ModuleOf(reinterpret_cast<const lyd_node_opaq*>(edit), context);
-  if (module == nullptr || (parent != nullptr && parent->schema == nullptr)) return nullptr;
-  return lys_find_child(parent == nullptr ? nullptr : parent->schema, module, NameOf(edit).c_str(),
-                        0, 0, 0);
-}
-
 /// The operation that an element, which libyang could not take as one of the models, says itself.
 std::optional<EditOperation> OwnOperation(const lyd_node* edit) {
   const auto* opaque = reinterpret_cast<const lyd_node_opaq*>(edit);
@@ -55,37 +40,13 @@ std::optional<EditOperation> OwnOperation(const lyd_node* edit) {
   return std::nullopt;
 }
 
-/// Tells what is wrong with an element that libyang could not take as one of the models.
-[[noreturn]] void RefuseOpaque(const ly_ctx* context, const lyd_node* node,
-                               const lyd_node* parent) {
-  const auto* opaque = reinterpret_cast<const lyd_node_opaq*>(node);
-  const std::string name = NameOf(node);
-  const lys_module* module = ModuleOf(opaque, context);
-  if (module == nullptr) {
-    throw RpcError("application", "unknown-namespace", "no model has the namespace of " + name)
-        .At(PathOf(parent))
-        .With("bad-element", name);
-  }
-  const lysc_node* schema = SchemaOf(context, node, parent);
-  if (schema == nullptr) {
-    throw RpcError("application", "unknown-element", "the models have no element " + name)
-        .At(PathOf(parent))
-        .With("bad-element", name);
-  }
-  if (schema->nodetype == LYS_LIST) {
-    throw RpcError("application", "missing-element", "an entry of " + name + " lacks a key")
-        .At(PathOf(parent))
-        .With("bad-element", lysc_node_child(schema)->name);
-  }
-  throw RpcError("application", "invalid-value",
-                 name + " cannot have the value \"" + opaque->value + "\"")
-      .At(PathOf(parent) + "/" + name)
-      .With("bad-element", name);
-}
-
 EditOperation OperationOf(const lyd_node* node, EditOperation inherited) {
   const lyd_meta* meta = lyd_find_meta(node->meta, nullptr, "ietf-netconf:operation");
   return meta == nullptr ? inherited : ParseEditOperation(lyd_get_meta_value(meta));
+}
+
+bool Removes(EditOperation operation) {
+  return operation == EditOperation::kDelete || operation == EditOperation::kRemove;
 }
 
 /// One edit: where it stands and what it changes.
@@ -95,11 +56,17 @@ class Editor {
 
   /// Applies `edit` and its siblings below `parent`, null at the top.
   void ApplyAll(const lyd_node* edit, EditOperation inherited, lyd_node* parent) {
+    std::set<const lysc_node*> in_cases;
     for (; edit != nullptr; edit = edit->next) {
       if (edit->schema == nullptr) {
         RemoveByName(edit, parent);
-      } else if (!lysc_is_key(edit->schema)) {
-        Apply(edit, OperationOf(edit, inherited), parent);
+      } else if (lysc_is_key(edit->schema)) {
+        RequireOneKey(edit);
+      } else {
+        RequireConfiguration(edit);
+        const EditOperation operation = OperationOf(edit, inherited);
+        if (!Removes(operation)) RequireOneCase(edit, &in_cases);
+        Apply(edit, operation, parent);
       }
     }
   }
@@ -109,7 +76,7 @@ class Editor {
     lyd_node* found = Find(edit, parent);
     // What has only its default value is not there for whoever creates or deletes it.
     const bool exists = found != nullptr && (found->flags & LYD_DEFAULT) == 0;
-    if (operation == EditOperation::kDelete || operation == EditOperation::kRemove) {
+    if (Removes(operation)) {
       Remove(edit, operation, exists ? found : nullptr);
       return;
     }
@@ -121,15 +88,45 @@ class Editor {
       throw RpcError("application", "data-missing", NameOf(edit) + " does not exist")
           .At(PathOf(edit));
     }
-    if (operation == EditOperation::kReplace && found != nullptr) {
-      Free(found);
-      found = nullptr;
-    }
-    if ((edit->schema->nodetype & kInner) == 0) {
-      if (operation != EditOperation::kNone) SetTerm(edit, found, parent);
+    if (operation == EditOperation::kNone) {
+      if ((edit->schema->nodetype & kInner) != 0) Descend(edit, operation, found);
       return;
     }
-    Descend(edit, operation, found != nullptr ? found : Insert(Single(edit), parent));
+    Put(edit, operation, found, parent);
+  }
+
+  /// Has an element stand where and as the edit wants it.
+  void Put(const lyd_node* edit, EditOperation operation, lyd_node* found, lyd_node* parent) {
+    const Place place = PlaceOf(edit, Children(parent));
+    if (operation == EditOperation::kReplace && found != nullptr) found = Clear(found);
+    if ((edit->schema->nodetype & kInner) == 0) {
+      Move(place, SetTerm(edit, found, parent), parent);
+      return;
+    }
+    lyd_node* target = found != nullptr ? found : Insert(Single(edit), parent);
+    Move(place, target, parent);
+    Descend(edit, operation, target);
+  }
+
+  void Move(const Place& place, lyd_node* entry, const lyd_node* parent) {
+    MoveTo(place, entry);
+    if (parent == nullptr) ReplaceFirst(lyd_first_sibling(entry));
+  }
+
+  /// Takes away what is replaced; an entry whose order counts keeps its place. Returns what is left
+  /// of it, null for nothing.
+  lyd_node* Clear(lyd_node* node) {
+    if (!lysc_is_userordered(node->schema)) {
+      Free(node);
+      return nullptr;
+    }
+    lyd_free_meta_siblings(node->meta);
+    lyd_node* next = nullptr;
+    for (lyd_node* child = lyd_child_no_keys(node); child != nullptr; child = next) {
+      next = child->next;
+      lyd_free_tree(child);
+    }
+    return node;
   }
 
   void Descend(const lyd_node* edit, EditOperation operation, lyd_node* target) {
@@ -144,8 +141,7 @@ class Editor {
   void RemoveByName(const lyd_node* edit, lyd_node* parent) {
     const lysc_node* leaf = SchemaOf(context_, edit, edit_parent_);
     const std::optional<EditOperation> operation = OwnOperation(edit);
-    const bool removes = operation == EditOperation::kDelete || operation == EditOperation::kRemove;
-    if (leaf == nullptr || leaf->nodetype != LYS_LEAF || !removes) {
+    if (leaf == nullptr || leaf->nodetype != LYS_LEAF || !operation || !Removes(*operation)) {
       RefuseOpaque(context_, edit, edit_parent_);
     }
     lyd_node* found = FindOnly(leaf, parent);
@@ -162,14 +158,16 @@ class Editor {
     }
   }
 
-  void SetTerm(const lyd_node* edit, lyd_node* found, lyd_node* parent) {
-    if (found == nullptr) {
-      Insert(Single(edit), parent);
-      return;
-    }
+  lyd_node* SetTerm(const lyd_node* edit, lyd_node* found, lyd_node* parent) {
+    if (found == nullptr) return Insert(Single(edit), parent);
     const LY_ERR result = lyd_change_term(found, lyd_get_value(edit));
-    if (result == LY_SUCCESS || result == LY_EEXIST || result == LY_ENOT) return;
+    if (result == LY_SUCCESS || result == LY_EEXIST || result == LY_ENOT) return found;
     throw RpcError("application", "invalid-value", TakeErrors(context_)).At(PathOf(edit));
+  }
+
+  /// What stands below `parent`, or at the top for null.
+  lyd_node* Children(const lyd_node* parent) const {
+    return parent == nullptr ? tree_->get() : lyd_child(parent);
   }
 
   /// The element of the tree that an element of the edit means; null when it is not there.
@@ -177,7 +175,7 @@ class Editor {
     if ((edit->schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) == 0) {
       return FindOnly(edit->schema, parent);
     }
-    const lyd_node* siblings = parent == nullptr ? tree_->get() : lyd_child(parent);
+    const lyd_node* siblings = Children(parent);
     lyd_node* found = nullptr;
     if (siblings != nullptr) lyd_find_sibling_first(siblings, edit, &found);
     return found;
@@ -185,7 +183,7 @@ class Editor {
 
   /// The same for what there is one of, whatever its value is.
   lyd_node* FindOnly(const lysc_node* schema, const lyd_node* parent) const {
-    const lyd_node* siblings = parent == nullptr ? tree_->get() : lyd_child(parent);
+    const lyd_node* siblings = Children(parent);
     lyd_node* found = nullptr;
     if (siblings != nullptr) lyd_find_sibling_val(siblings, schema, nullptr, 0, &found);
     return found;
@@ -201,6 +199,7 @@ class Editor {
   }
 
   lyd_node* Insert(lyd_node* node, lyd_node* parent) {
+    FreeOtherCases(node->schema, parent);
     const LY_ERR result = parent == nullptr ? InsertTop(node) : lyd_insert_child(parent, node);
     if (result == LY_SUCCESS) return node;
     lyd_free_tree(node);
@@ -208,19 +207,30 @@ class Editor {
   }
 
   LY_ERR InsertTop(lyd_node* node) {
-    lyd_node* first = tree_->release();
+    lyd_node* first = tree_->get();
     const LY_ERR result = lyd_insert_sibling(first, node, &first);
-    tree_->reset(first);
+    ReplaceFirst(first);
     return result;
   }
 
-  void Free(lyd_node* node) {
-    if (node == tree_->get()) {
-      lyd_node* rest = node->next;
-      static_cast<void>(tree_->release());
-      lyd_unlink_tree(node);
-      tree_->reset(rest);
+  /// Takes note that the tree begins with another node.
+  void ReplaceFirst(lyd_node* first) {
+    static_cast<void>(tree_->release());
+    tree_->reset(first);
+  }
+
+  /// Removes what an element's case of a choice excludes.
+  void FreeOtherCases(const lysc_node* schema, const lyd_node* parent) {
+    if (!IsInCase(schema)) return;
+    lyd_node* next = nullptr;
+    for (lyd_node* node = Children(parent); node != nullptr; node = next) {
+      next = node->next;
+      if (AreInTwoCases(schema, node->schema)) Free(node);
     }
+  }
+
+  void Free(lyd_node* node) {
+    if (node == tree_->get()) ReplaceFirst(node->next);
     lyd_free_tree(node);
   }
 

@@ -4,8 +4,9 @@
 #include <memory>
 #include <new>
 #include <set>
+#include <utility>
 
-#include "netconf/rpc_error.h"
+#include "netconf/rpc_refusal.h"
 #include "netconf/xml.h"
 
 namespace host {
@@ -23,7 +24,8 @@ const lyd_attr* Attributes(const lyd_node* rpc) {
 bool HasMessageId(const lyd_node* rpc) {
   for (const lyd_attr* attribute = Attributes(rpc); attribute != nullptr;
        attribute = attribute->next) {
-    if (strcmp(attribute->name.name, "message-id") == 0) return true;
+    const bool is_plain = attribute->name.prefix == nullptr;
+    if (is_plain && strcmp(attribute->name.name, "message-id") == 0) return true;
   }
   return false;
 }
@@ -41,11 +43,15 @@ std::string AttributeText(const lyd_attr* attribute, std::set<std::string>* decl
   return text + " " + name + "=\"" + EscapeXml(attribute->value) + "\"";
 }
 
-/// The element that a refusal of libyang names, empty when it names none.
-std::string QuotedIn(const std::string& error) {
-  const size_t begin = error.find('"');
-  const size_t end = error.find('"', begin + 1);
-  return end == std::string::npos ? "" : error.substr(begin + 1, end - begin - 1);
+/// Whether two attributes have one name, which no XML document has.
+bool HasTwice(const lyd_node* rpc) {
+  std::set<std::pair<std::string, std::string>> names;
+  for (const lyd_attr* attribute = Attributes(rpc); attribute != nullptr;
+       attribute = attribute->next) {
+    const char* ns = attribute->name.module_ns;
+    if (!names.emplace(ns == nullptr ? "" : ns, attribute->name.name).second) return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -63,25 +69,27 @@ RpcEnvelope::RpcEnvelope(ly_ctx* context, const std::string& message) {
   if (result == LY_SUCCESS && operation != nullptr) {
     result = lyd_validate_op(operation, nullptr, LYD_TYPE_RPC_YANG, nullptr);
   }
-  if (result != LY_SUCCESS) error_ = TakeErrors(context);
+  if (result != LY_SUCCESS) error_ = TakeRefusal(context, message);
+  // libyang reads a message as a C string, and takes attributes of one name.
+  if (message.find('\0') != std::string::npos) Refuse("there is a zero byte in it");
+  if (HasTwice(envelope_.get())) Refuse("an attribute stands twice");
+  if (envelope_ == nullptr && !error_) Refuse("no rpc element");
+}
+
+/// Takes note that the message is no request at all.
+void RpcEnvelope::Refuse(const std::string& reason) {
+  envelope_.reset();
+  error_ = RpcError("rpc", "malformed-message", "this is no request: " + reason);
 }
 
 const lyd_node* RpcEnvelope::Operation() const {
-  if (envelope_ == nullptr) {
-    throw RpcError("rpc", "malformed-message",
-                   "this is no request: " + (error_.empty() ? "no rpc element" : error_));
-  }
+  if (envelope_ == nullptr) throw RpcError("rpc", "malformed-message", error_->what());
   if (!HasMessageId(envelope_.get())) {
     throw RpcError("rpc", "missing-attribute", "a request has a message-id")
         .With("bad-attribute", "message-id")
         .With("bad-element", "rpc");
   }
-  if (error_.find("not found in the") != std::string::npos) {
-    throw RpcError("protocol", "unknown-element", error_).With("bad-element", QuotedIn(error_));
-  }
-  if (!error_.empty()) {
-    throw RpcError("protocol", "invalid-value", error_).With("bad-element", QuotedIn(error_));
-  }
+  if (error_) throw RpcError(*error_);
   if (operation_ == nullptr) {
     throw RpcError("protocol", "missing-element", "a request has an operation")
         .With("bad-element", "rpc");
@@ -91,7 +99,7 @@ const lyd_node* RpcEnvelope::Operation() const {
 
 std::string RpcEnvelope::Reply(const std::string& content) const {
   std::string attributes;
-  std::set<std::string> declared;
+  std::set<std::string> declared = {"xml"};  // Every document has that one.
   for (const lyd_attr* attribute = Attributes(envelope_.get()); attribute != nullptr;
        attribute = attribute->next) {
     attributes += AttributeText(attribute, &declared);

@@ -3,9 +3,11 @@
 
 #include <libyang/libyang.h>
 
+#include <optional>
 #include <string>
 
 #include "config/tree.h"
+#include "netconf/rpc_error.h"
 
 namespace host {
 
@@ -25,9 +27,11 @@ class RpcEnvelope {
   std::string Reply(const std::string& content) const;
 
  private:
+  void Refuse(const std::string& reason);
+
   Tree envelope_;  ///< The <rpc> element.
   Tree operation_;
-  std::string error_;  ///< Why the operation could not be read.
+  std::optional<RpcError> error_;  ///< Why the operation could not be read.
 };
 
 }  // namespace host

@@ -35,15 +35,32 @@ const lyd_node* AnyContent(const lyd_node* element) {
   return any->value_type == LYD_ANYDATA_DATATREE ? any->value.tree : nullptr;
 }
 
+/// The same of a <config>, in which a text has no place.
+const lyd_node* ConfigContent(const lyd_node* config) {
+  const auto* any = reinterpret_cast<const lyd_node_any*>(config);
+  const bool is_text = any->value_type == LYD_ANYDATA_STRING || any->value_type == LYD_ANYDATA_XML;
+  const std::string text = is_text && any->value.str != nullptr ? any->value.str : "";
+  if (text.find_first_not_of(" \t\r\n") == std::string::npos) return AnyContent(config);
+  throw RpcError("protocol", "invalid-value", "a configuration is no text")
+      .With("bad-element", "config");
+}
+
+/// By default an edit of the candidate is not tested, though RFC 6241, 7.2 says so: entries that
+/// need each other could then not be made by one edit each, as clients do that build the candidate
+/// step by step. The commit checks it.
+std::string TestOption(const lyd_node* operation) {
+  const lyd_node* option = Child(operation, "test-option");
+  const bool is_given = option != nullptr && (option->flags & LYD_DEFAULT) == 0;
+  return is_given ? lyd_get_value(option) : "set";
+}
+
 RpcError Unsupported(const std::string& what) {
   return {"protocol", "operation-not-supported", what + " is not supported"};
 }
 
-/// The datastore that a <source> or <target> names.
+/// The datastore that a <source> or <target> names; the models let nothing else through.
 Datastore DatastoreIn(const lyd_node* container) {
-  if (Child(container, "running") != nullptr) return Datastore::kRunning;
-  if (Child(container, "candidate") != nullptr) return Datastore::kCandidate;
-  throw Unsupported("this datastore");
+  return Child(container, "running") != nullptr ? Datastore::kRunning : Datastore::kCandidate;
 }
 
 std::string MetaText(const lyd_node* node, const char* name) {
@@ -56,7 +73,11 @@ Tree Filtered(const lyd_node* operation, Tree data) {
   const lyd_node* filter = Child(operation, "filter");
   if (filter == nullptr) return data;
   if (MetaText(filter, "ietf-netconf:type") == "xpath") {
-    return SelectXPath(MetaText(filter, "ietf-netconf:select").c_str(), data.get());
+    const std::string select = MetaText(filter, "ietf-netconf:select");
+    if (!select.empty()) return SelectXPath(select.c_str(), data.get());
+    throw RpcError("protocol", "missing-attribute", "select tells what an XPath filter selects")
+        .With("bad-attribute", "select")
+        .With("bad-element", "filter");
   }
   return SelectSubtree(AnyContent(filter), data.get());
 }
@@ -124,7 +145,7 @@ std::string RpcHandler::Answer(const lyd_node* operation) {
 /// The configuration that stands in a <config> element.
 Tree RpcHandler::ContentOf(const lyd_node* config) const {
   Tree tree;
-  ApplyEdit(Context(), AnyContent(config), EditOperation::kMerge, &tree);
+  ApplyEdit(Context(), ConfigContent(config), EditOperation::kMerge, &tree);
   return tree;
 }
 
@@ -162,23 +183,29 @@ std::string RpcHandler::GetConfig(const lyd_node* operation) {
 
 std::string RpcHandler::EditConfig(const lyd_node* operation) {
   const Datastore target = DatastoreIn(Child(operation, "target"));
-  const EditOperation inherited =
-      ParseEditOperation(Text(operation, "default-operation", "merge").c_str());
+  const EditOperation inherited = ParseEditOperation(Text(operation, "default-operation").c_str());
   if (Text(operation, "error-option") == "continue-on-error") {
     throw Unsupported("continue-on-error");
   }
   const lyd_node* config = Child(operation, "config");
-  if (config == nullptr) throw Unsupported("an edit without a config element");
   Tree content = inherited == EditOperation::kReplace ? Tree() : datastores_->Copy(target);
-  ApplyEdit(Context(), AnyContent(config), inherited, &content);
-  const std::string test = Text(operation, "test-option", "set");
-  if (test != "set") datastores_->Check(CopyTree(content.get()));
+  ApplyEdit(Context(), ConfigContent(config), inherited, &content);
+  const std::string test = TestOption(operation);
+  // What is put into running is checked by its commit.
+  const bool is_checked_later = test == "test-then-set" && target == Datastore::kRunning;
+  if (test != "set" && !is_checked_later) datastores_->Check(CopyTree(content.get()));
   if (test != "test-only") datastores_->Replace(target, std::move(content), session_);
   return kOk;
 }
 
 std::string RpcHandler::CopyConfig(const lyd_node* operation) {
-  datastores_->Replace(DatastoreIn(Child(operation, "target")), SourceOf(operation), session_);
+  const Datastore target = DatastoreIn(Child(operation, "target"));
+  const lyd_node* source = Child(operation, "source");
+  if (Child(source, "config") == nullptr && DatastoreIn(source) == target) {
+    throw RpcError("protocol", "invalid-value", "source and target are one datastore")
+        .With("bad-element", "source");
+  }
+  datastores_->Replace(target, SourceOf(operation), session_);
   return kOk;
 }
 

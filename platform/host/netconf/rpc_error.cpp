@@ -25,11 +25,24 @@ size_t EndOfPart(const std::string& path, size_t begin) {
   return path.size();
 }
 
+/// In bytes. libyang's reasons quote the rest of a message, which may be the longest one.
+constexpr size_t kMaxReason = 4000;
+
+std::string Shortened(const std::string& reason) {
+  return reason.size() <= kMaxReason ? reason : reason.substr(0, kMaxReason) + "...";
+}
+
 }  // namespace
 
 RpcError RpcError::At(std::string path) const {
   RpcError error = *this;
   error.path_ = std::move(path);
+  return error;
+}
+
+RpcError RpcError::AppTag(std::string tag) const {
+  RpcError error = *this;
+  error.app_tag_ = std::move(tag);
   return error;
 }
 
@@ -42,8 +55,9 @@ RpcError RpcError::With(const std::string& name, const std::string& text) const 
 std::string RpcError::Xml(const ly_ctx* context) const {
   std::string content = Element("error-type", type_) + Element("error-tag", tag_) +
                         Element("error-severity", "error");
+  if (!app_tag_.empty()) content += Element("error-app-tag", app_tag_);
   if (!path_.empty()) content += ErrorPath(context, path_);
-  content += "<error-message xml:lang=\"en\">" + EscapeXml(what()) + "</error-message>";
+  content += "<error-message xml:lang=\"en\">" + EscapeXml(Shortened(what())) + "</error-message>";
   if (!info_.empty()) content += Element("error-info", info_);
   return Element("rpc-error", content);
 }

@@ -20,6 +20,9 @@ class RpcError : public std::runtime_error {
   /// libyang has it.
   RpcError At(std::string path) const;
 
+  /// The same with an <error-app-tag>.
+  RpcError AppTag(std::string tag) const;
+
   /// The same with one more element of <error-info>: its name in the NETCONF namespace and its
   /// text.
   RpcError With(const std::string& name, const std::string& text) const;
@@ -34,6 +37,7 @@ class RpcError : public std::runtime_error {
  private:
   std::string type_;
   std::string tag_;
+  std::string app_tag_;
   std::string path_;
   std::string info_;
 };

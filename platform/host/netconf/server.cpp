@@ -83,8 +83,13 @@ void NetconfServer::Open(const std::string& group) {
   acceptor_.bind(Protocol::endpoint(path_), error);
   umask(mask);
   if (error) throw std::system_error(error.value(), std::generic_category(), path_);
-  GiveToGroup(path_, group);
-  acceptor_.listen();
+  try {
+    GiveToGroup(path_, group);
+    acceptor_.listen();
+  } catch (const std::exception&) {
+    unlink(path_.c_str());
+    throw;
+  }
 }
 
 void NetconfServer::Accept() {

@@ -11,8 +11,8 @@
 
 namespace host {
 
-/// A text as it stands in an element or, quoted, in an attribute; characters that XML does not have
-/// become question marks.
+/// A text as it stands in an element or, quoted, in an attribute; characters that XML does not
+/// have, and bytes that are no UTF-8, become question marks.
 std::string EscapeXml(const std::string& text);
 
 /// An element with content that is XML already.

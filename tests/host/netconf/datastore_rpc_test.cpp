@@ -62,12 +62,18 @@ TEST_F(RpcTest, TestOnlyChangesNothing) {
 }
 
 TEST_F(RpcTest, TestThenSetRefusesABadCandidate) {
-  EXPECT_EQ(Edit(kBad, "candidate").tag, "operation-failed") << "it is the default";
   const std::string test_then_set = "<test-option>test-then-set</test-option>";
   EXPECT_EQ(Edit(kBad, "candidate", test_then_set).tag, "operation-failed");
   EXPECT_EQ(Config("candidate"), "");
   EXPECT_EQ(Edit(kPort, "candidate", test_then_set).tag, "ok");
   EXPECT_EQ(Config("candidate"), kPort);
+}
+
+TEST_F(RpcTest, CandidateIsBuiltStepByStepAndCheckedAtTheCommit) {
+  EXPECT_EQ(Edit(kBad, "candidate").tag, "ok");
+  EXPECT_EQ(Ask("<commit/>").tag, "operation-failed");
+  EXPECT_EQ(Config(), "");
+  EXPECT_EQ(Config("candidate"), kBad);
 }
 
 TEST_F(RpcTest, ErrorOptions) {
@@ -76,6 +82,10 @@ TEST_F(RpcTest, ErrorOptions) {
   };
   EXPECT_EQ(Edit(kPort, "running", option("continue-on-error")).tag, "operation-not-supported");
   EXPECT_EQ(Config(), "");
+  EXPECT_EQ(Edit(kPort + kBad, "running", option("rollback-on-error")).tag, "operation-failed");
+  EXPECT_EQ(Edit(kPort + Agent("<ip>x</ip>"), "candidate", option("rollback-on-error")).tag,
+            "invalid-value");
+  EXPECT_EQ(Config() + Config("candidate"), "");
   EXPECT_EQ(Edit(kPort, "running", option("rollback-on-error")).tag, "ok");
   EXPECT_EQ(Edit(kPort, "running", option("stop-on-error")).tag, "ok");
 }
@@ -117,6 +127,38 @@ TEST_F(RpcTest, CopiesReplaceTheWholeTarget) {
   ASSERT_EQ(Edit(kPort, "candidate").tag, "ok");
   EXPECT_EQ(Ask(Copy("running", kCandidate)).tag, "ok");
   EXPECT_EQ(Config(), Agent("<enabled>true</enabled><port>1161</port>"));
+}
+
+TEST_F(RpcTest, ACopyToItselfIsRefused) {
+  ASSERT_EQ(Edit(kPort, "candidate").tag, "ok");
+  EXPECT_EQ(Ask(Copy("candidate", kCandidate)).tag, "invalid-value");
+  EXPECT_EQ(Ask(Copy("running", kRunning)).tag, "invalid-value");
+  EXPECT_EQ(Config("candidate"), kPort);
+}
+
+TEST_F(RpcTest, AddressesAreInTheOperatorsOrder) {
+  const auto address = [](const std::string& index, const std::string& attributes = "") {
+    return "<address" + attributes + "><index>" + index + "</index><ip>2001:db8::" + index +
+           "/64</ip></address>";
+  };
+  const auto interface = [](const std::string& addresses) {
+    return Interface("<name>eth1</name><ipv6>" + addresses + "</ipv6>");
+  };
+  const std::string before =
+      R"( xmlns:c="urn:snmp-app:config" yang:insert="before" yang:key="[c:index='1']")";
+  ASSERT_EQ(Edit(interface(address("1") + address("2"))).tag, "ok");
+  EXPECT_EQ(Edit(interface(address("3", before))).tag, "ok");
+  EXPECT_EQ(Config(), interface(address("3") + address("1") + address("2")));
+  EXPECT_EQ(Edit(interface(address("2", R"( yang:insert="first")"))).tag, "ok");
+  EXPECT_EQ(Edit(interface(address("3", R"( nc:operation="replace")"))).tag, "ok");
+  EXPECT_EQ(Config(), interface(address("2") + address("3") + address("1")));
+  EXPECT_THAT(host::PrintTree(Engine().Running().get()), HasSubstr("2001:db8::2/64"));
+  const Reply missing =
+      Edit(interface(address("1", R"( xmlns:c="urn:snmp-app:config" )"
+                                  R"(yang:insert="after" yang:key="[c:index='9']")")));
+  EXPECT_EQ(missing.tag, "bad-attribute");
+  EXPECT_THAT(missing.xml, HasSubstr("<error-app-tag>missing-instance</error-app-tag><error-path"));
+  EXPECT_EQ(Config(), interface(address("2") + address("3") + address("1")));
 }
 
 TEST_F(RpcTest, ALockKeepsOthersOut) {

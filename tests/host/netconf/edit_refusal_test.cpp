@@ -92,6 +92,13 @@ INSTANTIATE_TEST_SUITE_P(
                 "/shapes:shapes/small", "the value \"<&\"'>\"", "small"},
         Refused{"NoKeys", kMerge, "<outer><note>n</note></outer>", "missing-element",
                 "/shapes:shapes", "an entry of outer lacks a key", "name"},
+        Refused{"OneKeyOfTwo", kMerge, "<outer><name>x</name></outer>", "missing-element",
+                "/shapes:shapes", "an entry of outer lacks a key", "number"},
+        Refused{"ABadKey", kMerge, "<outer><name>x</name><number>x</number></outer>",
+                "invalid-value", "/shapes:shapes/outer/number",
+                "cannot have the value \"x\": ", "number"},
+        Refused{"TwoCases", kMerge, "<left>l</left><right>r</right>", "bad-element",
+                "/shapes:shapes/right", "right excludes left", "right"},
         Refused{"DeletionOfAnUnknownElement", kMerge, R"(<absent nc:operation="delete"/>)",
                 "unknown-element", "/shapes:shapes", "no element absent", "absent"}),
     [](const auto& test) { return std::string(test.param.name); });

@@ -26,7 +26,8 @@ const host::Schema& NetconfShapeModels() {
 
 std::string Rpc(const std::string& content, const std::string& attributes) {
   return std::string("<rpc xmlns=\"") + host::kNetconfNamespace + "\" xmlns:nc=\"" +
-         host::kNetconfNamespace + "\" " + attributes + ">" + content + "</rpc>";
+         host::kNetconfNamespace + "\" xmlns:yang=\"urn:ietf:params:xml:ns:yang:1\" " + attributes +
+         ">" + content + "</rpc>";
 }
 
 Content Content::OfConfig(const host::Schema& models, const std::string& xml) {

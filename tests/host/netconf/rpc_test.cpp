@@ -49,20 +49,6 @@ TEST_F(RpcTest, ARequestHasAMessageId) {
   EXPECT_FALSE(reply.closes);
 }
 
-class MalformedMessage : public RpcTest, public ::testing::WithParamInterface<const char*> {};
-
-TEST_P(MalformedMessage, EndsTheSession) {
-  const Reply reply = Handle(GetParam());
-  EXPECT_EQ(reply.tag, "malformed-message");
-  EXPECT_TRUE(reply.closes);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Each, MalformedMessage,
-    ::testing::Values("", "text", "<rpc", "<a><b></a>", R"(<rpc message-id="1"><commit/></rpc>)",
-                      R"(<rpc xmlns="urn:x" message-id="1"><commit/></rpc>)",
-                      R"(<hello xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"/>)"));
-
 TEST_F(RpcTest, ARequestMayBeginWithADeclaration) {
   EXPECT_EQ(Handle("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + Rpc("<commit/>")).tag, "ok");
 }

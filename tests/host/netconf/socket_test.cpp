@@ -31,6 +31,7 @@ TEST_F(SessionTest, AGroupThatThereIsNotIsRefused) {
   EXPECT_THAT([this] { NewServer({}, "no such group"); },
               ThrowsMessage<std::runtime_error>(HasSubstr("no such group")));
   EXPECT_EQ(umask(mask), 022U);
+  EXPECT_FALSE(std::filesystem::exists(path_)) << "the socket stays";
 }
 
 TEST_F(SessionTest, ASocketThatNobodyListensAtIsReplaced) {

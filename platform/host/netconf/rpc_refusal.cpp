@@ -1,0 +1,135 @@
+#include "netconf/rpc_refusal.h"
+
+#include <cstring>
+
+#include "config/tree.h"
+
+namespace host {
+
+namespace {
+
+/// What libyang says, and what that is among the protocol's errors.
+struct KnownRefusal {
+  const char* text;  ///< In libyang's message.
+  const char* tag;
+  const char* info;  ///< The element for what stands in quotes in the message; null for none.
+};
+
+constexpr KnownRefusal kKnown[] = {
+    {"Missing the operation node", "missing-element", nullptr},
+    {"Mandatory ", "missing-element", "bad-element"},
+    {"not found as a child of", "unknown-element", "bad-element"},
+    {"not found in the", "unknown-element", "bad-element"},
+    {"Unexpected child element", "unknown-element", "bad-element"},
+    {"No module with namespace", "unknown-namespace", "bad-namespace"},
+    {"Annotation definition for attribute", "unknown-attribute", "bad-attribute"},
+    {"Data for both cases", "bad-element", "bad-element"},
+    // One that has another key twice; what lacks a key is told by the edit.
+    {"List instance is missing its key", "bad-element", "bad-element"},
+    {"inside an inner node", "invalid-value", nullptr},
+};
+
+/// Choices are no elements: what a request without any of their cases lacks.
+constexpr const char* kChoices[][2] = {
+    {"config-target", "target"}, {"config-source", "source"}, {"edit-content", "config"}};
+
+constexpr char kDeleteConfig[] = "/ietf-netconf:delete-config";
+
+/// The first quoted part of a text, empty when there is none.
+std::string QuotedIn(const std::string& text) {
+  const size_t begin = text.find('"');
+  const size_t end = text.find('"', begin + 1);
+  return end == std::string::npos ? "" : text.substr(begin + 1, end - begin - 1);
+}
+
+/// A text without its quoted parts, which are the client's.
+std::string WithoutQuoted(const std::string& text) {
+  std::string rest;
+  bool is_quoted = false;
+  for (const char c : text) {
+    if (c == '"') {
+      is_quoted = !is_quoted;
+    } else if (!is_quoted) {
+      rest += c;
+    }
+  }
+  return rest;
+}
+
+/// The element's or attribute's name in what libyang quotes, which may have its module's before it.
+std::string NameIn(const std::string& name) {
+  for (const auto& choice : kChoices) {
+    if (name == choice[0]) return choice[1];
+  }
+  return name.substr(name.rfind(':') + 1);
+}
+
+/// The data path that an error tells, empty for none.
+std::string PathIn(const ly_err_item* error) {
+  const std::string place = error->path == nullptr ? "" : error->path;
+  return place.compare(0, 5, "Data ") == 0 ? QuotedIn(place) : "";
+}
+
+bool IsLeaf(const ly_ctx* context, const std::string& path) {
+  // Of the operations' own leafs; libyang does not find what stands in anything else.
+  if (path.empty() || path.find('[') != std::string::npos) return false;
+  const lysc_node* node = lys_find_path(context, nullptr, path.c_str(), 0);
+  ly_err_clean(const_cast<ly_ctx*>(context), nullptr);
+  return node != nullptr && (node->nodetype & LYD_NODE_TERM) != 0;
+}
+
+/// The name of the attribute that has a value in a request, empty when none is found.
+std::string AttributeWith(const std::string& message, const std::string& value) {
+  for (const char quote : {'"', '\''}) {
+    const size_t found = message.find("=" + (quote + value) + quote);
+    if (value.empty() || found == std::string::npos) continue;
+    const size_t begin = message.find_last_of(" \t\r\n:", found) + 1;
+    return message.substr(begin, found - begin);
+  }
+  return "";
+}
+
+/// A value that its type does not take: of a leaf or, as the place is not that of a leaf, of an
+/// attribute there.
+RpcError BadValue(const ly_ctx* context, const std::string& reason, const std::string& path,
+                  const std::string& message, const std::string& value) {
+  if (IsLeaf(context, path)) {
+    return RpcError("protocol", "invalid-value", reason)
+        .At(path)
+        .With("bad-element", path.substr(path.find_last_of("/:") + 1));
+  }
+  std::string name = AttributeWith(message, value);
+  // libyang does not quote the whole expression of a filter, the other attribute of these.
+  if (name.empty() && path.compare(0, 17, "/ietf-netconf:get") == 0) name = "select";
+  const RpcError error("protocol", "bad-attribute", reason);
+  return name.empty() ? error : error.With("bad-attribute", name);
+}
+
+}  // namespace
+
+RpcError TakeRefusal(ly_ctx* context, const std::string& message) {
+  const ly_err_item* first = ly_err_first(context);
+  if (first == nullptr) return {"protocol", "operation-failed", TakeErrors(context)};
+  const std::string text = first->msg == nullptr ? "" : first->msg;
+  const std::string path = PathIn(first);
+  const LY_VECODE code = first->vecode;
+  const std::string reason = TakeErrors(context);
+  const std::string said = WithoutQuoted(text);
+  if (code != LYVE_SYNTAX && path.compare(0, sizeof kDeleteConfig - 1, kDeleteConfig) == 0) {
+    return {"protocol", "operation-not-supported",
+            "no datastore of this server can be deleted: " + reason};
+  }
+  for (const KnownRefusal& known : kKnown) {
+    if (said.find(known.text) == std::string::npos) continue;
+    const RpcError error("protocol", known.tag, reason);
+    if (known.info == nullptr) return error;
+    const bool is_namespace = strcmp(known.info, "bad-namespace") == 0;
+    return error.With(known.info, is_namespace ? QuotedIn(text) : NameIn(QuotedIn(text)));
+  }
+  if (code == LYVE_SYNTAX || said.find("Unknown XML prefix") != std::string::npos) {
+    return {"rpc", "malformed-message", "this is no request: " + reason};
+  }
+  return BadValue(context, reason, path, message, QuotedIn(text));
+}
+
+}  // namespace host
