@@ -25,6 +25,7 @@ class Daemon:
         self.namespace = namespace
         self.program = os.path.join(build, "src/app/snmp-app")
         self.level = level
+        self.environment = {}  # further variables, over all others
         self._folder = tempfile.TemporaryDirectory(prefix="snmp-app-")
         self.configuration = os.path.join(self._folder.name, "etc")
         self.state = os.path.join(self._folder.name, "lib")
@@ -84,6 +85,7 @@ class Daemon:
             "NOTIFY_SOCKET": notify_path,
         }
         environment.pop("INVOCATION_ID", None)
+        environment.update(self.environment)
         self.process = subprocess.Popen(
             self.namespace.command(self.program), env=environment, stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)

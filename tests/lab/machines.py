@@ -184,8 +184,10 @@ class Machines:
 
     def run(self, host, text, seconds=60):
         """Runs a line of shell on a host: its status and all that it prints."""
+        # The build's own folder, where programs would count what they reached, is read-only here.
         environment = {"PATH": f"{self._programs}:/usr/sbin:/usr/bin:/sbin:/bin", "LANG": "C.UTF-8",
-                       "HOME": self._files.home, "SNMP_APP_MODELS": os.path.join(TREE, "yang")}
+                       "HOME": self._files.home, "GCOV_PREFIX": self._files.home,
+                       "SNMP_APP_MODELS": os.path.join(TREE, "yang")}
         with subprocess.Popen(self.hosts[host].command("bash", "-c", 'cd; eval "$0"', text),
                               env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                               stderr=subprocess.STDOUT, text=True, start_new_session=True) as shell:

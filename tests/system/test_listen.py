@@ -1,7 +1,9 @@
 """Listening interfaces in VRFs, seen by managers in each network and in the kernel's listings."""
 
+import contextlib
 import json
 import signal
+import subprocess
 
 import pytest
 
@@ -254,3 +256,48 @@ def test_refused(daemon, site, name):
     assert running(daemon) == before
     assert site.redirects() == ["eth1 . 161 : 60600"]
     assert snmp.answers(site.managers["red"], RED)
+
+
+# Holds the IPv6 side of these ports; the daemon's probes are of the IPv4 side.
+HOLD = """
+import socket, sys
+sockets = [socket.socket(socket.AF_INET6, socket.SOCK_DGRAM) for _ in sys.argv[1:]]
+for each, port in zip(sockets, sys.argv[1:]):
+    each.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, 1)
+    each.bind(("::", int(port)))
+print("held", flush=True)
+sys.stdin.read()
+"""
+
+
+@contextlib.contextmanager
+def ports_in_use(router, *ports):
+    with subprocess.Popen(router.command("/usr/bin/python3", "-c", HOLD, *map(str, ports)),
+                          stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as holder:
+        assert holder.stdout.readline() == "held\n"
+        yield
+        holder.stdin.close()
+
+
+def test_rebind_names_the_listener_that_cannot_be_opened(daemon, site):
+    start(daemon, {})
+    with ports_in_use(site.router, 60600):
+        since = reload(daemon, {"eth1": 161})
+        daemon.wait_record(r"Forced ConfD's bind of SNMP, returned -1: "
+                           r"\[::\]:60600: Address already in use$", since)
+        assert snmp.answers(site.managers["red"], RED), "the other ones serve"
+        assert silent(site.managers["red"], RED_V6)
+    since = reload(daemon, {"eth1": 161, "eth2": 161})
+    daemon.wait_record(REBOUND, since)
+    assert snmp.answers(site.managers["red"], RED_V6)
+
+
+def test_rebind_names_eight_listeners_at_most(daemon, site):
+    names = [f"vlan{number}" for number in range(10)]
+    vrfs = {name: "red" for name in names}
+    start(daemon, {}, vrfs)
+    with ports_in_use(site.router, *range(60600, 60610)):
+        since = reload(daemon, {name: 161 for name in names}, vrfs)
+        record = daemon.wait_record("Forced ConfD's bind of SNMP, returned -1: ", since)
+    assert record.count("Address already in use") == 8
+    assert record.endswith(", and 2 more")
