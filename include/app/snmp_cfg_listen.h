@@ -51,7 +51,7 @@ class SnmpListenCfgHandler : public vkconfd::ConfigHandler {
 
   /// Takes over one change of the agent's enable flag or of the interface list.
   confd_iter_ret HandleCfg(confd_hkeypath_t* kp, confd_iter_op op, confd_value_t* old_value,
-                           confd_value_t* new_value);
+                           confd_value_t* cfg_value);
 
   /// Fills VRF, kernel name and redirect port of `info`, whose UDP port is set already, from the
   /// running configuration that `cdb_socket` reads.
@@ -73,11 +73,14 @@ class SnmpListenCfgHandler : public vkconfd::ConfigHandler {
 
  private:
   void LoadInterface(int cdb_socket, int row);
-  confd_iter_ret HandleValueSet(confd_hkeypath_t* kp, const confd_value_t* cfg_value);
-  confd_iter_ret HandleEntry(confd_hkeypath_t* kp, bool created);
-  void UpdatePort(const std::string& name, const confd_value_t* cfg_value);
-  void CreateEntry(const std::string& name);
-  void DeleteEntry(const std::string& name);
+  confd_iter_ret IgnoreTag(uint32_t tag) const;
+
+  /// The record of `name`, without its rules in the kernel; null when there is none, which is a
+  /// fault of what was intended.
+  InterfaceInfo* TakeRulesOff(const std::string& name, const char* intention);
+  void SetPort(const std::string& name, InterfaceInfo& info, uint16_t udp_port) const;
+  confd_iter_ret CreateEntry(const std::string& name);
+  confd_iter_ret DeleteEntry(const std::string& name);
 
   std::unique_ptr<InterfaceStash> stash_;
   RedirPortTable redir_ports_;

@@ -159,6 +159,7 @@ void SnmpAgentCfgHandler::LoadInitialConfig(int cdb_socket) {
     APP_LOG(log_category_, app::kDetail, "Agent IP address: %s", agent_ip_.c_str());
     confd_value_t agent_port;
     if (cdb_get(cdb_socket, &agent_port, app::path::kAgentPort) == CONFD_OK) {
+      const app::ValueGuard port_guard(&agent_port);
       APP_LOG_VALUE(log_category_, "Agent port number: %s", &agent_port);
       agent_port_ = CONFD_GET_UINT16(&agent_port);
       agent_bound_ = BindAgent(agent_ip_, agent_port_);
@@ -167,6 +168,7 @@ void SnmpAgentCfgHandler::LoadInitialConfig(int cdb_socket) {
   UpdateRebindReady();
   confd_value_t agent_enabled;
   if (cdb_get(cdb_socket, &agent_enabled, app::path::kAgentEnabled) != CONFD_OK) return;
+  const app::ValueGuard enabled_guard(&agent_enabled);
   agent_enabled_ = CONFD_GET_BOOL(&agent_enabled) != 0;
   APP_LOG(log_category_, app::kDetail, "Agent is enabled: %d", agent_enabled_ ? 1 : 0);
 }

@@ -133,6 +133,7 @@ void SnmpListenCfgHandler::LoadInitialConfig(int cdb_socket) {
   for (const auto& [name, info] : stash_->entries) stash_->marks.emplace(name, false);
   confd_value_t agent_enabled;
   if (cdb_get(cdb_socket, &agent_enabled, app::path::kAgentEnabled) == CONFD_OK) {
+    const app::ValueGuard guard(&agent_enabled);
     agent_enabled_ = CONFD_GET_BOOL(&agent_enabled) != 0;
     APP_LOG(log_category_, app::kDetail, "Agent is %s", agent_enabled_ ? "enabled" : "disabled");
   }
@@ -186,88 +187,83 @@ const std::vector<vkconfd::SubscriptionPoint>& SnmpListenCfgHandler::GetSubscrip
   return subscription_points_;
 }
 
+// What reads a typed value stands here: where a value has another type, the process ends with this
+// function's name.
 confd_iter_ret SnmpListenCfgHandler::HandleCfg(confd_hkeypath_t* kp, confd_iter_op op,
                                                confd_value_t* /*old_value*/,
-                                               confd_value_t* new_value) {
+                                               confd_value_t* cfg_value) {
   const app::KeyPathText kp_text(kp);
   APP_LOG(log_category_, app::kDetail, "Called kp %s, op %d", kp_text.c_str(), op);
   switch (op) {
     case MOP_MODIFIED:
       return ITER_RECURSE;
-    case MOP_VALUE_SET:
-      return HandleValueSet(kp, new_value);
+    case MOP_VALUE_SET: {
+      const uint32_t tag = CONFD_GET_XMLTAG(&kp->v[0][0]);
+      APP_LOG_VALUE(log_category_, "New value: %s", cfg_value);
+      if (tag == app::tag::kEnabled) {
+        agent_enabled_ = CONFD_GET_BOOL(cfg_value) != 0;
+      } else if (tag == app::tag::kUdpPort) {
+        const std::string name = APP_BUF_TEXT(&kp->v[1][0]);
+        InterfaceInfo* info = TakeRulesOff(name, "update port for");
+        if (info != nullptr) SetPort(name, *info, CONFD_GET_UINT16(cfg_value));
+      } else {
+        IgnoreTag(tag);
+      }
+      return ITER_CONTINUE;
+    }
     case MOP_CREATED:
-    case MOP_DELETED:
-      return HandleEntry(kp, op == MOP_CREATED);
+    case MOP_DELETED: {
+      const uint32_t tag = CONFD_GET_XMLTAG(&kp->v[1][0]);
+      if (tag != app::tag::kInterface) return IgnoreTag(tag);
+      const std::string name = APP_BUF_TEXT(&kp->v[0][0]);
+      return op == MOP_CREATED ? CreateEntry(name) : DeleteEntry(name);
+    }
     default:
       APP_LOG(log_category_, app::kNotice, "Ignored operation %d", op);
       return ITER_CONTINUE;
   }
 }
 
-confd_iter_ret SnmpListenCfgHandler::HandleValueSet(confd_hkeypath_t* kp,
-                                                    const confd_value_t* cfg_value) {
-  const uint32_t tag = CONFD_GET_XMLTAG(&kp->v[0][0]);
-  APP_LOG_VALUE_FROM(kHandleCfg, log_category_, "New value: %s", cfg_value);
-  if (tag == app::tag::kEnabled) {
-    agent_enabled_ = CONFD_GET_BOOL(cfg_value) != 0;
-  } else if (tag == app::tag::kUdpPort) {
-    UpdatePort(APP_BUF_TEXT(&kp->v[1][0]), cfg_value);
-  } else {
-    APP_LOG_FROM(kHandleCfg, log_category_, app::kNotice, "Ignoring tag %d",
-                 static_cast<int32_t>(tag));
-  }
+confd_iter_ret SnmpListenCfgHandler::IgnoreTag(uint32_t tag) const {
+  APP_LOG_FROM(kHandleCfg, log_category_, app::kNotice, "Ignoring tag %d",
+               static_cast<int32_t>(tag));
   return ITER_CONTINUE;
 }
 
-void SnmpListenCfgHandler::UpdatePort(const std::string& name, const confd_value_t* cfg_value) {
-  InterfaceInfo* info = FindEntry(stash_->entries, name, [&name](const char* error) {
-    APP_FAULT_FROM(kHandleCfg, 0, __LINE__, "%s: could not update port for interface %s", error,
+SnmpListenCfgHandler::InterfaceInfo* SnmpListenCfgHandler::TakeRulesOff(const std::string& name,
+                                                                        const char* intention) {
+  InterfaceInfo* info = FindEntry(stash_->entries, name, [&](const char* error) {
+    APP_FAULT_FROM(kHandleCfg, 0, __LINE__, "%s: could not %s interface %s", error, intention,
                    name.c_str());
   });
-  if (info == nullptr) return;
-  DelInterfaceRules(name, *info);
-  info->udp_port = CONFD_GET_UINT16(cfg_value);
+  if (info != nullptr) DelInterfaceRules(name, *info);
+  return info;
+}
+
+void SnmpListenCfgHandler::SetPort(const std::string& name, InterfaceInfo& info,
+                                   uint16_t udp_port) const {
+  info.udp_port = udp_port;
   APP_LOG_FROM(kHandleCfg, log_category_, app::kProgress,
-               "Updating listening interface %s with new port %hu", name.c_str(), info->udp_port);
+               "Updating listening interface %s with new port %hu", name.c_str(), udp_port);
 }
 
-confd_iter_ret SnmpListenCfgHandler::HandleEntry(confd_hkeypath_t* kp, bool created) {
-  const uint32_t tag = CONFD_GET_XMLTAG(&kp->v[1][0]);
-  if (tag != app::tag::kInterface) {
-    APP_LOG_FROM(kHandleCfg, log_category_, app::kNotice, "Ignoring tag %d",
-                 static_cast<int32_t>(tag));
-    return ITER_CONTINUE;
-  }
-  const std::string name = APP_BUF_TEXT(&kp->v[0][0]);
-  if (created) {
-    CreateEntry(name);
-    return ITER_RECURSE;
-  }
-  DeleteEntry(name);
-  return ITER_CONTINUE;
-}
-
-void SnmpListenCfgHandler::CreateEntry(const std::string& name) {
+confd_iter_ret SnmpListenCfgHandler::CreateEntry(const std::string& name) {
   const VkConfdCdbSession session(confd_interface_, CDB_RUNNING, true);
   InterfaceInfo info;
   GatherInterfaceInfo(session.Socket(), name, info);
   APP_LOG_FROM(kHandleCfg, log_category_, app::kProgress, "Adding interface %s to stash",
                name.c_str());
   stash_->entries[name] = info;
+  return ITER_RECURSE;
 }
 
-void SnmpListenCfgHandler::DeleteEntry(const std::string& name) {
-  const InterfaceInfo* info = FindEntry(stash_->entries, name, [&name](const char* error) {
-    APP_FAULT_FROM(kHandleCfg, 0, __LINE__, "%s: could not del rules for interface %s", error,
-                   name.c_str());
-  });
-  if (info == nullptr) return;
-  DelInterfaceRules(name, *info);
+confd_iter_ret SnmpListenCfgHandler::DeleteEntry(const std::string& name) {
+  if (TakeRulesOff(name, "del rules for") == nullptr) return ITER_CONTINUE;
   APP_LOG_FROM(kHandleCfg, log_category_, app::kProgress, "Removing interface %s from stash",
                name.c_str());
   stash_->entries.erase(name);
   redir_ports_.Erase(name);
+  return ITER_CONTINUE;
 }
 
 void SnmpListenCfgHandler::GatherInterfaceInfo(int cdb_socket, const std::string& name,

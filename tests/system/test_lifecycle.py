@@ -26,6 +26,14 @@ def test_ends_within_a_second_with_status_0(daemon, manager, number):
     assert not daemon.records(" fault ")
 
 
+def test_touches_nothing_that_is_gone_while_it_ends(daemon, manager):
+    """Freed memory is filled, so that a use of it shows; the watchdog's timer is one of the last."""
+    daemon.environment.update(MALLOC_PERTURB_="165", WATCHDOG_USEC="30000000")
+    daemon.write_startup(configuration(ADDRESS))
+    daemon.start()
+    assert daemon.stop() == 0
+
+
 def test_ends_while_a_retry_is_pending(daemon, manager):
     daemon.write_startup(configuration("198.51.100.77"))
     daemon.start()

@@ -100,9 +100,6 @@ TEST_F(ApplicationTest, DyingGaspHandlerIsNotTheFrameworks) {
   for (vkconfd::ConfigHandler* handler : registration.config_handlers) {
     EXPECT_EQ(nullptr, dynamic_cast<DyingGaspTrapCfgHandler*>(handler));
   }
-  for (vkconfd::DataHandler* handler : registration.data_handlers) {
-    EXPECT_EQ(nullptr, dynamic_cast<DyingGaspTrapCfgHandler*>(handler));
-  }
 }
 
 TEST_F(ApplicationTest, RunCanBeCalledAgain) {

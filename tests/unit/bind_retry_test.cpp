@@ -80,6 +80,9 @@ TEST_F(BindRetryTest, FailedRebindIsLoggedAndStartsNoRetry) {
               ElementsAre(Applied("Forced ConfD's bind of SNMP, returned -1: no socket")));
   EXPECT_THAT(device_.middleware.faults, IsEmpty());
   EXPECT_EQ(0, device_.clock.Running());
+  ForgetRecords();
+  handler_.ApplyCommitConfig();
+  EXPECT_THAT(device_.confd.rebinds, IsEmpty()) << "it has had its rebind, if a failed one";
 }
 
 TEST_F(BindRetryTest, SuccessfulRebindIsLoggedWithTheEmptyErrorItLeaves) {

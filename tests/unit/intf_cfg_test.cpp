@@ -125,13 +125,18 @@ TEST_F(IntfCfgTest, CommitLogsAndAppliesTheListeningRules) {
 TEST_F(IntfCfgTest, CommitOfAnInterfaceThatIsNotListenedOnAppliesAllRules) {
   EnableAgent(true);
   LoadOne();
+  AddInterface("l3-eth2", 6, "veth2");
+  listening::AddRow(device_.confd.running, "l3-eth2", 1161, 60601);
+  Load();
+  ForgetRecords();
   device_.confd.running.AddEntry("/config/interface/l3", {{"name", common::MakeBuf("eth9")}});
   const vkconfd::AppInterface app(nullptr, nullptr, "app", {handler_.get(), &intf_handler_}, {}, {},
                                   ELEM_CONFD_PHASE_2, 0);
   device_.framework.Commit([](fake::Database& edit) {
     edit.Set("/config/interface/l3{eth9}/vrf", common::MakeBuf("blue"));
   });
-  EXPECT_THAT(device_.Events("rule"), ElementsAre("rule add veth1 5 161 60600 2 2"));
+  EXPECT_THAT(device_.Events("rule"),
+              ElementsAre("rule add veth1 5 161 60600 2 2", "rule add veth2 6 1161 60601 2 2"));
   EXPECT_EQ(1U, device_.Events("log HandleCfg: Is modify").size());
   EXPECT_THAT(FaultLines(), IsEmpty());
 }

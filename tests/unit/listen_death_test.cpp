@@ -11,9 +11,14 @@ using ::testing::HasSubstr;
 
 class ListenDeathTest : public ListenTest {
  protected:
-  static std::string Failed(const std::string& assertion) {
-    return "Assertion `" + assertion + "' failed";
+  static std::string Failed(
+      const std::string& assertion,
+      const std::string& function = "confd_iter_ret SnmpListenCfgHandler::HandleCfg" + kChange) {
+    return function + ": Assertion `" + assertion + "' failed";
   }
+
+  inline static const std::string kChange =
+      "(confd_hkeypath_t*, confd_iter_op, confd_value_t*, confd_value_t*)";
 
   void Handle(confd_hkeypath_t kp, confd_iter_op op) {
     confd_value_t value = common::MakeUint16(1);
@@ -60,14 +65,17 @@ TEST_F(ListenDeathTest, NewPortIsNoUint16) {
 
 TEST_F(ListenDeathTest, LoadedEnableFlagIsNoBool) {
   device_.confd.running.Set(listening::kEnabled, common::MakeUint8(1));
-  EXPECT_DEATH(Load(), HasSubstr(Failed("(&agent_enabled)->type == C_BOOL")));
+  EXPECT_DEATH(Load(),
+               HasSubstr(Failed("(&agent_enabled)->type == C_BOOL",
+                                "virtual void SnmpListenCfgHandler::LoadInitialConfig(int)")));
 }
 
 TEST_F(ListenDeathTest, KeyOfAnL3InterfaceIsNoText) {
   IntfCfgHandler handler(handler_);
   confd_hkeypath_t kp = EntryPath({"config", "interface", "l3"}, common::MakeUint16(1));
   EXPECT_DEATH(handler.HandleCfg(&kp, MOP_MODIFIED, nullptr, nullptr),
-               HasSubstr(Failed("(&kp->v[0][0])->type == C_BUF")));
+               HasSubstr(Failed("(&kp->v[0][0])->type == C_BUF",
+                                "confd_iter_ret IntfCfgHandler::HandleCfg" + kChange)));
 }
 
 }  // namespace

@@ -30,7 +30,7 @@ TEST_F(ListenEntryTest, InterfaceWithoutVrfIsRedirectedToItsOwnPort) {
   EXPECT_EQ("eth0", info.kernel_name);
   EXPECT_EQ(161, info.udp_port);
   EXPECT_EQ(161, info.redir_port);
-  EXPECT_EQ(60600, handler_->AllocateRedirPort("l3-next")) << "it has made a row";
+  EXPECT_EQ(60600, handler_->AllocateRedirPort("l3-eth0")) << "it has made a row";
 }
 
 TEST_F(ListenEntryTest, InterfacesInAVrfGetAPortEach) {

@@ -8,6 +8,7 @@
 
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -138,6 +139,21 @@ TEST_F(SnmpCfgAgentTest, DeletionChangesNothingButIsReadyForARebindAgain) {
                     10, std::string("Called kp /confdConfig/snmpAgent/") + leaf + ", op 2")));
     EXPECT_THAT(Apply(), ElementsAre(agent::kRebound)) << leaf;
   }
+}
+
+TEST_F(SnmpCfgAgentTest, DeletedAddressAndPortAreProbedAsTheyWere) {
+  StartBound();
+  Delete("ip");
+  ForgetRecords();
+  ChangeLeaf("port", common::MakeUint16(10163));
+  EXPECT_THAT(LogLines(),
+              Contains(agent::Line("BindAgent", 10, "Trying to bind to 127.0.0.1:10163")));
+  Delete("port");
+  ForgetRecords();
+  ChangeLeaf("ip", common::MakeBuf("127.0.0.2"));
+  EXPECT_THAT(
+      LogLines(),
+      Contains(agent::Line("BindAgent", 10, "Trying to bind to /confdConfig/snmpAgent/ip:10163")));
 }
 
 TEST_F(SnmpCfgAgentTest, ChangeWithoutNewValueDoesNotLookAtTheKeyPath) {

@@ -153,8 +153,10 @@ void Framework::ReplaceByStartupFile() {
 void Framework::ConnectHandler(vkconfd::ConfigHandler* handler, ELEM_CONFD_PHASE_ET phase) {
   handler->SetConfdInterface(this);
   handler->ConfdConnected(phase);
-  const VkConfdCdbSession session(this, CDB_RUNNING, true);
-  handler->LoadInitialConfig(session.Socket());
+  {
+    const VkConfdCdbSession session(this, CDB_RUNNING, true);
+    handler->LoadInitialConfig(session.Socket());
+  }
   handler->ApplyInitialConfig();
 }
 

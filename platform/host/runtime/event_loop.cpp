@@ -17,8 +17,9 @@ std::function<void()>& ReloadAction() {
 }  // namespace
 
 boost::asio::io_context& Loop() {
-  static boost::asio::io_context loop(1);
-  return loop;
+  // Never destroyed: what ends with the process still takes its waits back from it.
+  static auto* const loop = new boost::asio::io_context(1);
+  return *loop;
 }
 
 void RunEvent(const std::string& what, const std::function<void()>& event) {
