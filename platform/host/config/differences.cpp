@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "config/entry_order.h"
 #include "config/value.h"
 
 namespace host {
@@ -85,8 +86,9 @@ class Comparison {
       AddIfGone(node, &in_new, &changes);
     }
     Counterparts in_old(old_first);
+    EntryOrder order(old_first, new_first);
     for (const lyd_node* node = new_first; node != nullptr; node = node->next) {
-      AddIfNewOrOther(node, &in_old, &changes);
+      AddIfNewOrOther(node, &in_old, &order, &changes);
     }
     return changes;
   }
@@ -104,13 +106,14 @@ class Comparison {
     if (element->nodetype == LYS_LEAF) {
       Add(element, MOP_DELETED, changes)->old_value = OwnedValue(TermValue(node));
     } else if (IsStructureOnly(element)) {
-      AddIfModified(node, Siblings(lyd_child(node), nullptr), changes);
+      std::vector<Change> below = Siblings(lyd_child(node), nullptr);
+      if (!below.empty()) AddModified(node, std::move(below), changes);
     } else {
       Add(element, MOP_DELETED, changes)->keys = EntryKeys(node);
     }
   }
 
-  void AddIfNewOrOther(const lyd_node* node, Counterparts* in_old,
+  void AddIfNewOrOther(const lyd_node* node, Counterparts* in_old, EntryOrder* order,
                        std::vector<Change>* changes) const {
     const lysc_node* element = node->schema;
     if (element->nodetype == LYS_LEAFLIST) {
@@ -123,7 +126,9 @@ class Comparison {
     if (element->nodetype == LYS_LEAF) {
       AddIfOtherValue(old, node, changes);
     } else if (old != nullptr || IsStructureOnly(element)) {
-      AddIfModified(node, Siblings(lyd_child_no_keys(old), lyd_child_no_keys(node)), changes);
+      std::vector<Change> below = Siblings(lyd_child_no_keys(old), lyd_child_no_keys(node));
+      const bool moved = lysc_is_userordered(element) && order->HasMoved(old);
+      if (moved || !below.empty()) AddModified(node, std::move(below), changes);
     } else {
       Change* change = Add(element, MOP_CREATED, changes);
       change->keys = EntryKeys(node);
@@ -139,9 +144,8 @@ class Comparison {
     change->new_value = OwnedValue(TermValue(node));
   }
 
-  void AddIfModified(const lyd_node* node, std::vector<Change> children,
-                     std::vector<Change>* changes) const {
-    if (children.empty()) return;
+  void AddModified(const lyd_node* node, std::vector<Change> children,
+                   std::vector<Change>* changes) const {
     Change* change = Add(node->schema, MOP_MODIFIED, changes);
     change->keys = EntryKeys(node);
     change->children = std::move(children);

@@ -7,8 +7,11 @@
 namespace host_test {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 constexpr char kAgent[] = "/confd_dyncfg:confdConfig";
 constexpr char kCommunity[] = "/SNMP_COMMUNITY_MIB:SNMP-COMMUNITY-MIB";
@@ -182,6 +185,44 @@ TEST(Differences, ListsBelowLists) {
 TEST(Differences, EntryWithNothingBelowButItsKeys) {
   EXPECT_THAT(ShapeLines("", R"("outer": [{"name": "a", "number": 1}])"),
               ElementsAre("created /shapes/outer{a 1}  -> "));
+}
+
+/// The changes below L3 interfaces when one has these IPv6 addresses, by number.
+std::vector<std::string> AddressLines(const std::string& old_order, const std::string& new_order) {
+  const auto json = [](const std::string& order) {
+    std::string entries;
+    for (const char index : order) {
+      const std::string number(1, index);
+      entries += (entries.empty() ? "" : ",") + (R"({"index": )" + number) +
+                 R"(, "ip": "2001:db8::)" + number + R"(/64"})";
+    }
+    return R"({"config:config": {"interface": {"l3": [{"name": "e", "ipv6": {"address": [)" +
+           entries + "]}}]}}}";
+  };
+  std::vector<common::Change> changes = DeviceChanges(json(old_order), json(new_order));
+  return Describe(changes, "/config/interface/l3");
+}
+
+TEST(Differences, EntryOfAUserOrderedListThatHasMovedIsModified) {
+  const std::string list = "modified /config/interface/l3{e}/ipv6/address";
+  const auto interface_and = [](std::vector<std::string> entries) {
+    entries.insert(entries.begin(), {"modified /config/interface/l3{e}  -> ",
+                                     "modified /config/interface/l3{e}/ipv6  -> "});
+    return entries;
+  };
+  EXPECT_THAT(AddressLines("123", "123"), IsEmpty());
+  EXPECT_EQ(AddressLines("123", "312"), interface_and({list + "{3}  -> "}));
+  EXPECT_EQ(AddressLines("123", "213"), interface_and({list + "{2}  -> "}));
+  EXPECT_EQ(AddressLines("12", "21"), interface_and({list + "{2}  -> "}));
+}
+
+TEST(Differences, EntriesThatComeAndGoMoveNoOther) {
+  for (const auto& [before, now] : std::vector<std::pair<std::string, std::string>>{
+           {"123", "23"}, {"123", "13"}, {"23", "123"}, {"123", "42"}, {"", "21"}, {"21", ""}}) {
+    EXPECT_THAT(AddressLines(before, now),
+                Not(Contains(HasSubstr("modified /config/interface/l3{e}/ipv6/"))))
+        << before << " to " << now;
+  }
 }
 
 TEST(Differences, VisitStopsContinuesAndLeavesOutOldValues) {
