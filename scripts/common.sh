@@ -75,10 +75,12 @@ private_network() {
   fi
 }
 
-# run_system BUILD XML: runs the system tests on the daemon of a build folder; their outcome goes
-# to a JUnit file. Where they cannot run, says so and sets skipped_steps.
+# run_system BUILD XML [FILE...]: runs the system tests, or these files of them, on the daemon of a
+# build folder; their outcome goes to a JUnit file. Where they cannot run, says so and sets
+# skipped_steps.
 run_system() {
   local namespace
+  [ $# -gt 2 ] || set -- "$@" tests/system
   namespace=$(private_network)
   if [ -z "$namespace" ]; then
     echo "SKIPPED tests/system: neither root, sudo nor unprivileged user namespaces on this machine"
@@ -87,5 +89,5 @@ run_system() {
     return 0
   fi
   $namespace env SNMP_APP_BUILD="$1" PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 \
-    -m pytest -q -rs -p no:cacheprovider --junitxml "$2" tests/system
+    -m pytest -q -rs -p no:cacheprovider --junitxml "$2" "${@:3}"
 }

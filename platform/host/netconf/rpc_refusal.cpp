@@ -101,7 +101,7 @@ RpcError BadValue(const ly_ctx* context, const std::string& reason, const std::s
   std::string name = AttributeWith(message, value);
   // libyang does not quote the whole expression of a filter, the other attribute of these.
   if (name.empty() && path.compare(0, 17, "/ietf-netconf:get") == 0) name = "select";
-  const RpcError error("protocol", "bad-attribute", reason);
+  RpcError error("protocol", "bad-attribute", reason);
   return name.empty() ? error : error.With("bad-attribute", name);
 }
 
@@ -121,7 +121,7 @@ RpcError TakeRefusal(ly_ctx* context, const std::string& message) {
   }
   for (const KnownRefusal& known : kKnown) {
     if (said.find(known.text) == std::string::npos) continue;
-    const RpcError error("protocol", known.tag, reason);
+    RpcError error("protocol", known.tag, reason);
     if (known.info == nullptr) return error;
     const bool is_namespace = strcmp(known.info, "bad-namespace") == 0;
     return error.With(known.info, is_namespace ? QuotedIn(text) : NameIn(QuotedIn(text)));
