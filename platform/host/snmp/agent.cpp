@@ -1,6 +1,5 @@
 #include "snmp/agent.h"
 
-#include <sys/resource.h>
 #include <syslog.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 #include <utility>
 
 #include "snmp/agent_library.h"
+#include "snmp/descriptors.h"
 #include "snmp/library_timer.h"
 #include "snmp/listener_plan.h"
 #include "snmp/read_access.h"
@@ -32,14 +32,6 @@ constexpr const char* kWildcards[] = {"0.0.0.0", "::"};
 bool IsWildcard(const Endpoint& endpoint) {
   return std::find(std::begin(kWildcards), std::end(kWildcards), endpoint.address) !=
          std::end(kWildcards);
-}
-
-void RaiseDescriptorLimit() {
-  rlimit limit = {};
-  if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
-    limit.rlim_cur = limit.rlim_max;
-    ::setrlimit(RLIMIT_NOFILE, &limit);
-  }
 }
 
 }  // namespace
@@ -130,7 +122,7 @@ void SnmpAgent::Impl::AnswerQueued(UdpListener& listener, size_t limit) {
 }
 
 SnmpAgent::SnmpAgent(boost::asio::io_context& loop, SnmpLog log) {
-  RaiseDescriptorLimit();
+  MakeRoomForListeners();
   impl_ = std::make_unique<Impl>(loop, std::move(log));
 }
 

@@ -9,6 +9,8 @@
 #include <future>
 #include <utility>
 
+#include "snmp/descriptors.h"
+
 namespace host {
 
 namespace {
@@ -43,6 +45,7 @@ auto AgentThread::Run(Call call) {
 }
 
 AgentThread::AgentThread(SnmpLog log) : log_(std::move(log)), work_(loop_.get_executor()) {
+  MakeRoomForListeners();
   {
     const SignalsBlocked blocked;
     thread_ = std::thread([this] { Serve(); });

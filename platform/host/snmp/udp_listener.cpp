@@ -1,14 +1,14 @@
 #include "snmp/udp_listener.h"
 
-#include <fcntl.h>
 #include <netinet/in.h>
-#include <sys/select.h>
 #include <unistd.h>
 
 #include <boost/asio/ip/udp.hpp>
 #include <cassert>
 #include <cerrno>
 #include <cstring>
+
+#include "snmp/descriptors.h"
 
 namespace host {
 
@@ -72,18 +72,6 @@ bool TurnToAnswer(cmsghdr& header) {
 size_t AnswerControlSize(msghdr& message) {
   cmsghdr* header = CMSG_FIRSTHDR(&message);
   return header != nullptr && TurnToAnswer(*header) ? message.msg_controllen : 0;
-}
-
-// Other libraries of the process wait with select(2), which ends the process for a descriptor from
-// FD_SETSIZE on. Listeners may be thousands, so they leave the low numbers to the others. Where the
-// limit of descriptors is too low for that, there is no room for thousands either.
-int MoveUp(int socket) {
-  const int high = ::fcntl(socket, F_DUPFD_CLOEXEC, FD_SETSIZE);
-  if (high < 0) {
-    return socket;
-  }
-  ::close(socket);
-  return high;
 }
 
 int OpenSocket(int family) {
