@@ -47,7 +47,6 @@ class TargetVrfCfgHandler : public vkconfd::ConfigHandler {
 
  private:
   void GetTargets(int cdb_socket);
-  uint32_t VrfOf(int cdb_socket, const confd_value_t& name);
   void ChangeRule(bool add, const IpRuleKey& rule, int cdb_socket);
   bool WasAdded(const IpRuleKey& rule) const;
 

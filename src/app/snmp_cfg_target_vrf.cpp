@@ -6,6 +6,7 @@
 #include <array>
 #include <boost/asio/ip/address_v4.hpp>
 #include <cstring>
+#include <deque>
 
 #include "app/confd_names.h"
 #include "app/confd_text.h"
@@ -15,6 +16,9 @@
 #include "libiptools/iptools.h"
 #include "nettypes/nettypes.h"
 #include "vkconfd/cdb_session.h"
+
+// In the texts of failed assertions types stand as they are written here.
+using string = std::string;
 
 namespace {
 
@@ -94,7 +98,7 @@ confd_iter_ret TargetVrfCfgHandler::HandleCfgVrf(confd_hkeypath_t* kp, confd_ite
   return ITER_CONTINUE;
 }
 
-uint32_t TargetVrfCfgHandler::GetTargetVrf(int cdb_socket, const std::string& vrf) {
+uint32_t TargetVrfCfgHandler::GetTargetVrf(int cdb_socket, const string& vrf) {
   APP_LOG(log_category_, app::kDetail, "key: %s", vrf.c_str());
   confd_value_t vrf_id_confd;
   if (cdb_get(cdb_socket, &vrf_id_confd, "%s/stringTOindex{%s}/vrf-idx", app::path::kVrfConfig,
@@ -105,7 +109,7 @@ uint32_t TargetVrfCfgHandler::GetTargetVrf(int cdb_socket, const std::string& vr
   return CONFD_GET_UINT32(&vrf_id_confd);
 }
 
-void TargetVrfCfgHandler::AddDelIpRuleIntf(bool add, const std::string& target, int cdb_socket) {
+void TargetVrfCfgHandler::AddDelIpRuleIntf(bool add, const string& target, int cdb_socket) {
   APP_LOG(log_category_, app::kDetail, "add: %d target: %s", add ? 1 : 0, target.c_str());
   std::array<confd_value_t, kTargetLeaves> v = {};
   if (cdb_get_object(cdb_socket, v.data(), kTargetLeaves, "%s{%s}", app::path::kTarget,
@@ -160,8 +164,9 @@ void TargetVrfCfgHandler::GetTargets(int cdb_socket) {
   std::vector<confd_value_t> names(static_cast<size_t>(count));
   // Fewer targets than rows leave values that cannot be printed.
   cdb_get_objects(cdb_socket, names.data(), 1, 0, count, "%s", app::path::kTarget);
-  for (confd_value_t& value : names) {
-    const app::ValueGuard guard(&value);
+  std::deque<app::ValueGuard> guards;
+  for (confd_value_t& value : names) guards.emplace_back(&value);
+  for (const confd_value_t& value : names) {
     char name[kNameSize] = {};
     if (confd_pp_value(name, sizeof name, &value) <= 0) continue;
     APP_LOG(log_category_, app::kDetail, "target: %s", name);

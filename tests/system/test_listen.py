@@ -12,6 +12,7 @@ from lab.daemon import Daemon, configuration, listening
 from lab.site import BLUE, BLUE_V6, DEFAULT, RED, RED_V6, Site
 from lab.wait import wait_until
 
+DEFAULT_V6 = "2001:db8::1"
 REBOUND = "Forced ConfD's bind of SNMP, returned 0: $"
 
 
@@ -141,6 +142,29 @@ def test_interface_in_no_vrf_has_an_entry_per_address(daemon, site):
     assert agent["extraIpPorts"] == [f"{DEFAULT}:1161"]
     assert snmp.answers(site.managers["default"], DEFAULT, port=1161)
     assert site.redirects() == []
+
+
+def test_interface_in_no_vrf_with_ipv6_only(daemon, site):
+    """The entry of the first address is added in the transaction, moved with the port, removed."""
+    def content(*ports):
+        parts = router_configuration({"eth0": port for port in ports}, {"eth0": None})
+        parts["config:config"]["interface"]["l3"] = [
+            {"name": "eth0", "ipv6": {"enable": True, "address": [
+                {"index": 1, "ip": f"{DEFAULT_V6}/64"}, {"index": 2, "ip": "2001:db8:9::1/64"}]}}]
+        return parts
+
+    site.router.add_address("eth0", f"{DEFAULT_V6}/64")
+    site.managers["default"].add_address("eth0", "2001:db8::100/64")
+    daemon.write_startup(content())
+    daemon.start()
+    for port in (1161, 2161):
+        daemon.reload(content(port))
+        agent = running(daemon)["confd_dyncfg:confdConfig"]["snmpAgent"]
+        assert agent["extraIpPorts"] == [f"{DEFAULT_V6}:{port}"]
+        assert snmp.answers(site.managers["default"], DEFAULT_V6, port=port)
+    daemon.reload(content())
+    assert "extraIpPorts" not in running(daemon)["confd_dyncfg:confdConfig"]["snmpAgent"]
+    assert silent(site.managers["default"], DEFAULT_V6, port=2161)
 
 
 @pytest.mark.parametrize("had_vrf, has_vrf, entries", [

@@ -35,10 +35,9 @@ class TargetVrfDeathTest : public TargetVrfTest {
     return "Assertion `" + assertion + "' failed";
   }
 
-  /// An assertion in AddDelIpRuleIntf; compilers spell the type of its texts differently.
   static auto FailedRule(const std::string& assertion) {
-    return AllOf(HasSubstr("void TargetVrfCfgHandler::AddDelIpRuleIntf(bool, "),
-                 HasSubstr(Failed(assertion)));
+    return HasSubstr("void TargetVrfCfgHandler::AddDelIpRuleIntf(bool, const string&, int): " +
+                     Failed(assertion));
   }
 
   /// Changes t1's rule with `error` as ConfD's last one, and tells how the process ended.
@@ -75,7 +74,7 @@ TEST_F(TargetVrfDeathTest, PortIsNotThere) {
 TEST_F(TargetVrfDeathTest, IndexOfAVrfIsNoUint32) {
   target::SetVrf(Running(), "red", common::MakeUint16(256));
   EXPECT_DEATH(ChangeRule(true, "t1"),
-               AllOf(HasSubstr("uint32_t TargetVrfCfgHandler::GetTargetVrf(int, "),
+               AllOf(HasSubstr("uint32_t TargetVrfCfgHandler::GetTargetVrf(int, const string&)"),
                      HasSubstr(Failed("(&vrf_id_confd)->type == C_UINT32"))));
 }
 
