@@ -138,6 +138,18 @@ TEST_F(DataListenDeathTest, ChangeOfAnUnexpectedLeaf) {
               [this] { SetLeaf("eth0", "port", common::MakeUint16(1)); });
 }
 
+TEST_F(DataListenDeathTest, UnexpectedLeafIsToldBeforeTheKeyIsLookedAt) {
+  confd_hkeypath_t kp = EntryPath({"snmp", "agent", "listen", "interface"}, common::MakeUint16(7));
+  confd_hkeypath_t leaf = {};
+  AddLevel(&leaf, common::MakeTag(common::TagTable::Global().Hash("port"), 0));
+  for (int level = 0; level < kp.len; ++level) AddLevel(&leaf, kp.v[level][0]);
+  confd_value_t value = common::MakeUint16(1);
+  ExpectFatal("SetElemCallback",
+              "Unexpected tag in the path (/snmp/agent/listen/interface{7}/port) for SNMP "
+              "listening config",
+              [&] { Callpoint().SetElemCallback(Context(), &leaf, &value); });
+}
+
 TEST_F(DataListenDeathTest, ChangeReadOfTheOldPort) {
   Refuse("cdb_get_u_int16");
   ExpectFatal("SetElemCallback",

@@ -113,6 +113,13 @@ TEST_F(TargetVrfChangeTest, SessionsAreClosedBehindAnException) {
   EXPECT_THAT(Rules(), ElementsAre("routing rule delete 256 10.0.0.5 162 2"));
 }
 
+TEST_F(TargetVrfChangeTest, AddressThatIsNoneEndsTheLoad) {
+  target::AddRow(Running(), "t1");
+  target::Set(Running(), "t1", "ip", common::MakeBuf("1.2.3"));
+  EXPECT_THROW(Load(), boost::system::system_error);
+  EXPECT_THAT(Rules(), IsEmpty());
+}
+
 TEST_F(TargetVrfChangeTest, SessionThatCannotBeOpenedThrows) {
   device_.confd.RefuseNext("session open 4", CONFD_ERR_EXTERNAL, "no session");
   EXPECT_THROW(ChangeLeaf("t1", "ip"), std::runtime_error);
