@@ -9,6 +9,7 @@ sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 # pylint: disable=wrong-import-position
 from lab.daemon import TREE, Daemon
 from lab.network import Namespace, claim_run_folder, connect
+from lab.site import Site
 
 ROUTER_ADDRESS = "198.51.100.1"
 ROUTER_ADDRESS_V6 = "2001:db8::1"
@@ -40,6 +41,13 @@ def manager(router):
     namespace.add_address("eth0", "2001:db8::100/64")
     yield namespace
     namespace.remove()
+
+
+@pytest.fixture
+def site():
+    """A router with a default network and two VRFs, instead of the one above."""
+    with Site() as instance:
+        yield instance
 
 
 @pytest.fixture

@@ -9,17 +9,11 @@ import pytest
 
 from lab import snmp
 from lab.daemon import Daemon, configuration, listening
-from lab.site import BLUE, BLUE_V6, DEFAULT, RED, RED_V6, Site
+from lab.site import BLUE, BLUE_V6, DEFAULT, RED, RED_V6
 from lab.wait import wait_until
 
 DEFAULT_V6 = "2001:db8::1"
 REBOUND = "Forced ConfD's bind of SNMP, returned 0: $"
-
-
-@pytest.fixture
-def site():
-    with Site() as instance:
-        yield instance
 
 
 @pytest.fixture

@@ -10,19 +10,13 @@ import pytest
 from lab import snmp, ssh
 from lab.daemon import Daemon, configuration, listening, merged, targets
 from lab.netconf import BASE, NS, Client, Refused
-from lab.site import DEFAULT, RED, TABLES, Site
+from lab.site import DEFAULT, RED, TABLES
 from lab.wait import wait_until
 from lab.yangcli import Operator
 
 STANDARD_MODELS = "/usr/share/yuma/modules/ietf/ietf-netconf@2011-06-01.yang"
 pytestmark = pytest.mark.skipif(not os.path.exists(STANDARD_MODELS),
                                 reason="the IETF's models are missing (package libyuma-base)")
-
-
-@pytest.fixture
-def site():
-    with Site() as instance:
-        yield instance
 
 
 @pytest.fixture

@@ -9,19 +9,13 @@ import pytest
 
 from lab.daemon import TREE, Daemon, configuration, listening, merged, targets
 from lab.netconf import NS, Client
-from lab.site import DEFAULT, FAR, TABLES, Site
+from lab.site import DEFAULT, FAR, TABLES
 from lab.wait import wait_until
 
 pytestmark = pytest.mark.skipif(
     not os.path.exists("/usr/share/yuma/modules/ietf/ietf-netconf@2011-06-01.yang"),
     reason="the IETF's models are missing (package libyuma-base)")
 MISSING = "198.51.100.9"
-
-
-@pytest.fixture
-def site():
-    with Site() as instance:
-        yield instance
 
 
 @pytest.fixture
