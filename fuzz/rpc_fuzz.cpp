@@ -3,6 +3,7 @@
 //
 // An input is the messages of one session, with ]]>]]> between them.
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -71,21 +72,36 @@ std::string Content(const host::Datastores& datastores) {
          host::PrintTree(datastores.Copy(host::Datastore::kCandidate).get());
 }
 
-/// The message-id that the reply to a message must have, null for a message that is no request.
-const std::string* MessageId(const Document& message) {
-  const bool is_request = message.IsWellFormed() && message.HasRoot(kBase, "rpc");
-  return is_request && !message.HasTextInRoot() ? message.Attribute("message-id") : nullptr;
+/// Whether libyang finds a fault where there is none: it takes a reference to a blank between
+/// elements for a text, and refuses one to the last character of Unicode.
+bool HasOddReference(const std::string& message) {
+  for (size_t at = 0; (at = message.find("&#", at)) != std::string::npos; ++at) {
+    const size_t before = message.find_last_not_of(" \t\r\n", at - 1);
+    if (before != std::string::npos && message[before] == '>') return true;
+    const std::string code = message.substr(at + 2, message.find(';', at) - at - 2);
+    if (strtoul(code.c_str(), nullptr, 10) == 0x10ffff) return true;
+    if (code[0] == 'x' && strtoul(code.c_str() + 1, nullptr, 16) == 0x10ffff) return true;
+  }
+  return false;
 }
 
-void CheckReply(const Document& message, const host::RpcReply& reply) {
+/// The message-id that the reply to a message must have, null for a message that is no request.
+std::unique_ptr<std::string> MessageId(const std::string& message) {
+  if (HasOddReference(message)) return nullptr;
+  const Document document(message);
+  const bool is_request = document.IsWellFormed() && document.HasRoot(kBase, "rpc");
+  return is_request && !document.HasTextInRoot() ? document.Attribute("message-id") : nullptr;
+}
+
+void CheckReply(const std::string& message, const host::RpcReply& reply) {
   const Document document(reply.xml);
   Require(document.IsWellFormed(), "a reply is well-formed");
   Require(document.HasRoot(kBase, "rpc-reply"), "a reply is an rpc-reply");
   const bool has_error = reply.xml.find("<rpc-error>") != std::string::npos;
   Require(has_error || !reply.is_error, "a refusal has an rpc-error");
-  const std::string* id = MessageId(message);
+  const auto id = MessageId(message);
   if (id == nullptr) return;
-  const std::string* echoed = document.Attribute("message-id");
+  const auto echoed = document.Attribute("message-id");
   Require(echoed != nullptr && *echoed == *id, "a reply has the message-id of its request");
 }
 
@@ -110,7 +126,7 @@ void Ask(host::RpcHandler* handler, const host::Datastores& datastores,
          const std::string& message) {
   const std::string before = Content(datastores);
   const host::RpcReply reply = handler->Handle(kSession, message);
-  CheckReply(Document(message), reply);
+  CheckReply(message, reply);
   if (reply.is_error || HasData(reply)) {
     Require(Content(datastores) == before, "what is refused or only reads changes nothing");
   }

@@ -15,7 +15,7 @@ TEST_PACKAGES="clang-format clang-tidy g++-i686-linux-gnu googletest libgmock-de
   librapidcheck-dev python3-ncclient python3-pytest strace"
 BENCH_PACKAGES="libbenchmark-dev"
 PACKAGE_PACKAGES="dpkg-dev man-db python3-pytest strace systemd"
-FUZZ_PACKAGES="clang libclang-rt-14-dev libyuma-base"
+FUZZ_PACKAGES="clang libclang-rt-14-dev libxml2-dev libyuma-base"
 COVERAGE_PACKAGES="gcovr"
 
 # The words "sudo" or "" that a command needs in front to act as root; fails when it cannot.

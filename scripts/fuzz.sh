@@ -1,12 +1,16 @@
 #!/usr/bin/env bash
-# Feeds the parsers random input: scripts/fuzz.sh [SECONDS], for each harness of fuzz/; 30 without.
-# Every input of fuzz/corpus is tried first. SNMP_APP_FUZZ_BUILD names another folder to build in.
+# Feeds the parsers random input: scripts/fuzz.sh [SECONDS [SEED]], for each harness of fuzz/; 30
+# seconds without. Without a seed it is other input each time; ./test gives one, so that its outcome
+# is the tree's and no draw's. Every input of fuzz/corpus is tried first. SNMP_APP_FUZZ_BUILD names
+# another folder to build in.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit 1
 . scripts/common.sh
 
 seconds=${1:-30}
-[[ $# -le 1 && $seconds =~ ^[1-9][0-9]*$ ]] || fail "usage: scripts/fuzz.sh [SECONDS]"
+seed=${2:-0}
+[[ $# -le 2 && $seconds =~ ^[1-9][0-9]*$ && $seed =~ ^[0-9]+$ ]] ||
+  fail "usage: scripts/fuzz.sh [SECONDS [SEED]]"
 build=${SNMP_APP_FUZZ_BUILD:-build/fuzz}
 findings=$build/findings
 limits="-rss_limit_mb=1024 -timeout=20"
@@ -37,7 +41,7 @@ explore() {
   mkdir -p "$build/corpus/$name"
   # shellcheck disable=SC2086
   "$build/fuzz/$name" $limits -max_len=4096 "${dictionary[@]}" \
-    -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$findings/$name-" \
+    -seed="$seed" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$findings/$name-" \
     "$build/corpus/$name" "fuzz/corpus/$name" >"$log" 2>&1
   status=$?
   awk -v name="$name" '
@@ -51,7 +55,19 @@ explore() {
   [ $status -ne 0 ] || return 0
   echo "$name: FAILED, input in $findings, log in $log"
   grep -E 'PROPERTY BROKEN|ERROR: |runtime error|what\(\)|Test unit written' "$log"
+  grep -m 8 -E '^ +#[0-9]+ ' "$log"
+  print_findings "$name"
   return 1
+}
+
+# The new inputs as text, for who has the output only: base64 -d | gzip -d gives them back.
+print_findings() {
+  local input
+  for input in "$findings/$1"-*; do
+    [ -f "$input" ] || continue
+    echo "$(basename "$input"), gzip, base64:"
+    gzip -9 -c "$input" | base64 -w 900
+  done
 }
 
 # shellcheck disable=SC2086
