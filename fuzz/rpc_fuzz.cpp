@@ -3,7 +3,6 @@
 //
 // An input is the messages of one session, with ]]>]]> between them.
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -12,6 +11,7 @@
 #include "config/engine.h"
 #include "config/store.h"
 #include "config/target_check.h"
+#include "netconf/hello.h"
 #include "netconf/rpc.h"
 #include "property.h"
 #include "xml_document.h"
@@ -72,25 +72,11 @@ std::string Content(const host::Datastores& datastores) {
          host::PrintTree(datastores.Copy(host::Datastore::kCandidate).get());
 }
 
-/// Whether libyang finds a fault where there is none: it takes a reference to a blank between
-/// elements for a text, and refuses one to the last character of Unicode.
-bool HasOddReference(const std::string& message) {
-  for (size_t at = 0; (at = message.find("&#", at)) != std::string::npos; ++at) {
-    const size_t before = message.find_last_not_of(" \t\r\n", at - 1);
-    if (before != std::string::npos && message[before] == '>') return true;
-    const std::string code = message.substr(at + 2, message.find(';', at) - at - 2);
-    if (strtoul(code.c_str(), nullptr, 10) == 0x10ffff) return true;
-    if (code[0] == 'x' && strtoul(code.c_str() + 1, nullptr, 16) == 0x10ffff) return true;
-  }
-  return false;
-}
-
 /// The message-id that the reply to a message must have, null for a message that is no request.
 std::unique_ptr<std::string> MessageId(const std::string& message) {
-  if (HasOddReference(message)) return nullptr;
   const Document document(message);
   const bool is_request = document.IsWellFormed() && document.HasRoot(kBase, "rpc");
-  return is_request && !document.HasTextInRoot() ? document.Attribute("message-id") : nullptr;
+  return is_request ? document.Attribute("message-id") : nullptr;
 }
 
 void CheckReply(const std::string& message, const host::RpcReply& reply) {
@@ -122,6 +108,15 @@ std::vector<std::string> Split(const std::string& text) {
   return messages;
 }
 
+/// Any message may come as a hello.
+void Greet(const std::string& message) {
+  try {
+    host::UsesChunks(Engine().Models().Context(), message);
+  } catch (const std::runtime_error& error) {
+    Require(*error.what() != '\0', "a refusal has a reason");
+  }
+}
+
 void Ask(host::RpcHandler* handler, const host::Datastores& datastores,
          const std::string& message) {
   const std::string before = Content(datastores);
@@ -141,6 +136,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       &datastores,
       {[] { return host::Tree(); }, [](host::SessionId session) { return session == kOther; }});
   for (const std::string& message : Split({reinterpret_cast<const char*>(data), size})) {
+    Greet(message);
     Ask(&handler, datastores, message);
   }
   return 0;

@@ -8,14 +8,14 @@ fail() {
 }
 
 BUILD_PACKAGES="cmake g++ libboost-dev libnftables-dev libnl-route-3-dev libsnmp-dev libspdlog-dev
-  libsystemd-dev libyang2-dev ninja-build pkg-config"
+  libsystemd-dev libxml2-dev libyang2-dev ninja-build pkg-config"
 SHOW_PACKAGES="iproute2 libyuma-base nftables openssh-server procps python3 snmp snmptrapd socat
   util-linux yangcli"
 TEST_PACKAGES="clang-format clang-tidy g++-i686-linux-gnu googletest libgmock-dev libgtest-dev
   librapidcheck-dev python3-ncclient python3-pytest strace"
 BENCH_PACKAGES="libbenchmark-dev"
 PACKAGE_PACKAGES="dpkg-dev man-db python3-pytest strace systemd"
-FUZZ_PACKAGES="clang libclang-rt-14-dev libxml2-dev libyuma-base"
+FUZZ_PACKAGES="clang libclang-rt-14-dev libyuma-base"
 COVERAGE_PACKAGES="gcovr"
 
 # The words "sudo" or "" that a command needs in front to act as root; fails when it cannot.

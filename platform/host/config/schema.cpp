@@ -1,5 +1,7 @@
 #include "config/schema.h"
 
+#include <libyang/plugins_exts.h>
+
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
@@ -39,6 +41,23 @@ ly_ctx* NewContext(const std::string& folder, uint16_t more_options) {
     throw std::runtime_error("libyang cannot use the models' folder " + folder);
   }
   return context;
+}
+
+/// Gives every extension that models use of themselves a plugin, one that does nothing: libyang
+/// 2.1.30 looks for the annotation that a piece of data names among all of them, and reads the
+/// plugin of each without asking whether there is one.
+void GivePlugins(ly_ctx* context) {
+  static lyplg_ext none = {};
+  none.id = "none";
+  uint32_t index = 0;
+  while (const lys_module* module = ly_ctx_get_module_iter(context, &index)) {
+    if (module->compiled == nullptr) continue;
+    const lysc_ext_instance* uses = module->compiled->exts;
+    LY_ARRAY_COUNT_TYPE i = 0;
+    LY_ARRAY_FOR(uses, i) {
+      if (uses[i].def->plugin == nullptr) uses[i].def->plugin = &none;
+    }
+  }
 }
 
 uint32_t ParseHash(const std::string& text) {
@@ -155,6 +174,7 @@ Schema::Schema(const std::string& folder, const std::string& standard_folder) {
       RefuseModel(folder, file, error.what());
     }
   }
+  GivePlugins(context_.get());
   // The models' own tags first: a computed one must not take the place of one that is written.
   for (const lys_module* module : modules_) DefineTags(module);
   for (const lys_module* module : modules_) CollectFacts(module);

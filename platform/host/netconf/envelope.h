@@ -7,6 +7,7 @@
 #include <string>
 
 #include "config/tree.h"
+#include "netconf/message.h"
 #include "netconf/rpc_error.h"
 
 namespace host {
@@ -19,17 +20,19 @@ class RpcEnvelope {
   RpcEnvelope(ly_ctx* context, const std::string& message);
 
   /// The requested operation, checked against its model. Throws RpcError: malformed-message for
-  /// what is no request, missing-attribute for one without a message-id, else what the model
-  /// refuses. Stays the envelope's.
+  /// what is no request, missing-attribute for one without a message-id,
+  /// operation-not-supported for one that libyang cannot read, else what the model refuses. Stays
+  /// the envelope's.
   const lyd_node* Operation() const;
 
   /// The answer with this content; it has the attributes of the request.
   std::string Reply(const std::string& content) const;
 
  private:
-  void Refuse(const std::string& reason);
+  void Read(ly_ctx* context, const std::string& message);
 
-  Tree envelope_;  ///< The <rpc> element.
+  MessageHead head_;  ///< Of the <rpc> element; nothing in it when the message has none.
+  Tree envelope_;
   Tree operation_;
   std::optional<RpcError> error_;  ///< Why the operation could not be read.
 };

@@ -7,6 +7,7 @@
 
 #include "config/tree.h"
 #include "netconf/envelope.h"
+#include "netconf/message.h"
 #include "netconf/xml.h"
 
 namespace host {
@@ -98,6 +99,8 @@ std::string ServerHello(const std::vector<std::string>& capabilities, SessionId 
 }
 
 bool UsesChunks(ly_ctx* context, const std::string& hello) {
+  const MessageHead head = ReadHead(hello);
+  if (!head.unreadable.empty()) throw std::runtime_error(head.unreadable + " has no namespace");
   ly_in* opened = nullptr;
   if (ly_in_new_memory(hello.c_str(), &opened) != LY_SUCCESS) throw std::bad_alloc();
   const std::unique_ptr<ly_in, FreeInput> input(opened);

@@ -75,6 +75,18 @@ std::string EscapeXml(const std::string& text) {
   return escaped;
 }
 
+std::string EscapeAttribute(const std::string& text) {
+  std::string escaped;
+  for (const char c : EscapeXml(text)) {
+    if (c == '\n' || c == '\t') {
+      escaped += c == '\n' ? "&#10;" : "&#9;";
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
+}
+
 std::string Element(const std::string& name, const std::string& content) {
   return "<" + name + ">" + content + "</" + name + ">";
 }

@@ -15,6 +15,9 @@ namespace host {
 /// have, and bytes that are no UTF-8, become question marks.
 std::string EscapeXml(const std::string& text);
 
+/// The same for an attribute in which line ends and tabs are not to be read as spaces.
+std::string EscapeAttribute(const std::string& text);
+
 /// An element with content that is XML already.
 std::string Element(const std::string& name, const std::string& content);
 std::string Element(const std::string& name, uint64_t number);

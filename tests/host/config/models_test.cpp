@@ -69,6 +69,8 @@ const Refusal kRefusals[] = {
     {"listen_port_zero", "out of the allowed range", "udp-port"},
     {"listen_twice", "Duplicate instance of \"interface\"", "[name='eth0']"},
     {"listen_without_port", "Mandatory node \"udp-port\"", "[name='eth0']"},
+    {"metadata_unknown", "Annotation definition for attribute \"confd_dyncfg:absent\" not found",
+     "line number 5"},
     {"no_json", "Invalid character sequence \"hello", "ine number 1"},
     {"port_as_text", "Invalid non-number-encoded uint16 value \"161\"", "snmpAgent/port"},
     {"port_too_big", "out of", "snmpAgent/port"},

@@ -84,6 +84,9 @@ INSTANTIATE_TEST_SUITE_P(
                    "<bad-namespace>urn:x</bad-namespace>"},
         BadRequest{"AnUnknownAttribute", EditOf(Agent(R"(<port nc:absent="1">1</port>)")),
                    "unknown-attribute", "<bad-attribute>absent</bad-attribute>"},
+        BadRequest{"AnAttributeOfADevicesModel",
+                   EditOf(Agent(R"(<port xmlns:c="urn:snmp-app:dyncfg" c:absent="1">1</port>)")),
+                   "unknown-attribute", "<bad-attribute>absent</bad-attribute>"},
         BadRequest{"AnUnknownEdit", EditOf(Agent(R"(<port nc:operation="other">1</port>)")),
                    "bad-attribute", "<bad-attribute>operation</bad-attribute>"},
         BadRequest{"AnUnknownTestOption",
@@ -99,6 +102,9 @@ INSTANTIATE_TEST_SUITE_P(
         BadRequest{"AnXPathFilterWithoutSelect", R"(<get><filter type="xpath"/></get>)",
                    "missing-attribute",
                    "<bad-attribute>select</bad-attribute><bad-element>filter</bad-element>"},
+        BadRequest{"AFilterOfEntriesWithoutANamespace",
+                   R"(<get><filter><a xmlns=""><b/><b/></a></filter></get>)",
+                   "operation-not-supported", "<bad-element>b</bad-element>"},
         BadRequest{"ABrokenSelect", R"(<get><filter type="xpath" select="/a["/></get>)",
                    "bad-attribute", "<bad-attribute>select</bad-attribute>"},
         BadRequest{"DeletionOfTheCandidate", OnTarget("delete-config", "candidate"),
@@ -145,8 +151,8 @@ TEST_F(RpcTest, ABadValuesRefusalHasTheModelsReason) {
 }
 
 TEST_F(RpcTest, ALongMessageIsNotRepeated) {
-  const Reply reply = Handle(Rpc("<commit><<" + std::string(100000, 'x') + "/></commit>"));
-  EXPECT_EQ(reply.tag, "malformed-message");
+  const Reply reply = Edit(Agent("<port>" + std::string(100000, 'x') + "</port>"));
+  EXPECT_EQ(reply.tag, "invalid-value");
   EXPECT_GT(reply.message.size(), 1000U);
   EXPECT_LT(reply.message.size(), 10000U);
 }

@@ -29,6 +29,17 @@ TEST_F(RpcTest, AReplyHasTheAttributesOfItsRequest) {
   EXPECT_THAT(reply.xml, HasSubstr("<ok/>"));
 }
 
+TEST_F(RpcTest, AReplyHasLineEndsOfAnAttributeAsReferences) {
+  EXPECT_THAT(Handle(Rpc("<commit/>", "message-id=\"a\n&#10;&#9;b\"")).xml,
+              HasSubstr(R"( message-id="a &#10;&#9;b")"));
+}
+
+TEST_F(RpcTest, ARefusedMessageKeepsItsIdWhereThereIsOne) {
+  const Reply reply = Handle(Rpc("<commit>&#x10ffff;</commit>", R"(message-id="5")"));
+  EXPECT_EQ(reply.tag, "malformed-message");
+  EXPECT_THAT(reply.xml, HasSubstr(R"( message-id="5"><rpc-error>)"));
+}
+
 TEST_F(RpcTest, APrefixOfTwoAttributesIsDeclaredOnce) {
   const Reply reply = Handle(Rpc("<commit/>", R"(message-id="1" xmlns:x="urn:x" x:a="2" x:b="3")"));
   const size_t first = reply.xml.find("xmlns:x=");

@@ -57,6 +57,11 @@ INSTANTIATE_TEST_SUITE_P(OfAnotherNamespace, BadHello,
                                            "urn:ietf:params:netconf:base:1.1</capability>"
                                            "</capabilities></hello>"));
 
+INSTANTIATE_TEST_SUITE_P(OfEntriesWithoutANamespace, BadHello,
+                         ::testing::Values(R"(<hello xmlns="urn:ietf:params:xml:ns:netconf:)"
+                                           R"(base:1.0"><capabilities xmlns=""><capability/>)"
+                                           "<capability/></capabilities></hello>"));
+
 INSTANTIATE_TEST_SUITE_P(OfALongerVersion, BadHello, ::testing::Values(HelloText("1.10")));
 
 TEST_F(SessionTest, AMessageThatIsNotFinishedEndsTheSession) {

@@ -1,0 +1,120 @@
+#include "netconf/message.h"
+
+#include <libxml/parser.h>
+#include <libxml/xmlerror.h>
+
+#include <climits>
+#include <memory>
+#include <new>
+#include <set>
+
+#include "netconf/rpc_error.h"
+
+namespace host {
+
+namespace {
+
+std::string Text(const xmlChar* text) {
+  return text == nullptr ? "" : reinterpret_cast<const char*>(text);
+}
+
+/// What libxml2 tells while it reads a message.
+struct Reading {
+  MessageHead head;
+  std::string fault;  ///< The first one.
+  /// Of each open element: the names of its children so far that have no namespace.
+  std::vector<std::set<std::string>> without_namespace;
+
+  static Reading* Of(void* reading) { return static_cast<Reading*>(reading); }
+
+  void NoteFault(const std::string& text) {
+    if (fault.empty()) fault = text.substr(0, text.find('\n'));
+  }
+};
+
+/// An attribute is five pointers: name, prefix, namespace, and where its value begins and ends.
+MessageAttribute AttributeAt(const xmlChar** attribute) {
+  const std::string value(reinterpret_cast<const char*>(attribute[3]),
+                          reinterpret_cast<const char*>(attribute[4]));
+  return {Text(attribute[1]), Text(attribute[2]), Text(attribute[0]), value};
+}
+
+void ReadRoot(const xmlChar* name, const xmlChar* ns, int count, const xmlChar** attributes,
+              MessageHead* head) {
+  head->name = Text(name);
+  head->ns = Text(ns);
+  for (int i = 0; i < count; ++i) head->attributes.push_back(AttributeAt(attributes + 5L * i));
+}
+
+void StartElement(void* user, const xmlChar* name, const xmlChar* /*prefix*/, const xmlChar* ns,
+                  int /*namespace_count*/, const xmlChar** /*namespaces*/, int attribute_count,
+                  int /*defaulted*/, const xmlChar** attributes) {
+  Reading* reading = Reading::Of(user);
+  if (reading->without_namespace.empty()) {
+    ReadRoot(name, ns, attribute_count, attributes, &reading->head);
+  } else {
+    std::set<std::string>& siblings = reading->without_namespace.back();
+    if (siblings.count(Text(name)) != 0) reading->head.unreadable = Text(name);
+    if (ns == nullptr) siblings.insert(Text(name));
+  }
+  reading->without_namespace.emplace_back();
+}
+
+void EndElement(void* user, const xmlChar* /*name*/, const xmlChar* /*prefix*/,
+                const xmlChar* /*ns*/) {
+  Reading::Of(user)->without_namespace.pop_back();
+}
+
+void DocumentType(void* user, const xmlChar* /*name*/, const xmlChar* /*external_id*/,
+                  const xmlChar* /*system_id*/) {
+  Reading::Of(user)->NoteFault("a message has no document type");
+}
+
+/// A namespace may be any text, though libxml2 finds faults in what is no URI.
+bool IsFault(const xmlError& error) {
+  return error.level >= XML_ERR_ERROR && error.code != XML_WAR_NS_URI &&
+         error.code != XML_WAR_NS_URI_RELATIVE;
+}
+
+void SetHandler(xmlSAXHandler* handler) {
+  *handler = {};
+  handler->initialized = XML_SAX2_MAGIC;
+  handler->startElementNs = StartElement;
+  handler->endElementNs = EndElement;
+  handler->internalSubset = DocumentType;
+  // Newer versions of libxml2 call it with a constant error.
+  handler->serror = [](void* user, auto* error) {
+    if (IsFault(*error)) {
+      Reading::Of(user)->NoteFault("line " + std::to_string(error->line) + ": " + error->message);
+    }
+  };
+}
+
+struct FreeParser {
+  void operator()(xmlParserCtxt* parser) const { xmlFreeParserCtxt(parser); }
+};
+
+void Parse(const std::string& message, Reading* reading) {
+  const std::unique_ptr<xmlParserCtxt, FreeParser> parser(xmlNewParserCtxt());
+  if (parser == nullptr) throw std::bad_alloc();
+  SetHandler(parser->sax);
+  parser->userData = reading;
+  // Without the first flag, attributes have references to ampersands.
+  xmlCtxtReadMemory(parser.get(), message.data(), static_cast<int>(message.size()), nullptr,
+                    nullptr, XML_PARSE_NOENT | XML_PARSE_NONET);
+  if (parser->wellFormed == 0) reading->NoteFault("it is no XML");
+}
+
+}  // namespace
+
+MessageHead ReadHead(const std::string& message) {
+  Reading reading;
+  // libxml2 takes a zero byte for the end, and counts in int.
+  if (message.find('\0') != std::string::npos) reading.NoteFault("there is a zero byte in it");
+  if (message.empty() || message.size() > INT_MAX) reading.NoteFault("no rpc element");
+  if (reading.fault.empty()) Parse(message, &reading);
+  if (reading.fault.empty()) return reading.head;
+  throw RpcError("rpc", "malformed-message", "this is no request: " + reading.fault);
+}
+
+}  // namespace host
