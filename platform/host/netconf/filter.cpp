@@ -1,7 +1,6 @@
 #include "netconf/filter.h"
 
 #include <cstring>
-#include <memory>
 #include <new>
 #include <string>
 #include <utility>
@@ -15,10 +14,6 @@ namespace {
 
 constexpr uint16_t kInner = LYS_CONTAINER | LYS_LIST;
 constexpr uint32_t kCopyFlags = LYD_DUP_WITH_FLAGS;
-
-struct FreeSet {
-  void operator()(ly_set* set) const { ly_set_free(set, nullptr); }
-};
 
 const lyd_node_opaq* Opaque(const lyd_node* filter) {
   return reinterpret_cast<const lyd_node_opaq*>(filter);
@@ -126,6 +121,12 @@ struct Output {
   }
 };
 
+size_t CountElements(const lyd_node* filter) {
+  size_t count = 0;
+  for (; filter != nullptr; filter = filter->next) count += 1 + CountElements(lyd_child(filter));
+  return count;
+}
+
 /// Copies what the filters select among `data` and its siblings; true when that is anything.
 bool Select(const Filters& filters, const lyd_node* data, const Output& output) {
   bool any = false;
@@ -148,6 +149,10 @@ bool Select(const Filters& filters, const lyd_node* data, const Output& output) 
 }  // namespace
 
 Tree SelectSubtree(const lyd_node* filter, const lyd_node* data) {
+  if (CountElements(filter) > kMaxFilterElements) {
+    throw RpcError("protocol", "too-big",
+                   "a filter has at most " + std::to_string(kMaxFilterElements) + " elements");
+  }
   Filters filters;
   AppendSiblings(filter, &filters);
   Tree result;
@@ -155,17 +160,11 @@ Tree SelectSubtree(const lyd_node* filter, const lyd_node* data) {
   return result;
 }
 
-Tree SelectXPath(const char* expression, const lyd_node* data) {
+Tree SelectXPath(const char* expression, const lyd_node* data, std::chrono::milliseconds limit) {
   if (data == nullptr) return nullptr;
-  ly_set* found = nullptr;
-  if (lyd_find_xpath(data, expression, &found) != LY_SUCCESS) {
-    throw RpcError("protocol", "invalid-value", TakeErrors(data->schema->module->ctx))
-        .With("bad-attribute", "select");
-  }
-  const std::unique_ptr<ly_set, FreeSet> set(found);
   Tree result;
-  for (uint32_t i = 0; i < set->count; ++i) {
-    lyd_node* copy = Duplicate(set->dnodes[i], LYD_DUP_RECURSIVE | LYD_DUP_WITH_PARENTS);
+  for (const lyd_node* node : FindXPath(expression, data, limit)) {
+    lyd_node* copy = Duplicate(node, LYD_DUP_RECURSIVE | LYD_DUP_WITH_PARENTS);
     while (lyd_parent(copy) != nullptr) copy = lyd_parent(copy);
     lyd_node* first = result.release();
     lyd_merge_siblings(&first, copy, LYD_MERGE_DESTRUCT | LYD_MERGE_DEFAULTS);

@@ -3,16 +3,25 @@
 
 #include <libyang/libyang.h>
 
+#include <chrono>
+#include <cstddef>
+
 #include "config/tree.h"
+#include "netconf/xpath_search.h"
 
 namespace host {
 
+/// Each element of a filter may be looked for at each of the data.
+constexpr size_t kMaxFilterElements = 4096;
+
 /// What a subtree filter selects; `filter` is the content of the <filter> element, siblings as
-/// libyang parsed them, null for an empty one, which selects nothing.
+/// libyang parsed them, null for an empty one, which selects nothing. Throws
+/// RpcError, too-big, for more than kMaxFilterElements elements.
 Tree SelectSubtree(const lyd_node* filter, const lyd_node* data);
 
 /// What an XPath expression with module names as prefixes selects, with what it stands in. Throws
-/// RpcError for an expression that is none, or that does not select nodes.
-Tree SelectXPath(const char* expression, const lyd_node* data);
+/// RpcError as FindXPath() does.
+Tree SelectXPath(const char* expression, const lyd_node* data,
+                 std::chrono::milliseconds limit = kXPathLimit);
 
 }  // namespace host

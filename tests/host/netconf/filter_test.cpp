@@ -2,7 +2,12 @@
 #include "netconf/filter.h"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
 #include <string>
 
 #include "netconf/rpc_error.h"
@@ -139,6 +144,59 @@ TEST_P(XPathRefusal, IsAnInvalidValueOfSelect) {
 INSTANTIATE_TEST_SUITE_P(Each, XPathRefusal,
                          ::testing::Values("", "/snmp:snmp[", "/absent:snmp", "count(//*)",
                                            "'text'"));
+
+TEST_F(FilterTest, AFilterHasALimit) {
+  const auto select = [](size_t targets) {
+    std::string text;
+    for (size_t i = 0; i < targets; ++i) text += "<target/>";
+    const Content filter = Content::OfFilter(NetconfDeviceModels(), Snmp(text));
+    return Xml(host::SelectSubtree(filter.Nodes(), Data().get()));
+  };
+  EXPECT_NE(select(host::kMaxFilterElements - 1), "");
+  EXPECT_THAT(
+      [&] { select(host::kMaxFilterElements); },
+      Throws<host::RpcError>(ResultOf([](const auto& error) { return error.Tag(); }, "too-big")));
+}
+
+/// Each level looks at all nodes for each of all nodes.
+constexpr char kEndless[] = "//*[//*[//*[//*[//*[//*[//*[//*[//*[//*[//*]]]]]]]]]]";
+
+/// The error-tag that a search for `kEndless` ends with.
+std::string TagOfEndless(const lyd_node* data, std::chrono::milliseconds limit) {
+  try {
+    host::SelectXPath(kEndless, data, limit);
+  } catch (const host::RpcError& error) {
+    return error.Tag();
+  }
+  return "";
+}
+
+TEST_F(FilterTest, AnXPathSearchThatTakesTooLongIsEnded) {
+  const host::Tree data = Data();
+  EXPECT_EQ(TagOfEndless(data.get(), std::chrono::milliseconds(100)), "resource-denied");
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no process is left";
+  EXPECT_EQ(errno, ECHILD);
+}
+
+TEST_F(FilterTest, AnXPathSearchThatTheKernelEndsIsTold) {
+  const host::Tree data = Data();
+  const auto search = [&] {
+    const rlimit second = {1, 1};
+    setrlimit(RLIMIT_CPU, &second);
+    _exit(TagOfEndless(data.get(), std::chrono::minutes(1)) == "operation-failed" ? 0 : 1);
+  };
+  EXPECT_EXIT(search(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(FilterTest, AnXPathSearchThatCannotBeginIsTold) {
+  const host::Tree data = Data();
+  const auto search = [&] {
+    const rlimit none = {0, 0};
+    setrlimit(RLIMIT_NOFILE, &none);
+    _exit(TagOfEndless(data.get(), std::chrono::minutes(1)) == "operation-failed" ? 0 : 1);
+  };
+  EXPECT_EXIT(search(), ::testing::ExitedWithCode(0), "");
+}
 
 TEST_F(FilterTest, OfNoDataIsNothing) {
   EXPECT_EQ(host::SelectXPath("/snmp:snmp", nullptr), nullptr);
