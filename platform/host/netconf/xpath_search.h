@@ -8,8 +8,9 @@
 
 namespace host {
 
-/// An expression of a few names can take hours on thousands of interfaces.
-constexpr std::chrono::milliseconds kXPathLimit{5000};
+/// An expression of a few names can take hours on thousands of interfaces. All sessions may ask for
+/// one at the same time, and the watchdog must be fed meanwhile.
+constexpr std::chrono::milliseconds kXPathLimit{1000};
 
 /// The nodes among `data`, its siblings and all below them that an expression with module names as
 /// prefixes selects, in document order. A process of its own searches, a copy of this one, so that
