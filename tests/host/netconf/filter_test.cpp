@@ -178,24 +178,21 @@ TEST_F(FilterTest, AnXPathSearchThatTakesTooLongIsEnded) {
   EXPECT_EQ(errno, ECHILD);
 }
 
+/// Ends this process with 0 when a search fails under a limit of the kernel's.
+[[noreturn]] void FailUnder(__rlimit_resource_t resource, rlim_t limit, const lyd_node* data) {
+  const rlimit both = {limit, limit};
+  setrlimit(resource, &both);
+  _exit(TagOfEndless(data, std::chrono::minutes(1)) == "operation-failed" ? 0 : 1);
+}
+
 TEST_F(FilterTest, AnXPathSearchThatTheKernelEndsIsTold) {
   const host::Tree data = Data();
-  const auto search = [&] {
-    const rlimit second = {1, 1};
-    setrlimit(RLIMIT_CPU, &second);
-    _exit(TagOfEndless(data.get(), std::chrono::minutes(1)) == "operation-failed" ? 0 : 1);
-  };
-  EXPECT_EXIT(search(), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(FailUnder(RLIMIT_CPU, 1, data.get()), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(FilterTest, AnXPathSearchThatCannotBeginIsTold) {
   const host::Tree data = Data();
-  const auto search = [&] {
-    const rlimit none = {0, 0};
-    setrlimit(RLIMIT_NOFILE, &none);
-    _exit(TagOfEndless(data.get(), std::chrono::minutes(1)) == "operation-failed" ? 0 : 1);
-  };
-  EXPECT_EXIT(search(), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(FailUnder(RLIMIT_NOFILE, 0, data.get()), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(FilterTest, OfNoDataIsNothing) {
