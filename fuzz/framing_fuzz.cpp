@@ -87,7 +87,9 @@ void CheckEnd(Input input, const Outcome& outcome) {
   input.stream += host::FrameChunked("x");
   std::vector<std::string> messages = outcome.messages;
   messages.emplace_back("x");
-  const bool is_taken = Decode(input, Pieces(input.stream.size())).messages == messages;
+  const Outcome after = Decode(input, Pieces(input.stream.size()));
+  // What has begun may be an "x", too, which the other one's first byte ends; the rest is refused.
+  const bool is_taken = !after.is_refused && after.messages == messages;
   Require(is_taken == !outcome.ends_within, "another message is taken unless one has begun");
 }
 
