@@ -7,8 +7,8 @@
 
 #include "delivery/delivery.h"
 #include "framework/agent_settings.h"
+#include "framework/libiptools.h"
 #include "framework/state.h"
-#include "rules/rules.h"
 #include "runtime/event_loop.h"
 #include "runtime/faults.h"
 #include "runtime/log.h"
@@ -67,16 +67,16 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
           [this](std::vector<common::Change>& changes) { Deliver(changes); }, &callpoints_,
           StandardModels(folders)),
       agent_(LogAgentText),
-      monitor_(Loop(), [] { Rules::OfProcess().Restore(); }) {
+      monitor_(Loop(), [this] { rules_.Restore(); }) {
   callpoints_.CheckAgainst(engine_.Models());
   MakeFolder(folders.state);
-  // Also sweeps the routing rules that an earlier run left.
-  Rules::OfProcess().SetMarkObserver(
+  rules_.SetMarkObserver(
       [this](uint16_t redirect_port, uint32_t mark) { agent_.SetMark(redirect_port, mark); });
-  Rules::OfProcess().SetDestinationQuery([this](const DestinationRule& rule) {
+  rules_.SetDestinationQuery([this](const DestinationRule& rule) {
     const VkConfdCdbSession session(this, CDB_RUNNING, true);
     return target_rules_.Contain(rule, engine_.Running(), session.Socket());
   });
+  ServeRules(&rules_);
   SetWatchdogCheck([this] { agent_.Wait(); });
   Engine::SetCurrent(&engine_);
   current = this;
@@ -89,7 +89,7 @@ Framework::~Framework() {
   }
   netconf_.reset();
   SetWatchdogCheck({});
-  Rules::EndOfProcess();
+  ServeRules(nullptr);
   current = nullptr;
   Engine::SetCurrent(nullptr);
 }
@@ -194,7 +194,7 @@ void Framework::SettleAgent() {
 Tree Framework::State() {
   const VkConfdCdbSession session(this, CDB_RUNNING, true);
   return ReadState(engine_.Models().Context(), session.Socket(), agent_.Listeners(), history_,
-                   commits_);
+                   rules_, commits_);
 }
 
 std::vector<ListenerFailure> Framework::RebindAgent() {

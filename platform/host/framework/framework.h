@@ -12,6 +12,7 @@
 #include "framework/listener_history.h"
 #include "framework/target_rules.h"
 #include "netconf/server.h"
+#include "rules/rules.h"
 #include "rules/rules_monitor.h"
 #include "runtime/folders.h"
 #include "snmp/agent_thread.h"
@@ -75,6 +76,7 @@ class Framework : public VkConfdInterface {
   ListenerHistory history_;
   uint64_t commits_ = 0;  ///< That were delivered.
   TargetRules target_rules_;
+  Rules rules_;  // tells the agent of marks
   RulesMonitor monitor_;
   std::unique_ptr<NetconfServer> netconf_;
 };

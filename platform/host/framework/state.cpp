@@ -11,9 +11,8 @@
 #include "confd_cdb.h"
 #include "delivery/change.h"
 #include "framework/agent_settings.h"
+#include "framework/interface_facts.h"
 #include "netconf/xml.h"
-#include "rules/interface_facts.h"
-#include "rules/rules.h"
 #include "runtime/event_loop.h"
 #include "runtime/faults.h"
 #include "runtime/ha_role.h"
@@ -104,14 +103,15 @@ std::string WhyNoRedirect(bool enabled, const std::string& vrf) {
   return vrf.empty() ? "the interface is in no VRF" : "the kernel refused it; see the log";
 }
 
-std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled) {
+std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled,
+                         const Rules& rules) {
   const std::string name = Text(cdb_socket, entry + "name");
   const std::string l3_name = name.compare(0, 3, "l3-") == 0 ? name.substr(3) : name;
   const std::string vrf = Text(cdb_socket, "/config/interface/l3{" + l3_name + "}/vrf");
   const std::string kernel_name = ReadKernelName(cdb_socket, name);
   const uint16_t port = Port(cdb_socket, entry + "udp-port");
   const uint16_t redirect_port = Port(cdb_socket, entry + "redir-port");
-  const bool redirect = Rules::OfProcess().HasRedirect(kernel_name, port, redirect_port);
+  const bool redirect = rules.HasRedirect(kernel_name, port, redirect_port);
   return Element("listening-interface",
                  Leaf("name", name) + Leaf("vrf", vrf) + Leaf("kernel-name", kernel_name) +
                      Element("udp-port", port) +
@@ -120,23 +120,23 @@ std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled)
                      (redirect ? "" : Leaf("reason", WhyNoRedirect(enabled, vrf))));
 }
 
-std::string InterfacesXml(int cdb_socket) {
+std::string InterfacesXml(int cdb_socket, const Rules& rules) {
   const bool enabled = ReadAgentEnabled(cdb_socket);
   const int count = Count(cdb_socket, kListening);
   std::string content;
   for (int i = 0; i < count; ++i) {
-    content += InterfaceXml(cdb_socket, Entry(kListening, i), enabled);
+    content += InterfaceXml(cdb_socket, Entry(kListening, i), enabled, rules);
   }
   return content;
 }
 
-std::string TargetXml(int cdb_socket, const std::string& entry) {
+std::string TargetXml(int cdb_socket, const std::string& entry, const Rules& rules) {
   const std::string vrf = Text(cdb_socket, entry + "vrf");
   DestinationRule rule;
   rule.address = boost::asio::ip::make_address(Text(cdb_socket, entry + "ip"));
   rule.port = Port(cdb_socket, entry + "udp-port");
   cdb_get_u_int32(cdb_socket, &rule.table, "%s{%s}/vrf-idx", kVrfs, vrf.c_str());
-  const bool has_rule = Rules::OfProcess().HasDestination(rule);
+  const bool has_rule = rules.HasDestination(rule);
   std::string reason;
   if (!has_rule) {
     reason = "the kernel refused it, or the VRF's number has changed; see the log";
@@ -147,10 +147,10 @@ std::string TargetXml(int cdb_socket, const std::string& entry) {
                                Leaf("reason", reason));
 }
 
-std::string TargetsXml(int cdb_socket) {
+std::string TargetsXml(int cdb_socket, const Rules& rules) {
   const int count = Count(cdb_socket, kTargets);
   std::string content;
-  for (int i = 0; i < count; ++i) content += TargetXml(cdb_socket, Entry(kTargets, i));
+  for (int i = 0; i < count; ++i) content += TargetXml(cdb_socket, Entry(kTargets, i), rules);
   return content;
 }
 
@@ -168,11 +168,11 @@ std::string FaultsXml() {
 }  // namespace
 
 Tree ReadState(ly_ctx* context, int cdb_socket, const std::set<Endpoint>& bound,
-               const ListenerHistory& history, uint64_t commits) {
+               const ListenerHistory& history, const Rules& rules, uint64_t commits) {
   const std::string xml =
       R"(<snmp-state xmlns="urn:snmp-app:state">)" + Leaf("ha-role", RoleText()) +
-      AgentXml(cdb_socket, bound, history) + InterfacesXml(cdb_socket) + TargetsXml(cdb_socket) +
-      FaultsXml() +
+      AgentXml(cdb_socket, bound, history) + InterfacesXml(cdb_socket, rules) +
+      TargetsXml(cdb_socket, rules) + FaultsXml() +
       Element("counters", Element("commits", commits) + Element("rebinds", history.Rebinds()) +
                               Element("retries", FactsOfTimers().fired)) +
       "</snmp-state>";

@@ -1,28 +1,10 @@
 #include "rules/rules.h"
 
 #include <algorithm>
-#include <memory>
 
 #include "runtime/log.h"
 
 namespace host {
-
-namespace {
-
-std::unique_ptr<Rules>& TheRules() {
-  static std::unique_ptr<Rules> rules;
-  return rules;
-}
-
-}  // namespace
-
-Rules& Rules::OfProcess() {
-  std::unique_ptr<Rules>& rules = TheRules();
-  if (rules == nullptr) rules = std::make_unique<Rules>();
-  return *rules;
-}
-
-void Rules::EndOfProcess() { TheRules().reset(); }
 
 void Rules::SetMarkObserver(MarkObserver observer) {
   observer_ = std::move(observer);

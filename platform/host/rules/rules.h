@@ -20,16 +20,13 @@ using MarkObserver = std::function<void(uint16_t redirect_port, uint32_t mark)>;
 /// Whether the configuration in force asks for a routing rule.
 using DestinationQuery = std::function<bool(const DestinationRule& rule)>;
 
+/// One object in a process, since both are known by who made them: it removes what an earlier one
+/// has left, and with its end everything that it has set up.
+///
 /// A redirect brings a request to the agent; its mark and the routing rule of that let the answer
 /// leave by the table of the VRF that the request came from.
 class Rules {
  public:
-  /// The one of the process, made at the first call.
-  static Rules& OfProcess();
-
-  /// Removes everything that OfProcess() has set up, the observer and the query too.
-  static void EndOfProcess();
-
   /// Tells at once what there is, then every change.
   void SetMarkObserver(MarkObserver observer);
 

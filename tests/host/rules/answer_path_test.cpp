@@ -28,11 +28,10 @@ class AnswerPathTest : public NetworkTest {
     router_ = std::make_unique<Network>(Network::Current());
     ConnectThem();
     agent_ = std::make_unique<SnmpAgent>(loop_);
+    rules_.emplace();
     agent_->SetCommunities({"public"});
     ASSERT_TRUE(agent_->SetListeners({{"0.0.0.0", kPort}, {"::", kPort}}).empty());
   }
-
-  void TearDown() override { Rules::EndOfProcess(); }
 
   /// The router's eth1 has its routes in kTable only.
   void ConnectThem() {
@@ -86,11 +85,10 @@ class AnswerPathTest : public NetworkTest {
   /// A request that the agent takes without a mark is not answered; the next one, with it, is.
   void ExpectAnswerWithMarkOnly(const char* address) {
     const auto client = Manager({address, 161});
-    ASSERT_TRUE(Rules::OfProcess().AddRedirect("eth1", 161, kPort, kTable));
+    ASSERT_TRUE(rules_->AddRedirect("eth1", 161, kPort, kTable));
     client->Send({"public", Operation::kGet, kSysDescr, 1});
     ASSERT_TRUE(TakeOne()) << "the request was not redirected";
-    Rules::OfProcess().SetMarkObserver(
-        [this](uint16_t port, uint32_t mark) { agent_->SetMark(port, mark); });
+    rules_->SetMarkObserver([this](uint16_t port, uint32_t mark) { agent_->SetMark(port, mark); });
     client->Send({"public", Operation::kGet, kSysDescr, 2});
     EXPECT_EQ(AnswerTo(*client), 2);
   }
@@ -102,6 +100,7 @@ class AnswerPathTest : public NetworkTest {
   std::unique_ptr<Network> router_;
   boost::asio::io_context loop_;
   std::unique_ptr<SnmpAgent> agent_;
+  std::optional<Rules> rules_;
 };
 
 /// The manager's socket is connected: it hears what comes from the address and port asked only.
@@ -110,9 +109,8 @@ TEST_F(AnswerPathTest, Ipv4IsAnsweredWithTheMarkOnly) { ExpectAnswerWithMarkOnly
 TEST_F(AnswerPathTest, Ipv6IsAnsweredWithTheMarkOnly) { ExpectAnswerWithMarkOnly("fd09::1"); }
 
 TEST_F(AnswerPathTest, OneRedirectServesBoth) {
-  Rules::OfProcess().SetMarkObserver(
-      [this](uint16_t port, uint32_t mark) { agent_->SetMark(port, mark); });
-  ASSERT_TRUE(Rules::OfProcess().AddRedirect("eth1", 161, kPort, kTable));
+  rules_->SetMarkObserver([this](uint16_t port, uint32_t mark) { agent_->SetMark(port, mark); });
+  ASSERT_TRUE(rules_->AddRedirect("eth1", 161, kPort, kTable));
   for (const char* address : {"10.9.1.1", "fd09::1"}) {
     const auto client = Manager({address, 161});
     client->Send({"public", Operation::kGet, kSysDescr, 5});

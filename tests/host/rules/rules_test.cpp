@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -20,18 +21,19 @@ class RulesTest : public NetworkTest {
   void SetUp() override {
     NetworkTest::SetUp();
     if (IsSkipped()) return;
-    Rules::OfProcess().SetMarkObserver(
+    rules_.emplace();
+    rules_->SetMarkObserver(
         [this](uint16_t port, uint32_t mark) { told_.emplace_back(port, mark); });
   }
-  void TearDown() override { Rules::EndOfProcess(); }
 
   static int MarkRules() { return CountLines(Output("ip rule show"), "fwmark"); }
 
   std::vector<std::pair<uint16_t, uint32_t>> told_;
+  std::optional<Rules> rules_;
 };
 
 TEST_F(RulesTest, ARedirectBringsItsMark) {
-  Rules& rules = Rules::OfProcess();
+  Rules& rules = *rules_;
   ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 100));
   EXPECT_THAT(Nft("list ruleset"), HasSubstr("\"eth1\" . 161 : 60600"));
   EXPECT_THAT(Output("ip rule show"), HasSubstr("fwmark 0x64 lookup 100"));
@@ -41,7 +43,7 @@ TEST_F(RulesTest, ARedirectBringsItsMark) {
 }
 
 TEST_F(RulesTest, WhatIsThereCostsNoCallAndIsNotTold) {
-  Rules& rules = Rules::OfProcess();
+  Rules& rules = *rules_;
   ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 100));
   told_.clear();
   const int before = KernelCalls();
@@ -53,7 +55,7 @@ TEST_F(RulesTest, WhatIsThereCostsNoCallAndIsNotTold) {
 }
 
 TEST_F(RulesTest, InterfacesOfAVrfShareItsRule) {
-  Rules& rules = Rules::OfProcess();
+  Rules& rules = *rules_;
   ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 100));
   ASSERT_TRUE(rules.AddRedirect("eth2", 161, 60601, 100));
   ASSERT_TRUE(rules.AddRedirect("eth3", 161, 60602, 200));
@@ -65,7 +67,7 @@ TEST_F(RulesTest, InterfacesOfAVrfShareItsRule) {
 }
 
 TEST_F(RulesTest, AnInterfaceMovesToAnotherVrf) {
-  Rules& rules = Rules::OfProcess();
+  Rules& rules = *rules_;
   ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 100));
   ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 200));
   EXPECT_EQ(told_.back(), std::make_pair(uint16_t{60600}, uint32_t{200}));
@@ -76,7 +78,7 @@ TEST_F(RulesTest, AnInterfaceMovesToAnotherVrf) {
 }
 
 TEST_F(RulesTest, TheNewestRedirectOfAPortHasTheMark) {
-  Rules& rules = Rules::OfProcess();
+  Rules& rules = *rules_;
   ASSERT_TRUE(rules.AddRedirect("old1", 161, 60600, 100));
   ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 200));
   ASSERT_TRUE(rules.DeleteRedirect("eth1", 161, 60600));
@@ -84,7 +86,7 @@ TEST_F(RulesTest, TheNewestRedirectOfAPortHasTheMark) {
 }
 
 TEST_F(RulesTest, ALateObserverIsToldWhatThereIs) {
-  Rules& rules = Rules::OfProcess();
+  Rules& rules = *rules_;
   ASSERT_TRUE(rules.AddRedirect("eth1", 161, 60600, 100));
   ASSERT_TRUE(rules.AddRedirect("eth2", 161, 60601, 200));
   told_.clear();
@@ -93,17 +95,18 @@ TEST_F(RulesTest, ALateObserverIsToldWhatThereIs) {
 }
 
 TEST_F(RulesTest, ARefusedRedirectLeavesNoRule) {
-  EXPECT_FALSE(Rules::OfProcess().AddRedirect("eth*", 161, 60600, 100));
+  EXPECT_FALSE(rules_->AddRedirect("eth*", 161, 60600, 100));
   EXPECT_EQ(MarkRules(), 0);
   EXPECT_THAT(told_, IsEmpty());
 }
 
 TEST_F(RulesTest, TheEndRemovesAll) {
-  ASSERT_TRUE(Rules::OfProcess().AddRedirect("eth1", 161, 60600, 100));
-  Rules::EndOfProcess();
+  ASSERT_TRUE(rules_->AddRedirect("eth1", 161, 60600, 100));
+  rules_.reset();
   EXPECT_EQ(Nft("list ruleset"), "");
   EXPECT_EQ(MarkRules(), 0);
-  EXPECT_TRUE(Rules::OfProcess().AddRedirect("eth1", 161, 60600, 100));
+  rules_.emplace();
+  EXPECT_TRUE(rules_->AddRedirect("eth1", 161, 60600, 100));
 }
 
 }  // namespace

@@ -1,14 +1,30 @@
 // The rule library's calls.
+#include "framework/libiptools.h"
+
 #include <zlog.h>
 
 #include <limits>
 
+#include "framework/interface_facts.h"
 #include "libiptools/iptools.h"
-#include "rules/interface_facts.h"
 #include "rules/rules.h"
 #include "runtime/log.h"
 
+namespace host {
+
 namespace {
+
+Rules* rules_in_force = nullptr;
+
+}  // namespace
+
+void ServeRules(Rules* rules) { rules_in_force = rules; }
+
+}  // namespace host
+
+namespace {
+
+constexpr char kNoRules[] = "the platform has not begun, or has ended";
 
 bool IsPort(unsigned int port) { return port > 0 && port <= std::numeric_limits<uint16_t>::max(); }
 
@@ -16,7 +32,7 @@ bool ChangeRedirect(bool add, const std::string& kernel_name, unsigned int vrf, 
                     unsigned int redirect_port) {
   const auto from = static_cast<uint16_t>(port);
   const auto to = static_cast<uint16_t>(redirect_port);
-  host::Rules& rules = host::Rules::OfProcess();
+  host::Rules& rules = *host::rules_in_force;
   return add ? rules.AddRedirect(kernel_name, from, to, vrf)
              : rules.DeleteRedirect(kernel_name, from, to);
 }
@@ -24,7 +40,7 @@ bool ChangeRedirect(bool add, const std::string& kernel_name, unsigned int vrf, 
 bool ChangeDestination(bool add, const boost::asio::ip::address& address, unsigned int port,
                        unsigned int vrf) {
   const host::DestinationRule rule = {address, static_cast<uint16_t>(port), vrf};
-  host::Rules& rules = host::Rules::OfProcess();
+  host::Rules& rules = *host::rules_in_force;
   return add ? rules.AddDestination(rule) : rules.DeleteDestination(rule);
 }
 
@@ -52,7 +68,9 @@ int Iptools::addDelRuleSnmpListenIntf(bool add, const std::string& kernel_name, 
                                       unsigned int port, unsigned int redirect_port, ip_proto proto,
                                       target_action action) {
   const char* reason = "see the platform's log";
-  if (proto != IP_PROTO_UDP || action != TARGET_REDIRECT) {
+  if (host::rules_in_force == nullptr) {
+    reason = kNoRules;
+  } else if (proto != IP_PROTO_UDP || action != TARGET_REDIRECT) {
     reason = "only UDP ports can be redirected";
   } else if (!IsPort(port) || !IsPort(redirect_port) || vrf == 0) {
     reason = "two ports and a VRF are needed";
@@ -70,7 +88,9 @@ int Iptools::addDelIPRuleIntf(bool add, unsigned int vrf_id, const nettypes::IPA
   const char* reason = "see the platform's log";
   boost::system::error_code no_address;
   const auto address = boost::asio::ip::make_address(dst.to_string(), no_address);
-  if (proto != IP_PROTO_UDP) {
+  if (host::rules_in_force == nullptr) {
+    reason = kNoRules;
+  } else if (proto != IP_PROTO_UDP) {
     reason = "only UDP packets can be routed by a rule";
   } else if (no_address || !IsPort(dport) || vrf_id == 0) {
     reason = "an address, a port and a VRF are needed";

@@ -1,4 +1,4 @@
-#include "rules/interface_facts.h"
+#include "framework/interface_facts.h"
 
 #include <arpa/inet.h>
 

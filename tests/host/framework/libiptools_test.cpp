@@ -1,7 +1,10 @@
+#include "framework/libiptools.h"
+
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <optional>
 #include <vector>
 
 #include "libiptools/iptools.h"
@@ -17,7 +20,13 @@ using ::testing::Not;
 
 class LibiptoolsTest : public NetworkTest {
  protected:
-  void TearDown() override { Rules::EndOfProcess(); }
+  void SetUp() override {
+    NetworkTest::SetUp();
+    if (IsSkipped()) return;
+    rules_.emplace();
+    ServeRules(&*rules_);
+  }
+  void TearDown() override { ServeRules(nullptr); }
 
   int Change(bool add, unsigned int vrf = 100, unsigned int port = 161,
              unsigned int redirect_port = 60600, ip_proto proto = IP_PROTO_UDP,
@@ -25,7 +34,18 @@ class LibiptoolsTest : public NetworkTest {
     return libiptools::Iptools(7, LogCategory())
         .addDelRuleSnmpListenIntf(add, "eth1", vrf, port, redirect_port, proto, action);
   }
+
+  std::optional<Rules> rules_;
 };
+
+TEST(LibiptoolsWithoutRules, RefusesAll) {
+  libiptools::Iptools iptools(7, LogCategory());
+  EXPECT_NE(iptools.addDelRuleSnmpListenIntf(true, "eth1", 100, 161, 60600, IP_PROTO_UDP,
+                                             TARGET_REDIRECT),
+            0);
+  EXPECT_NE(iptools.addDelIPRuleIntf(false, 300, nettypes::IPv4Addr(in_addr{}), 162, IP_PROTO_UDP),
+            0);
+}
 
 TEST_F(LibiptoolsTest, AddsAndDeletesOneRedirect) {
   EXPECT_EQ(Change(true), 0);
@@ -172,7 +192,7 @@ TEST_F(DestinationTest, RefusedDeletionIsTheResultToo) {
 TEST_F(DestinationTest, RuleThatIsStillWantedStays) {
   std::vector<DestinationRule> asked;
   bool wanted = true;
-  Rules::OfProcess().SetDestinationQuery([&](const DestinationRule& rule) {
+  rules_->SetDestinationQuery([&](const DestinationRule& rule) {
     asked.push_back(rule);
     return wanted;
   });
