@@ -72,6 +72,7 @@ class SnmpListenCfgHandler : public vkconfd::ConfigHandler {
   const InterfaceStash& Stash() const { return *stash_; }
 
  private:
+  void ReservePort(int cdb_socket, int row);
   void LoadInterface(int cdb_socket, int row);
   confd_iter_ret IgnoreTag(uint32_t tag) const;
 

@@ -139,7 +139,25 @@ void SnmpListenCfgHandler::LoadInitialConfig(int cdb_socket) {
   }
   const int rows = cdb_num_instances(cdb_socket, app::path::kListenInterface);
   APP_LOG(log_category_, app::kDetail, "Getting %d listening interface(s)", rows);
+  for (int row = 0; row < rows; ++row) ReservePort(cdb_socket, row);
   for (int row = 0; row < rows; ++row) LoadInterface(cdb_socket, row);
+}
+
+/// A row's stored port is its own before any other row is given one. What cannot be read is told
+/// when the row is loaded.
+void SnmpListenCfgHandler::ReservePort(int cdb_socket, int row) {
+  uint16_t port = 0;
+  if (cdb_get_u_int16(cdb_socket, &port, "%s[%d]/redir-port", app::path::kListenInterface, row) !=
+          CONFD_OK ||
+      port == 0) {
+    return;
+  }
+  char name[kNameSize] = {};
+  if (cdb_get_str(cdb_socket, name, sizeof name, "%s[%d]/name", app::path::kListenInterface, row) ==
+          CONFD_OK &&
+      name[0] != '\0') {
+    redir_ports_.Add(name, port);
+  }
 }
 
 void SnmpListenCfgHandler::LoadInterface(int cdb_socket, int row) {
@@ -156,7 +174,8 @@ void SnmpListenCfgHandler::LoadInterface(int cdb_socket, int row) {
                         row));
   check(cdb_get_u_int16(cdb_socket, &info.redir_port, "%s[%d]/redir-port",
                         app::path::kListenInterface, row));
-  redir_ports_.Add(name, info.redir_port);
+  // An interface in no VRF has none, and gets one of its own when it comes into a VRF.
+  if (info.redir_port != 0) redir_ports_.Add(name, info.redir_port);
   stash_->entries[name] = info;
   stash_->marks[name] = true;
 }

@@ -71,16 +71,23 @@ TEST_F(ListenLoadTest, LoadReadsEveryRowAndTouchesNoRule) {
             boost::any_cast<SnmpListenCfgHandler*>(handler_->Stash().cleanup_context));
 }
 
-TEST_F(ListenLoadTest, ReadsGoInOrderForEachRow) {
+TEST_F(ListenLoadTest, StoredPortsAreReadAheadOfTheRows) {
   EnableAgent(false);
   listening::AddRow(device_.confd.running, "l3-a", 161, 161);
+  listening::AddRow(device_.confd.running, "l3-b");
   Load();
   EXPECT_THAT(device_.Events("cdb"),
               ElementsAre(std::string("cdb_get ") + listening::kEnabled,
                           "cdb_num_instances /snmp/agent/listen/interface",
+                          "cdb_get_u_int16 /snmp/agent/listen/interface[0]/redir-port",
+                          "cdb_get_str /snmp/agent/listen/interface[0]/name",
+                          "cdb_get_u_int16 /snmp/agent/listen/interface[1]/redir-port",
                           "cdb_get_str /snmp/agent/listen/interface[0]/name",
                           "cdb_get_u_int16 /snmp/agent/listen/interface[0]/udp-port",
-                          "cdb_get_u_int16 /snmp/agent/listen/interface[0]/redir-port"));
+                          "cdb_get_u_int16 /snmp/agent/listen/interface[0]/redir-port",
+                          "cdb_get_str /snmp/agent/listen/interface[1]/name",
+                          "cdb_get_u_int16 /snmp/agent/listen/interface[1]/udp-port",
+                          "cdb_get_u_int16 /snmp/agent/listen/interface[1]/redir-port"));
   EXPECT_EQ(Loading(10, "Agent is disabled"), LogLines()[1]);
 }
 
@@ -113,7 +120,9 @@ TEST_F(ListenLoadTest, RowWithEmptyNameIsSkipped) {
 TEST_F(ListenLoadTest, NameThatCannotBeReadIsAFaultAndTheRowSkipped) {
   listening::AddRow(device_.confd.running, "l3-a", 161, 161);
   listening::AddRow(device_.confd.running, "l3-b", 162, 162);
-  device_.confd.RefuseNext("cdb_get_str", CONFD_ERR_EXTERNAL, "no name");
+  device_.confd.RefuseNext("cdb_get_str", CONFD_ERR_EXTERNAL, "not told");
+  device_.confd.RefuseNext("cdb_get_str /snmp/agent/listen/interface[0]", CONFD_ERR_EXTERNAL,
+                           "no name");
   Load();
   EXPECT_THAT(FaultLines(), ElementsAre(listening::Fault("LoadInitialConfig", "no name")));
   EXPECT_THAT(handler_->Stash().entries, ElementsAre(Pair("l3-b", ::testing::_)));
@@ -122,6 +131,7 @@ TEST_F(ListenLoadTest, NameThatCannotBeReadIsAFaultAndTheRowSkipped) {
 TEST_F(ListenLoadTest, PortsThatCannotBeReadAreFaultsAndTheRowIsStored) {
   AddInterface("l3-a", 5, "veth0");
   listening::AddRow(device_.confd.running, "l3-a", 161, 60700);
+  device_.confd.RefuseNext("cdb_get_u_int16", CONFD_ERR_EXTERNAL, "not told");
   device_.confd.RefuseNext("cdb_get_u_int16", CONFD_ERR_EXTERNAL, "no udp");
   device_.confd.RefuseNext("cdb_get_u_int16", CONFD_ERR_EXTERNAL, std::string(400, 'e'));
   Load();
@@ -144,6 +154,51 @@ TEST_F(ListenLoadTest, LoadedPortIsNotHandedOutAgain) {
   Load();
   EXPECT_EQ(60600, handler_->AllocateRedirPort("l3-a"));
   EXPECT_EQ(60601, handler_->AllocateRedirPort("l3-b"));
+}
+
+TEST_F(ListenLoadTest, StoredPortsArePutAsideBeforeAnyRowGetsOne) {
+  AddInterface("l3-new", 5, "veth0");
+  AddInterface("l3-old", 5, "veth1");
+  listening::AddRow(device_.confd.running, "l3-new");
+  listening::SetPort(device_.confd.running, "l3-new", "udp-port", 161);
+  listening::AddRow(device_.confd.running, "l3-old", 161, 60600);
+  Load();
+  EXPECT_EQ(60601, Entry("l3-new").redir_port);
+  EXPECT_EQ(60600, handler_->AllocateRedirPort("l3-old"));
+  EXPECT_EQ(1U, FaultLines().size()) << "the missing port is told once";
+}
+
+TEST_F(ListenLoadTest, InterfaceInNoVrfHasNoPortToKeep) {
+  listening::AddRow(device_.confd.running, "l3-none", 161, 0);
+  listening::AddRow(device_.confd.running, "l3-unset");
+  listening::SetPort(device_.confd.running, "l3-unset", "udp-port", 161);
+  Load();
+  EXPECT_EQ(60600, handler_->AllocateRedirPort("l3-none"));
+  EXPECT_EQ(60601, handler_->AllocateRedirPort("l3-unset"));
+}
+
+TEST_F(ListenLoadTest, InterfaceThatLeftItsVrfKeepsItsStoredPort) {
+  AddInterface("l3-new", 5, "veth0");
+  listening::AddRow(device_.confd.running, "l3-left", 161, 60600);
+  Load();
+  EXPECT_EQ(60601, handler_->AllocateRedirPort("l3-new"));
+  EXPECT_EQ(60600, handler_->AllocateRedirPort("l3-left"));
+}
+
+TEST_F(ListenLoadTest, StoredPortOfANamelessRowIsNobodys) {
+  listening::AddRow(device_.confd.running, "", 161, 60600);
+  Load();
+  EXPECT_EQ(60600, handler_->AllocateRedirPort("l3-a"));
+}
+
+TEST_F(ListenLoadTest, PortThatTwoRowsStoredIsTheFirstOnes) {
+  AddInterface("l3-a", 5, "veth0");
+  AddInterface("l3-b", 5, "veth1");
+  listening::AddRow(device_.confd.running, "l3-a", 161, 60601);
+  listening::AddRow(device_.confd.running, "l3-b", 161, 60601);
+  Load();
+  EXPECT_EQ(60601, handler_->AllocateRedirPort("l3-a"));
+  EXPECT_EQ(60600, handler_->AllocateRedirPort("l3-b"));
 }
 
 TEST_F(ListenLoadTest, ApplyOfALoadInstallsTheRulesOfEveryRow) {

@@ -38,6 +38,46 @@ TEST(RedirPortTableTest, ErasedPortIsHandedOutAgain) {
   EXPECT_EQ(60603, table.Allocate("l3-f"));
 }
 
+TEST(RedirPortTableTest, ErasedNameGetsTheLowestFreePort) {
+  RedirPortTable table;
+  table.Allocate("l3-a");
+  table.Allocate("l3-b");
+  table.Erase("l3-a");
+  table.Erase("l3-b");
+  EXPECT_EQ(60600, table.Allocate("l3-b")) << "its name was left in the table";
+}
+
+TEST(RedirPortTableTest, ErasedNameAndPortCanBeAddedAnew) {
+  RedirPortTable table;
+  table.Add("l3-a", 60610);
+  table.Erase("l3-a");
+  table.Add("l3-b", 60610);
+  table.Add("l3-a", 60611);
+  EXPECT_EQ(60610, table.Allocate("l3-b")) << "the port was left in the table";
+  EXPECT_EQ(60611, table.Allocate("l3-a")) << "the name was left in the table";
+}
+
+TEST(RedirPortTableTest, RefusedAdditionLeavesNeitherNameNorPort) {
+  RedirPortTable table;
+  table.Add("l3-a", 60600);
+  table.Add("l3-b", 60600);
+  table.Add("l3-a", 60601);
+  EXPECT_EQ(60601, table.Allocate("l3-b")) << "refused by its port, the name has none";
+  table.Erase("l3-b");
+  EXPECT_EQ(60601, table.Allocate("l3-c")) << "refused by its name, the port is free";
+  EXPECT_EQ(60600, table.Allocate("l3-a"));
+}
+
+TEST(RedirPortTableTest, PortAddedBehindASearchIsFound) {
+  RedirPortTable table;
+  EXPECT_EQ(60600, table.Allocate("l3-a"));
+  table.Add("l3-c", 60601);
+  EXPECT_EQ(60602, table.Allocate("l3-d"));
+  table.Erase("l3-c");
+  EXPECT_EQ(60601, table.Allocate("l3-e"));
+  EXPECT_EQ(60603, table.Allocate("l3-f"));
+}
+
 TEST(RedirPortTableTest, ErasureOfAnUnknownNameChangesNothing) {
   RedirPortTable table;
   table.Allocate("l3-a");
