@@ -17,6 +17,7 @@
 
 #include "config/tree.h"
 #include "netconf/rpc_error.h"
+#include "runtime/one_daemon.h"
 
 namespace host {
 
@@ -73,8 +74,10 @@ void Write(int descriptor, const std::string& text) {
 }
 
 /// The life of the searching process, which does nothing else.
-[[noreturn]] void Search(const char* expression, const lyd_node* data, int answer) {
+[[noreturn]] void Search(pid_t parent, const char* expression, const lyd_node* data, int answer) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != parent) _exit(EXIT_FAILURE);
+  LeaveClaims();
   try {
     Write(answer, Answer(expression, data));
   } catch (...) {
@@ -94,8 +97,9 @@ class SearchProcess {
     sigset_t before = {};
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
+    const pid_t parent = getpid();
     id_ = fork();
-    if (id_ == 0) Search(expression, data, ends[1]);
+    if (id_ == 0) Search(parent, expression, data, ends[1]);
     const int error = errno;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     close(ends[1]);

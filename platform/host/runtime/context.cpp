@@ -8,6 +8,7 @@
 #include "runtime/ha_role.h"
 #include "runtime/log.h"
 #include "runtime/service_manager.h"
+#include "runtime/start_check.h"
 #include "runtime/watchdog.h"
 
 struct vkmw_t {
@@ -83,8 +84,11 @@ struct Context::Impl : public Server {
   host::Watchdog watchdog{host::Loop()};
 };
 
-Context::Context(const vkmw_process_signature_t* signature, const HaStateChangeCallbacks* callbacks)
-    : impl_(std::make_unique<Impl>(*signature, *callbacks)) {}
+Context::Context(const vkmw_process_signature_t* signature,
+                 const HaStateChangeCallbacks* callbacks) {
+  host::RunStartCheck();
+  impl_ = std::make_unique<Impl>(*signature, *callbacks);
+}
 
 Context::~Context() = default;
 
