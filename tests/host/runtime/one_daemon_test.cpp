@@ -1,0 +1,145 @@
+// Claims of a network namespace and a state folder, by processes of their own.
+
+#include "runtime/one_daemon.h"
+
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace host {
+namespace {
+
+/// What ClaimAlone throws, empty when it claims.
+std::string Claim(const std::string& state) {
+  try {
+    ClaimAlone(state);
+    return "";
+  } catch (const std::exception& exception) {
+    return exception.what();
+  }
+}
+
+/// A process that runs `life`, which returns its first word, and then waits for its end.
+class Process {
+ public:
+  explicit Process(const std::function<std::string()>& life) {
+    std::array<int, 2> ends = {};
+    if (pipe(ends.data()) != 0) abort();
+    id = fork();
+    if (id == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      const std::string text = life() + "\n";
+      if (write(ends[1], text.data(), text.size()) < 0) _exit(EXIT_FAILURE);
+      while (true) pause();
+    }
+    close(ends[1]);
+    for (char letter = 0; read(ends[0], &letter, 1) == 1 && letter != '\n';) word += letter;
+    close(ends[0]);
+  }
+  ~Process() { Kill(); }
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  void Kill() {
+    if (id > 0) kill(id, SIGKILL);
+    if (id > 0) waitpid(id, nullptr, 0);
+    id = -1;
+  }
+
+  pid_t id;
+  std::string word;
+};
+
+/// Each test is in a network namespace of its own, so that none finds another one's claims.
+class OneDaemonTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!EnterNamespace()) GTEST_SKIP() << "no network namespace of its own can be made here";
+    char folder[] = "/tmp/one-daemon-XXXXXX";
+    folder_ = mkdtemp(folder);
+  }
+  void TearDown() override {
+    if (!folder_.empty()) std::filesystem::remove_all(folder_);
+  }
+
+  static bool EnterNamespace() {
+    return unshare(CLONE_NEWNET) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0;
+  }
+
+  std::string Folder(const std::string& name) const { return folder_ + "/" + name; }
+
+  std::string folder_;
+};
+
+TEST_F(OneDaemonTest, SecondInTheNamespaceHearsWhoIsFirstAndMakesNoFolder) {
+  const Process first([&] { return Claim(Folder("a")); });
+  EXPECT_EQ("", first.word);
+  for (int time = 0; time < 3; ++time) {
+    const Process second([&] { return Claim(Folder("b")); });
+    EXPECT_EQ(
+        "another snmp-app, process " + std::to_string(first.id) + ", serves this network namespace",
+        second.word);
+  }
+  EXPECT_FALSE(std::filesystem::exists(Folder("b")));
+}
+
+TEST_F(OneDaemonTest, SecondWithTheFolderHearsWhoIsFirst) {
+  const Process first([&] { return Claim(Folder("a")); });
+  const Process second([&] { return EnterNamespace() ? Claim(Folder("a")) : "no namespace"; });
+  EXPECT_EQ("another snmp-app, process " + std::to_string(first.id) +
+                ", works with the state folder " + Folder("a"),
+            second.word);
+}
+
+TEST_F(OneDaemonTest, OtherFolderInAnotherNamespaceIsFree) {
+  const Process first([&] { return Claim(Folder("a")); });
+  const Process second([&] { return EnterNamespace() ? Claim(Folder("b")) : "no namespace"; });
+  EXPECT_EQ("", second.word);
+}
+
+TEST_F(OneDaemonTest, ClaimingAgainChangesNothing) {
+  const Process process([&] { return Claim(Folder("a")) + Claim(Folder("a")); });
+  EXPECT_EQ("", process.word);
+}
+
+TEST_F(OneDaemonTest, ClaimsGoWithTheProcessThoughACopyLivesOn) {
+  int report[2];
+  ASSERT_EQ(0, pipe(report));
+  Process first([&] {
+    const std::string refusal = Claim(Folder("a"));
+    const pid_t id = fork();
+    if (id == 0) {
+      LeaveClaims();
+      const pid_t self = getpid();
+      if (write(report[1], &self, sizeof self) < 0) _exit(EXIT_FAILURE);
+      while (true) pause();
+    }
+    return refusal;
+  });
+  pid_t id = 0;
+  ASSERT_EQ(static_cast<ssize_t>(sizeof id), read(report[0], &id, sizeof id));
+  first.Kill();
+  const Process second([&] { return Claim(Folder("a")); });
+  EXPECT_EQ("", second.word);
+  EXPECT_EQ(0, kill(id, SIGKILL)) << "the copy was not there any more";
+  close(report[0]);
+  close(report[1]);
+}
+
+TEST_F(OneDaemonTest, FolderThatCannotBeOpenedIsNotClaimed) {
+  const Process process([&] { return Claim("/proc/nowhere/lib"); });
+  EXPECT_EQ("", process.word);
+}
+
+}  // namespace
+}  // namespace host
