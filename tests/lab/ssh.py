@@ -28,8 +28,8 @@ def as_real_user():
 
 class Server:
     """An sshd with one user and one key, whose `netconf` subsystem is the daemon's socket, or what
-    a drop-in file says. Use it as a context manager: the process has ended and the keys are gone
-    afterwards."""
+    a drop-in file says; SNMP_APP_LAB_SSHD has further lines for its configuration. Use it as a
+    context manager: the process has ended and the keys are gone afterwards."""
 
     def __init__(self, namespace, netconf_socket=None, port=2830, drop_in=None):
         self.namespace, self.port = namespace, port
@@ -50,6 +50,7 @@ PidFile none
 StrictModes no
 UsePAM no
 PermitRootLogin prohibit-password
+{os.environ.get("SNMP_APP_LAB_SSHD", "")}
 {subsystem}
 """)
         os.makedirs("/run/sshd", exist_ok=True)
