@@ -42,13 +42,15 @@ def write(path, packages, modules, busybox):
         archive.copy(os.path.join(HERE, "init"), "init")
 
 
-def key(packages, modules):
+def key(packages, folder):
     """What the file system depends on."""
+    with open(os.path.join(folder, "tools.versions"), encoding="utf-8") as file:
+        versions = file.read()
     sources = hashlib.sha256()
     for name in ("image.py", "init", "initramfs.py", "system_files.py"):
         with open(os.path.join(HERE, name), "rb") as file:
             sources.update(file.read())
-    return "\n".join([os.path.basename(modules), sources.hexdigest(), *packages])
+    return "\n".join([versions, sources.hexdigest(), *packages])
 
 
 def main(folder, *programs):
@@ -56,7 +58,7 @@ def main(folder, *programs):
     all_modules = os.path.join(folder, "tools/lib/modules")
     modules = os.path.join(all_modules, os.listdir(all_modules)[0])
     packages = Packages().closure([*ROOTS, *libraries_of(programs)])
-    wanted = key(packages, modules)
+    wanted = key(packages, folder)
     if os.path.exists(known):
         with open(known, encoding="utf-8") as file:
             if file.read() == wanted:

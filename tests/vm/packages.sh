@@ -2,18 +2,18 @@
 # packages.sh FOLDER: unpacks an emulator, Debian's kernel for clouds, which has VRF devices, and
 # busybox into FOLDER/tools. Nothing is installed, and root is not needed. FOLDER/tools stays while
 # its packages are the newest that this machine knows of, or when newer ones cannot be fetched.
-# Status 77 where the packages are not to be had; the last line then says why.
+# Status 77 where the packages are not to be had; FOLDER/why-not then says why.
 set -euo pipefail
 
 cannot() {
-  echo "$*"
+  echo "$*" | tee why-not >&2
   exit 77
 }
 
 # The versions that this machine knows of; cheap, for it is asked each time.
 versions() {
   LC_ALL=C apt-cache policy qemu-system-x86 busybox-static linux-image-cloud-amd64 |
-    grep -E '^[a-z]|Candidate:'
+    grep -E '^[a-z]|Candidate:' || true
 }
 
 # The packages as NAME=VERSION: an emulator and busybox with those that they depend on and that this
@@ -45,9 +45,9 @@ update() {
   apt-get -qq "${apt[@]}" update
 }
 
-# fetch FOLDER NAME=VERSION...: downloads packages there.
+# fetch FOLDER NAME=VERSION...: downloads packages there; without any it fails.
 fetch() {
-  mkdir -p "$1"
+  [ $# -gt 1 ] && mkdir -p "$1" || return
   (cd "$1" && apt-get -qq "${apt[@]}" download "${@:2}")
 }
 
@@ -63,7 +63,7 @@ unpack() {
 mkdir -p "$1"
 cd "$1"
 apt=(-o APT::Sandbox::User= -o Acquire::Retries=1 -o Acquire::http::Timeout=20)
-[ "$(dpkg --print-architecture)" = amd64 ] || cannot "the emulated machine is for amd64 machines only"
+[ "$(dpkg --print-architecture)" = amd64 ] || cannot "only machines of kind amd64 can make it"
 
 exec 9>lock
 flock 9
