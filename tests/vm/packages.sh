@@ -25,7 +25,7 @@ wanted() {
     install qemu-system-x86 busybox-static 2>/dev/null) || return 1
   kernel=$(apt-cache depends linux-image-cloud-amd64 | grep -o 'linux-image-[0-9].*' | head -n 1)
   [ -n "$kernel" ] || return 1
-  sed -n 's/^Inst \([^ ]*\) (\([^ ]*\) .*/\1=\2/p' <<<"$all" | while IFS== read -r name version; do
+  sed -n 's/^Inst \([^ ]*\) (\([^ ]*\) .*/\1=\2/p' <<<"$all" | while IFS='=' read -r name version; do
     case $name in
       qemu-system-* | busybox-static | seabios | ipxe-qemu) ;;
       *) ! is_installed "$name" || continue ;;

@@ -38,8 +38,8 @@ suite() {
 test_no_redirect_port_left_ends_the_process_inside_the_transaction
 }
 
-# What the emulated machine runs: the words given, tour first. Commands have a pipe for their output:
-# on a terminal some draw.
+# What the emulated machine runs: the words given, tour first. Commands have a pipe for their
+# output: on a terminal some draw.
 commands() {
   cat <<'END'
 export SNMP_APP_BUILD=$PWD/build/release PYTHONUNBUFFERED=1
@@ -60,6 +60,7 @@ END
   fi
   [ $# -eq 0 ] || printf '%s%s 2>&1 | cat || status=1\n' "/usr/bin/python3 -m pytest -q -rs \
 --tb=short -p no:cacheprovider --junitxml /opt/results/tests.xml" "$(printf ' %q' "$@")"
+  # shellcheck disable=SC2016
   echo 'exit $status'
 }
 
@@ -75,6 +76,7 @@ END
 }
 
 # Ends what this script started and removes what it made, however it ends.
+# shellcheck disable=SC2317
 clean_up() {
   [ -z "$machine" ] || { kill "$machine" && wait "$machine"; } 2>/dev/null || true
   rm -rf "$work"

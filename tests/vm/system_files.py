@@ -50,8 +50,8 @@ def libraries_of(programs):
     """The packages with the libraries that these programs load."""
     loaded = set()
     for program in programs:
-        said = subprocess.run(["ldd", program], stdout=subprocess.PIPE, text=True, check=True).stdout
-        loaded |= set(re.findall(r"=> (/\S+)", said))
+        said = subprocess.run(["ldd", program], stdout=subprocess.PIPE, text=True, check=True)
+        loaded |= set(re.findall(r"=> (/\S+)", said.stdout))
     # A library is known by the path of its package, which may lead through a link to a folder.
     paths = {other for path in loaded for other in (path, os.path.realpath(path))}
     said = subprocess.run(["dpkg-query", "-S", *sorted(paths)], stdout=subprocess.PIPE,
