@@ -98,45 +98,50 @@ loglevel=2 panic=-1 mitigations=off tsc=reliable no_timer_check rcupdate.rcu_exp
 apparmor=0 selinux=0 cryptomgr.notests random.trust_cpu=on"
 }
 
-build=$tree/build/release xml='' limit=900 shell='' verbatim=''
-while [[ ${1:-} == --* ]]; do
-  case $1 in
-    --build) build=$(cd "$2" && pwd) && shift ;;
-    --xml) xml=$2 && shift ;;
-    --limit) limit=$2 && shift ;;
-    --verbatim) verbatim=$2 && shift ;;
-    --shell) shell=yes limit=0 ;;
-    *) usage ;;
+# All of it is read before it begins: the file may change while an hour of tests runs.
+main() {
+  build=$tree/build/release xml='' limit=900 shell='' verbatim=''
+  while [[ ${1:-} == --* ]]; do
+    case $1 in
+      --build) build=$(cd "$2" && pwd) && shift ;;
+      --xml) xml=$2 && shift ;;
+      --limit) limit=$2 && shift ;;
+      --verbatim) verbatim=$2 && shift ;;
+      --shell) shell=yes limit=0 ;;
+      *) usage ;;
+    esac
+    shift
+  done
+  [ $# -gt 0 ] || [ -n "$shell$verbatim" ] || usage
+  case "$*" in
+    short | long) mapfile -t words < <(suite "$1") && set -- "${words[@]}" ;;
   esac
-  shift
-done
-[ $# -gt 0 ] || [ -n "$shell$verbatim" ] || usage
-case "$*" in
-  short | long) mapfile -t words < <(suite "$1") && set -- "${words[@]}" ;;
-esac
 
-folder=$tree/build/vm
-"$here/packages.sh" "$folder"
-flock "$folder/lock" /usr/bin/python3 "$here/image.py" "$folder" \
-  "$build"/{src/app/snmp-app,client/snmp-app-show}
-machine='' work=$(mktemp -d "$folder/run.XXXXXX")
-trap clean_up EXIT
-trap 'exit 130' INT TERM HUP
-if [ -n "$shell" ]; then shell_commands; else commands "$@"; fi >"$work/command"
-/usr/bin/python3 "$here/pack.py" "$work/tree.cpio" "$build" "$work/command"
+  folder=$tree/build/vm
+  "$here/packages.sh" "$folder"
+  flock "$folder/lock" /usr/bin/python3 "$here/image.py" "$folder" \
+    "$build"/{src/app/snmp-app,client/snmp-app-show}
+  machine='' work=$(mktemp -d "$folder/run.XXXXXX")
+  trap clean_up EXIT
+  trap 'exit 130' INT TERM HUP
+  if [ -n "$shell" ]; then shell_commands; else commands "$@"; fi >"$work/command"
+  /usr/bin/python3 "$here/pack.py" "$work/tree.cpio" "$build" "$work/command"
 
-status=0
-if [ -n "$shell" ]; then
-  (boot) || status=$?
-else
-  boot </dev/null &
-  machine=$!
-  wait "$machine" || status=$?
-  machine=
-fi
-[ "$status" -ne 124 ] || fail "the emulated machine was ended after its limit of $limit s"
-[ "$status" -eq 0 ] || fail "the emulator ended with status $status"
-tar -x -C "$work" -f "$work/results.tar" 2>/dev/null || true
-[ -s "$work/status" ] || fail "the emulated machine ended before its commands did"
-[ -z "$xml" ] || cp "$work/tests.xml" "$xml"
-exit "$(cat "$work/status")"
+  status=0
+  if [ -n "$shell" ]; then
+    (boot) || status=$?
+  else
+    boot </dev/null &
+    machine=$!
+    wait "$machine" || status=$?
+    machine=
+  fi
+  [ "$status" -ne 124 ] || fail "the emulated machine was ended after its limit of $limit s"
+  [ "$status" -eq 0 ] || fail "the emulator ended with status $status"
+  tar -x -C "$work" -f "$work/results.tar" 2>/dev/null || true
+  [ -s "$work/status" ] || fail "the emulated machine ended before its commands did"
+  [ -z "$xml" ] || cp "$work/tests.xml" "$xml"
+  exit "$(cat "$work/status")"
+}
+
+main "$@"

@@ -33,7 +33,7 @@ emulators() {
 # Ended from outside: the emulator goes, too, and so does its folder.
 check_signal() {
   local made before deadline=$((SECONDS + 60))
-  before=$(compgen -G "$folder/run.*" || true)
+  before=$(compgen -G "$folder/run.*" | sort || true)
   ./run.sh --verbatim "echo begun; sleep 1000" >"$work/out" 2>&1 </dev/null &
   running=$!
   until grep -q begun "$work/out"; do
@@ -41,7 +41,7 @@ check_signal() {
     sleep 0.2
   done
   grep -q begun "$work/out" || wrong "the machine does not start"
-  made=$(comm -13 <(echo "$before") <(compgen -G "$folder/run.*"))
+  made=$(comm -13 <(echo "$before") <(compgen -G "$folder/run.*" | sort))
   [ -n "$(emulators "${made##*.}")" ] || wrong "no emulator is seen"
   kill "$running"
   wait "$running" || true
