@@ -16,9 +16,13 @@ KernelSwitch::~KernelSwitch() {
 void KernelSwitch::TurnOn() {
   if (asked_) return;
   asked_ = true;
+  if (IsOff()) changed_ = Write('1');
+}
+
+bool KernelSwitch::IsOff() const {
   char value = '1';
   std::ifstream(path_) >> value;
-  if (value == '0') changed_ = Write('1');
+  return value == '0';
 }
 
 bool KernelSwitch::Write(char value) const {

@@ -18,6 +18,9 @@ class KernelSwitch {
   /// Turns the setting on when it is there and off. Reads it once only; logged.
   void TurnOn();
 
+  /// Whether the setting is there and off now.
+  bool IsOff() const;
+
  private:
   bool Write(char value) const;
 

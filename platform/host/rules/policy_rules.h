@@ -44,6 +44,9 @@ class PolicyRules {
 
   bool HasDestination(const DestinationRule& rule) const { return destinations_.count(rule) > 0; }
 
+  /// False when the setting of VRF devices is there and off now.
+  bool HearsVrfDevices() const { return !accept_.IsOff(); }
+
   /// Puts back what somebody else has removed, and logs how much that was. One kernel call for each
   /// address family when nothing is missing.
   void Restore();

@@ -51,6 +51,9 @@ class Rules {
     return policy_rules_.HasDestination(rule);
   }
 
+  /// False when the agent is kept from hearing what arrives in VRF devices.
+  bool HearsVrfDevices() const { return policy_rules_.HearsVrfDevices(); }
+
   /// Puts back the routing rules that somebody else has removed. Redirects need none of this: their
   /// table belongs to this process, and the kernel keeps others from changing it.
   void Restore() { policy_rules_.Restore(); }

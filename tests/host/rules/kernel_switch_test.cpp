@@ -43,6 +43,16 @@ TEST_F(KernelSwitchTest, LeavesOnWhatWasOn) {
   EXPECT_EQ(Read(), "1");
 }
 
+TEST_F(KernelSwitchTest, IsOffAsLongAsTheSettingSaysSo) {
+  Write("0");
+  const KernelSwitch setting(path_);
+  EXPECT_TRUE(setting.IsOff());
+  Write("1");
+  EXPECT_FALSE(setting.IsOff());
+  ::unlink(path_.c_str());
+  EXPECT_FALSE(setting.IsOff()) << "not there";
+}
+
 TEST_F(KernelSwitchTest, AsksOnce) {
   Write("0");
   KernelSwitch setting(path_);
