@@ -4,6 +4,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <string>
+#include <utility>
 
 #include "runtime/event_loop.h"
 #include "runtime/timer_facts.h"
@@ -12,11 +13,18 @@ namespace {
 
 host::TimerFacts facts;
 
+host::TimerScope& Scope() {
+  static host::TimerScope scope;
+  return scope;
+}
+
 }  // namespace
 
 namespace host {
 
 const TimerFacts& FactsOfTimers() { return facts; }
+
+void SetTimerScope(TimerScope scope) { Scope() = std::move(scope); }
 
 }  // namespace host
 
@@ -46,7 +54,10 @@ struct Timer::Impl {
       if (error || !IsCurrent(mine, current)) return;
       SetRunning(false);
       ++facts.fired;
-      host::RunEvent("timer " + name, [this] { callback.Execute(); });
+      host::RunEvent("timer " + name, [this] {
+        const std::shared_ptr<void> scope = Scope() ? Scope()() : nullptr;
+        callback.Execute();
+      });
     });
   }
 

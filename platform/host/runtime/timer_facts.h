@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 
 namespace host {
 
@@ -12,5 +14,11 @@ struct TimerFacts {
 
 /// Of all timers together; the program's one timer is that of the bind retry.
 const TimerFacts& FactsOfTimers();
+
+/// Called before a timer's callback; what it returns is kept until the callback has returned.
+using TimerScope = std::function<std::shared_ptr<void>()>;
+
+/// Of all timers; none when it is empty.
+void SetTimerScope(TimerScope scope);
 
 }  // namespace host
