@@ -23,8 +23,15 @@ struct ListenerRecord {
 class ListenerHistory {
  public:
   /// Takes down what one rebind has done: who was wanted, and who could not be opened. What is not
-  /// wanted any more is forgotten.
+  /// wanted any more is forgotten. A listener's first refusal is logged, and that it is open at
+  /// last.
   void Note(const std::set<Endpoint>& wanted, const std::vector<ListenerFailure>& failures);
+
+  /// The same of another attempt at some that were refused.
+  void NoteRetry(const std::set<Endpoint>& tried, const std::vector<ListenerFailure>& failures);
+
+  /// Those of the last rebind that are not open.
+  std::set<Endpoint> Refused() const;
 
   /// No listener is wanted.
   void Clear() { records_.clear(); }

@@ -1,0 +1,48 @@
+// Another attempt after a while, for what the system refuses.
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace host {
+
+/// Attempts come at growing distances, each twice the one before, and only as long as something is
+/// refused.
+class SlowRetry {
+ public:
+  using Delay = std::chrono::milliseconds;
+
+  /// True when something is refused still.
+  using Attempt = std::function<bool()>;
+
+  /// `loop` outlives the object. An exception of `attempt` is a fault, and there is another
+  /// attempt.
+  SlowRetry(boost::asio::io_context& loop, Attempt attempt, Delay first = std::chrono::seconds(5),
+            Delay longest = std::chrono::seconds(30));
+
+  SlowRetry(const SlowRetry&) = delete;
+  SlowRetry& operator=(const SlowRetry&) = delete;
+
+  /// Somebody else has tried: begins with the first distance, or ends, when nothing is refused.
+  void Follow(bool is_refused);
+
+  bool Runs() const { return runs_; }
+
+ private:
+  void Wait();
+  void Try();
+
+  Attempt attempt_;
+  Delay first_;
+  Delay longest_;
+  Delay delay_;
+  bool runs_ = false;
+  boost::asio::steady_timer timer_;
+  // Gone before the loop drops the calls that it has queued already.
+  std::shared_ptr<SlowRetry*> self_ = std::make_shared<SlowRetry*>(this);
+};
+
+}  // namespace host
