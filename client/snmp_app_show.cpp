@@ -2,6 +2,7 @@
 // that as tables, or as JSON.
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
@@ -123,6 +124,18 @@ std::vector<Row> Rows(const lyd_node* parent, const char* list, MakeRow make_row
   return rows;
 }
 
+/// Nothing when all were sent.
+void PrintUnsent(const lyd_node* agent) {
+  std::vector<Row> rows = Rows(agent, "listener", [](const lyd_node* entry) -> Row {
+    return {Text(entry, "endpoint"), Text(entry, "answers-not-sent"), Text(entry, "answer-error")};
+  });
+  const auto all_sent = [](const Row& row) { return row[1] == "-"; };
+  rows.erase(std::remove_if(rows.begin(), rows.end(), all_sent), rows.end());
+  if (rows.empty()) return;
+  std::cout << '\n';
+  PrintTable(std::cout, "Answers not sent", {"from", "answers", "last error"}, rows);
+}
+
 void PrintTables(const lyd_node* state) {
   const lyd_node* agent = Child(state, "agent");
   const lyd_node* counters = Child(state, "counters");
@@ -130,13 +143,15 @@ void PrintTables(const lyd_node* state) {
             << "   retry pending: " << YesNo(agent, "retry-pending")
             << "   commits: " << Text(counters, "commits")
             << "   rebinds: " << Text(counters, "rebinds")
-            << "   retries: " << Text(counters, "retries") << "\n\n";
+            << "   retries: " << Text(counters, "retries")
+            << "   answers not sent: " << Text(counters, "answers-not-sent") << "\n\n";
   PrintTable(std::cout, "The agent listens at",
              {"address", "bound", "since", "tries", "last error", "why not"},
              Rows(agent, "listener", [](const lyd_node* entry) -> Row {
                return {Text(entry, "endpoint"), YesNo(entry, "bound"),     Text(entry, "since"),
                        Text(entry, "tries"),    Text(entry, "last-error"), Text(entry, "reason")};
              }));
+  PrintUnsent(agent);
   std::cout << '\n';
   PrintTable(std::cout, "Listening interfaces",
              {"name", "VRF", "kernel name", "port", "redirected to", "in kernel", "why not"},

@@ -82,6 +82,7 @@ class Vrf:
     def __init__(self, namespace, name, table, devices):
         self.namespace, self.name, self.table = namespace, name, table
         self.devices = devices
+        self._ways_in = set()
         if devices:
             namespace.ip("link", "add", name, "type", "vrf", "table", str(table))
             namespace.ip("link", "set", name, "up")
@@ -100,8 +101,10 @@ class Vrf:
             self.namespace.ip("addr", "add", address, "dev", interface, "noprefixroute", *nodad)
             self.namespace.ip(family, "route", "add", network, "dev", interface, "table",
                               str(self.table))
-            self.namespace.ip(family, "rule", "add", "iif", interface, "lookup", str(self.table),
-                              "priority", "900")
+            if (family, interface) not in self._ways_in:
+                self._ways_in.add((family, interface))
+                self.namespace.ip(family, "rule", "add", "iif", interface, "lookup",
+                                  str(self.table), "priority", "900")
         # The way back to a sender is in no table that the check of the reverse path looks at.
         self.namespace.run("sysctl", "-q", f"net.ipv4.conf.{interface}.rp_filter=0",
                            "net.ipv4.conf.all.rp_filter=0")
@@ -116,6 +119,7 @@ class Vrf:
             self.namespace.ip("link", "set", interface, "nomaster")
         else:
             for family in ("-4", "-6"):
+                self._ways_in.discard((family, interface))
                 subprocess.run(["ip", "-n", self.namespace.name, family, "rule", "del", "iif",
                                 interface], capture_output=True, check=False)
         self.namespace.ip("addr", "flush", "dev", interface, "scope", "global")

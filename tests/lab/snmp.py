@@ -17,10 +17,11 @@ def get(namespace, address, port=161, community="public", oid=SYS_UPTIME, timeou
     return done.stdout.strip() if done.returncode == 0 else None
 
 
-def answers(namespace, address, port=161, timeout=1.0):
+def answers(namespace, address, port=161, timeout=1.0, source=None):
     """True when a request to address:port is answered from just there: the client's socket is
-    connected, so the kernel keeps answers of other addresses and ports away from it."""
+    connected, so the kernel keeps answers of other addresses and ports away from it. `source` is
+    the address that the client sends from, else the kernel's choice."""
     command = namespace.command("/usr/bin/python3", os.path.join(os.path.dirname(__file__),
                                                                  "ask.py"),
-                                address, str(port), str(timeout))
+                                address, str(port), str(timeout), *([source] if source else []))
     return subprocess.run(command, check=False).returncode == 0

@@ -8,6 +8,10 @@
 
 namespace host {
 
+const std::array<const char*, 3> kAgentAddresses = {
+    "/confd_dyncfg:confdConfig/snmpAgent/ip", "/confd_dyncfg:confdConfig/snmpAgent/port",
+    "/confd_dyncfg:confdConfig/snmpAgent/extraIpPorts"};
+
 namespace {
 
 constexpr char kAgent[] = "/confd_dyncfg:confdConfig/snmpAgent";

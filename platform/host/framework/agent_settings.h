@@ -1,6 +1,7 @@
 // What the configuration asks of the SNMP agent.
 #pragma once
 
+#include <array>
 #include <set>
 #include <string>
 #include <vector>
@@ -17,6 +18,9 @@ bool ReadAgentEnabled(int cdb_socket);
 /// Address and extra list; empty while the agent is disabled. An entry that serves redirects is
 /// there for IPv6 as well. Linear in the number of listening interfaces.
 std::set<Endpoint> ReadAgentListeners(int cdb_socket);
+
+/// Where the configuration has the agent's addresses: who follows these may probe them.
+extern const std::array<const char*, 3> kAgentAddresses;
 
 std::vector<std::string> ReadAgentCommunities(int cdb_socket);
 

@@ -1,8 +1,11 @@
 #include "framework/framework.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <iterator>
+#include <optional>
 #include <utility>
 
 #include "delivery/delivery.h"
@@ -13,6 +16,7 @@
 #include "runtime/faults.h"
 #include "runtime/log.h"
 #include "runtime/service_manager.h"
+#include "runtime/timer_facts.h"
 #include "runtime/watchdog.h"
 #include "vkconfd/cdb_session.h"
 
@@ -50,6 +54,19 @@ std::string StandardModels(const Folders& folders) {
   return "";
 }
 
+bool MayProbe(const vkconfd::ConfigHandler& handler) {
+  const auto& points = handler.GetSubscriptionPoints();
+  return std::any_of(points.begin(), points.end(), [](const vkconfd::SubscriptionPoint& point) {
+    return std::find(kAgentAddresses.begin(), kAgentAddresses.end(), std::string(point.path)) !=
+           kAgentAddresses.end();
+  });
+}
+
+bool HasAgentAddresses(const std::vector<common::Change>& changes) {
+  return std::any_of(kAgentAddresses.begin(), kAgentAddresses.end(),
+                     [&changes](const char* path) { return common::IsTouched(changes, path); });
+}
+
 void LogAgentText(int /*priority*/, const std::string& text) {
   HOST_LOG(kNotice, "%s", text.c_str());
 }
@@ -67,6 +84,7 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
           [this](std::vector<common::Change>& changes) { Deliver(changes); }, &callpoints_,
           StandardModels(folders)),
       agent_(LogAgentText),
+      listener_retry_(Loop(), [this] { return TryRefusedListeners(); }),
       monitor_(Loop(), [this] { rules_.Restore(); }) {
   callpoints_.CheckAgainst(engine_.Models());
   MakeFolder(folders.state);
@@ -78,6 +96,7 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
   });
   ServeRules(&rules_);
   SetWatchdogCheck([this] { agent_.Wait(); });
+  SetTimerScope([this] { return std::make_shared<ProbeWindow>(agent_); });
   Engine::SetCurrent(&engine_);
   current = this;
 }
@@ -89,6 +108,7 @@ Framework::~Framework() {
   }
   netconf_.reset();
   SetWatchdogCheck({});
+  SetTimerScope({});
   ServeRules(nullptr);
   current = nullptr;
   Engine::SetCurrent(nullptr);
@@ -154,6 +174,8 @@ void Framework::ConnectHandler(vkconfd::ConfigHandler* handler, ELEM_CONFD_PHASE
   handler->SetConfdInterface(this);
   handler->ConfdConnected(phase);
   {
+    std::optional<ProbeWindow> window;
+    if (MayProbe(*handler)) window.emplace(agent_);
     const VkConfdCdbSession session(this, CDB_RUNNING, true);
     handler->LoadInitialConfig(session.Socket());
   }
@@ -176,9 +198,14 @@ void Framework::Deliver(std::vector<common::Change>& changes) {
   if (!connected_) return;
   ++commits_;
   SettleAgent();
-  common::Deliver(changes, handlers_, [](const std::string& operation, const std::string& reason) {
-    HOST_FAULT(operation + ": " + reason);
-  });
+  {
+    std::optional<ProbeWindow> window;
+    if (HasAgentAddresses(changes)) window.emplace(agent_);
+    common::Deliver(changes, handlers_,
+                    [](const std::string& operation, const std::string& reason) {
+                      HOST_FAULT(operation + ": " + reason);
+                    });
+  }
   // Marks, too, are in force when an operator hears that the change is.
   agent_.Wait();
 }
@@ -189,12 +216,14 @@ void Framework::SettleAgent() {
   if (ReadAgentEnabled(session.Socket())) return;
   agent_.SetListeners({});
   history_.Clear();
+  listener_retry_.Follow(false);
 }
 
 Tree Framework::State() {
   const VkConfdCdbSession session(this, CDB_RUNNING, true);
-  return ReadState(engine_.Models().Context(), session.Socket(), agent_.Listeners(), history_,
-                   rules_, commits_);
+  const AgentFacts agent = {agent_.Listeners(), agent_.Unsent(), listener_retry_.Runs(),
+                            [this](const Endpoint& endpoint) { return agent_.WhyNot(endpoint); }};
+  return ReadState(engine_.Models().Context(), session.Socket(), agent, history_, rules_, commits_);
 }
 
 std::vector<ListenerFailure> Framework::RebindAgent() {
@@ -202,7 +231,22 @@ std::vector<ListenerFailure> Framework::RebindAgent() {
   const std::set<Endpoint> wanted = ReadAgentListeners(session.Socket());
   std::vector<ListenerFailure> failures = agent_.SetListeners(wanted);
   history_.Note(wanted, failures);
+  listener_retry_.Follow(!failures.empty());
   return failures;
+}
+
+bool Framework::TryRefusedListeners() {
+  const VkConfdCdbSession session(this, CDB_RUNNING, true);
+  const std::set<Endpoint> wanted = Normalized(ReadAgentListeners(session.Socket()));
+  const std::set<Endpoint> refused = history_.Refused();
+  std::set<Endpoint> tried;
+  std::set_intersection(refused.begin(), refused.end(), wanted.begin(), wanted.end(),
+                        std::inserter(tried, tried.end()));
+  std::set<Endpoint> listeners = agent_.Listeners();
+  listeners.insert(tried.begin(), tried.end());
+  const std::vector<ListenerFailure> failures = agent_.SetListeners(listeners);
+  history_.NoteRetry(tried, failures);
+  return !failures.empty();
 }
 
 int Framework::MaapiSocket() { return kMaapiSocket; }

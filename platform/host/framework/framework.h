@@ -10,6 +10,7 @@
 #include "delivery/change.h"
 #include "framework/callpoints.h"
 #include "framework/listener_history.h"
+#include "framework/slow_retry.h"
 #include "framework/target_rules.h"
 #include "netconf/server.h"
 #include "rules/rules.h"
@@ -66,6 +67,10 @@ class Framework : public VkConfdInterface {
   /// agent has no listeners.
   void SettleAgent();
 
+  /// Opens what the last rebind could not and what is wanted still; true when some of it is refused
+  /// again.
+  bool TryRefusedListeners();
+
   Folders folders_;
   std::vector<vkconfd::ConfigHandler*> handlers_;
   std::vector<vkconfd::DataHandler*> data_handlers_;
@@ -74,6 +79,7 @@ class Framework : public VkConfdInterface {
   Engine engine_;
   AgentThread agent_;
   ListenerHistory history_;
+  SlowRetry listener_retry_;
   uint64_t commits_ = 0;  ///< That were delivered.
   TargetRules target_rules_;
   Rules rules_;  // tells the agent of marks

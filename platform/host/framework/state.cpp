@@ -1,9 +1,6 @@
 #include "framework/state.h"
 
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <boost/asio/ip/udp.hpp>
+#include <boost/asio/ip/address.hpp>
 #include <stdexcept>
 #include <string>
 
@@ -13,7 +10,6 @@
 #include "framework/agent_settings.h"
 #include "framework/interface_facts.h"
 #include "netconf/xml.h"
-#include "runtime/event_loop.h"
 #include "runtime/faults.h"
 #include "runtime/ha_role.h"
 #include "runtime/timer_facts.h"
@@ -37,38 +33,33 @@ std::string RoleText() {
   }
 }
 
-/// Why an address cannot be bound now; empty when it can.
-std::string WhyUnbound(const Endpoint& endpoint) {
-  using boost::asio::ip::udp;
-  boost::system::error_code error;
-  const auto address = boost::asio::ip::make_address(endpoint.address, error);
-  udp::socket probe(Loop());
-  if (!error) probe.open(address.is_v4() ? udp::v4() : udp::v6(), error);
-  if (!error) probe.set_option(udp::socket::reuse_address(true), error);
-  if (!error) probe.bind(udp::endpoint(address, endpoint.port), error);
-  return error ? error.message() : "";
-}
-
-std::string ListenerXml(const Endpoint& endpoint, bool bound, const ListenerRecord* record) {
+std::string ListenerXml(const Endpoint& endpoint, const AgentFacts& agent,
+                        const ListenerRecord* record) {
+  const bool bound = agent.listeners.count(endpoint) > 0;
   std::string content = Leaf("endpoint", ToText(endpoint)) + Leaf("bound", bound);
   if (!bound) {
-    const std::string reason = WhyUnbound(endpoint);
+    const std::string reason = agent.why_not(endpoint);
     content += Leaf("reason", reason.empty() ? "waits for the next rebind" : reason);
   }
   if (record != nullptr) {
     content += Leaf("last-error", record->last_error) + Leaf("since", TimeText(record->since)) +
                Element("tries", record->tries);
   }
+  const auto unsent = agent.unsent.OfListeners().find(endpoint);
+  if (unsent != agent.unsent.OfListeners().end()) {
+    content += Element("answers-not-sent", unsent->second.count) +
+               Leaf("answer-error", unsent->second.last_error);
+  }
   return Element("listener", content);
 }
 
-std::string AgentXml(int cdb_socket, const std::set<Endpoint>& bound,
-                     const ListenerHistory& history) {
+std::string AgentXml(int cdb_socket, const AgentFacts& agent, const ListenerHistory& history) {
   std::string content;
   for (const Endpoint& endpoint : Normalized(ReadAgentListeners(cdb_socket))) {
-    content += ListenerXml(endpoint, bound.count(endpoint) > 0, history.Find(endpoint));
+    content += ListenerXml(endpoint, agent, history.Find(endpoint));
   }
-  return Element("agent", content + Leaf("retry-pending", FactsOfTimers().running > 0));
+  const bool retries = agent.retries || FactsOfTimers().running > 0;
+  return Element("agent", content + Leaf("retry-pending", retries));
 }
 
 /// The text of a leaf; empty where it has no value.
@@ -97,14 +88,19 @@ std::string Entry(const char* list, int position) {
   return std::string(list) + "[" + std::to_string(position) + "]/";
 }
 
-/// Why a listening interface has no redirect.
-std::string WhyNoRedirect(bool enabled, const std::string& vrf) {
+/// Why a listening interface has no redirect, or one that does not work; empty for one that does.
+std::string WhyNoRedirect(bool enabled, bool redirect, const std::string& vrf,
+                          bool hears_vrf_devices) {
   if (!enabled) return "the agent is disabled";
-  return vrf.empty() ? "the interface is in no VRF" : "the kernel refused it; see the log";
+  if (vrf.empty()) return "the interface is in no VRF";
+  if (!redirect) return "the kernel refused it; see the log";
+  if (hears_vrf_devices) return "";
+  return "what comes in over VRF devices does not reach the agent: net.ipv4.udp_l3mdev_accept is 0 "
+         "and the daemon may not set it; do: sysctl -w net.ipv4.udp_l3mdev_accept=1";
 }
 
-std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled,
-                         const Rules& rules) {
+std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled, const Rules& rules,
+                         bool hears_vrf_devices) {
   const std::string name = Text(cdb_socket, entry + "name");
   const std::string l3_name = name.compare(0, 3, "l3-") == 0 ? name.substr(3) : name;
   const std::string vrf = Text(cdb_socket, "/config/interface/l3{" + l3_name + "}/vrf");
@@ -117,15 +113,16 @@ std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled,
                      Element("udp-port", port) +
                      (redirect_port == 0 ? "" : Element("redir-port", redirect_port)) +
                      Leaf("redirect", redirect) +
-                     (redirect ? "" : Leaf("reason", WhyNoRedirect(enabled, vrf))));
+                     Leaf("reason", WhyNoRedirect(enabled, redirect, vrf, hears_vrf_devices)));
 }
 
 std::string InterfacesXml(int cdb_socket, const Rules& rules) {
   const bool enabled = ReadAgentEnabled(cdb_socket);
+  const bool hears_vrf_devices = rules.HearsVrfDevices();
   const int count = Count(cdb_socket, kListening);
   std::string content;
   for (int i = 0; i < count; ++i) {
-    content += InterfaceXml(cdb_socket, Entry(kListening, i), enabled, rules);
+    content += InterfaceXml(cdb_socket, Entry(kListening, i), enabled, rules, hears_vrf_devices);
   }
   return content;
 }
@@ -167,14 +164,15 @@ std::string FaultsXml() {
 
 }  // namespace
 
-Tree ReadState(ly_ctx* context, int cdb_socket, const std::set<Endpoint>& bound,
+Tree ReadState(ly_ctx* context, int cdb_socket, const AgentFacts& agent,
                const ListenerHistory& history, const Rules& rules, uint64_t commits) {
   const std::string xml =
       R"(<snmp-state xmlns="urn:snmp-app:state">)" + Leaf("ha-role", RoleText()) +
-      AgentXml(cdb_socket, bound, history) + InterfacesXml(cdb_socket, rules) +
+      AgentXml(cdb_socket, agent, history) + InterfacesXml(cdb_socket, rules) +
       TargetsXml(cdb_socket, rules) + FaultsXml() +
       Element("counters", Element("commits", commits) + Element("rebinds", history.Rebinds()) +
-                              Element("retries", FactsOfTimers().fired)) +
+                              Element("retries", FactsOfTimers().fired) +
+                              Element("answers-not-sent", agent.unsent.Total())) +
       "</snmp-state>";
   return ParseState(context, xml);
 }

@@ -41,11 +41,14 @@ struct SnmpAgent::Impl {
       : loop(event_loop), log(std::move(log_call)), library(log), timer(event_loop) {}
 
   std::vector<ListenerFailure> Open(const std::set<Endpoint>& endpoints);
+  std::error_code OpenOne(const Endpoint& endpoint, UdpListener& listener);
+  std::vector<UdpListener*> OverlappedBy(const Endpoint& endpoint) const;
   void Close(const std::set<Endpoint>& endpoints);
   void Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark) const;
   void MarkOpened(const Endpoint& endpoint, UdpListener& listener) const;
   void Wait(const std::shared_ptr<UdpListener>& listener);
   void AnswerQueued(UdpListener& listener, size_t limit);
+  void Answer(UdpListener& listener, std::string_view answer);
 
   boost::asio::io_context& loop;
   SnmpLog log;
@@ -57,13 +60,15 @@ struct SnmpAgent::Impl {
   std::map<Endpoint, std::shared_ptr<UdpListener>> listeners;
   std::unordered_map<uint16_t, uint32_t> marks;  // by port, none of them 0
   Datagram datagram;
+  bool shares = false;
+  UnsentAnswers unsent;
 };
 
 std::vector<ListenerFailure> SnmpAgent::Impl::Open(const std::set<Endpoint>& endpoints) {
   std::vector<ListenerFailure> failures;
   for (const Endpoint& endpoint : endpoints) {
     const auto listener = std::make_shared<UdpListener>(loop);
-    const std::error_code error = listener->Open(endpoint);
+    const std::error_code error = OpenOne(endpoint, *listener);
     if (error) {
       failures.push_back({endpoint, error.message()});
       continue;
@@ -76,11 +81,39 @@ std::vector<ListenerFailure> SnmpAgent::Impl::Open(const std::set<Endpoint>& end
   return failures;
 }
 
+// Where only the agent's own listeners are in the way, 0.0.0.0 of 127.0.0.1 say, it opens beside
+// them.
+std::error_code SnmpAgent::Impl::OpenOne(const Endpoint& endpoint, UdpListener& listener) {
+  std::error_code error = listener.Open(endpoint);
+  if (error == std::errc::address_in_use) {
+    const std::vector<UdpListener*> overlapped = OverlappedBy(endpoint);
+    if (overlapped.empty()) return error;
+    for (UdpListener* other : overlapped) other->Share(true);
+    error = listener.Open(endpoint, UdpListener::Place::kBeside);
+    for (UdpListener* other : overlapped) other->Share(shares);
+  }
+  if (!error) listener.Share(shares);
+  return error;
+}
+
+// Linear in the number of listeners.
+std::vector<UdpListener*> SnmpAgent::Impl::OverlappedBy(const Endpoint& endpoint) const {
+  const auto is_v6 = [](const Endpoint& one) { return one.address.find(':') != std::string::npos; };
+  std::vector<UdpListener*> overlapped;
+  for (const auto& [other, listener] : listeners) {
+    if (other.port != endpoint.port || is_v6(other) != is_v6(endpoint)) continue;
+    if (other != endpoint && !IsWildcard(other) && !IsWildcard(endpoint)) continue;
+    overlapped.push_back(listener.get());
+  }
+  return overlapped;
+}
+
 void SnmpAgent::Impl::Close(const std::set<Endpoint>& endpoints) {
   for (const Endpoint& endpoint : endpoints) {
     open.erase(endpoint);
     const auto node = listeners.extract(endpoint);
     AnswerQueued(*node.mapped(), node.mapped()->QueueLimit());
+    unsent.Forget(endpoint);
   }
 }
 
@@ -115,10 +148,23 @@ void SnmpAgent::Impl::AnswerQueued(UdpListener& listener, size_t limit) {
   for (size_t i = 0; i < limit && listener.Receive(datagram); ++i) {
     const std::string_view answer = channel.Process(datagram.Bytes());
     if (!answer.empty()) {
-      listener.Answer(datagram, answer);
+      Answer(listener, answer);
     }
   }
   timer.Follow();
+}
+
+void SnmpAgent::Impl::Answer(UdpListener& listener, std::string_view answer) {
+  const std::error_code error = listener.Answer(datagram, answer);
+  if (!error) {
+    unsent.Sent(listener.At(), datagram.peer);
+    return;
+  }
+  const std::string text =
+      unsent.Failed(listener.At(), datagram.peer, error, UnsentAnswers::Clock::now());
+  if (!text.empty() && log) {
+    log(LOG_WARNING, text);
+  }
 }
 
 SnmpAgent::SnmpAgent(boost::asio::io_context& loop, SnmpLog log) {
@@ -161,6 +207,22 @@ void SnmpAgent::SetMark(uint16_t port, uint32_t mark) {
     }
   }
 }
+
+void SnmpAgent::Share(bool on) {
+  assert(impl_->shares != on);
+  impl_->shares = on;
+  for (const auto& listener : impl_->listeners) {
+    listener.second->Share(on);
+  }
+}
+
+std::string SnmpAgent::WhyNot(const Endpoint& endpoint) {
+  UdpListener probe(impl_->loop);
+  const std::error_code error = impl_->OpenOne(endpoint, probe);
+  return error ? error.message() : "";
+}
+
+const UnsentAnswers& SnmpAgent::Unsent() const { return impl_->unsent; }
 
 const std::set<Endpoint>& SnmpAgent::Listeners() const { return impl_->open; }
 

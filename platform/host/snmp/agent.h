@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "snmp/endpoint.h"
+#include "snmp/unsent_answers.h"
 
 namespace host {
 
@@ -43,7 +44,7 @@ class SnmpAgent {
 
   /// Makes the open listeners equal to `wanted`: opens the new ones, then answers what is queued
   /// in the ones that go and closes them. The ones that stay are not touched. 0.0.0.0 hears IPv4,
-  /// :: hears IPv6 only. Other sockets with SO_REUSEADDR can be bound beside a listener.
+  /// :: hears IPv6 only. No listener is opened where another program's socket is bound.
   ///
   /// Returns the listeners that could not be opened, in their normal form; each call tries them
   /// anew. The others serve.
@@ -60,8 +61,18 @@ class SnmpAgent {
   /// the system is logged, and the listener serves without the mark.
   void SetMark(uint16_t port, uint32_t mark);
 
+  /// Whether other sockets with SO_REUSEADDR can be bound beside the listeners, the newest of which
+  /// then hears what comes; at first they cannot. One system call per listener. Not to be called
+  /// with what is so already (asserted).
+  void Share(bool on);
+
+  /// Why a listener could not be opened now, in the words of the system; empty when it could.
+  std::string WhyNot(const Endpoint& endpoint);
+
   /// The listeners that are open, in their normal form.
   const std::set<Endpoint>& Listeners() const;
+
+  const UnsentAnswers& Unsent() const;
 
   /// True while the library has something to do at a later time.
   bool TimerRuns() const;

@@ -87,6 +87,18 @@ std::set<Endpoint> AgentThread::Listeners() {
   return Run([this] { return agent_->Listeners(); });
 }
 
+void AgentThread::Share(bool on) {
+  Run([this, on] { agent_->Share(on); });
+}
+
+std::string AgentThread::WhyNot(const Endpoint& endpoint) {
+  return Run([&] { return agent_->WhyNot(endpoint); });
+}
+
+UnsentAnswers AgentThread::Unsent() {
+  return Run([this] { return agent_->Unsent(); });
+}
+
 void AgentThread::Wait() {
   Run([] {});
 }

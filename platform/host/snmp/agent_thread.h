@@ -39,6 +39,9 @@ class AgentThread {
   void SetMark(uint16_t port, uint32_t mark);
 
   std::set<Endpoint> Listeners();
+  void Share(bool on);
+  std::string WhyNot(const Endpoint& endpoint);
+  UnsentAnswers Unsent();
 
   /// Waits until the agent has done what it was told.
   void Wait();
@@ -53,6 +56,22 @@ class AgentThread {
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
   std::optional<SnmpAgent> agent_;  // touched by the thread only
   std::thread thread_;
+};
+
+/// While it exists, the addresses of the agent's listeners can be probed by sockets with
+/// SO_REUSEADDR, those of other programs included: to be held where a probe may be made, and no
+/// longer. One at a time.
+class ProbeWindow {
+ public:
+  /// `agent` outlives the object.
+  explicit ProbeWindow(AgentThread& agent) : agent_(agent) { agent_.Share(true); }
+  ~ProbeWindow() { agent_.Share(false); }
+
+  ProbeWindow(const ProbeWindow&) = delete;
+  ProbeWindow& operator=(const ProbeWindow&) = delete;
+
+ private:
+  AgentThread& agent_;
 };
 
 }  // namespace host

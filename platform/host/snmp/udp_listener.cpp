@@ -21,21 +21,20 @@ constexpr size_t kSmallestCharge = 256;
 
 std::error_code LastError() { return {errno, std::system_category()}; }
 
-bool Enable(int socket, int level, int option) {
-  const int on = 1;
+bool Enable(int socket, int level, int option, int on = 1) {
   return ::setsockopt(socket, level, option, &on, sizeof(on)) == 0;
 }
 
 bool SetOptions(int socket, const boost::asio::ip::address& local) {
   const int level = local.is_v6() ? IPPROTO_IPV6 : IPPROTO_IP;
   const int tell_destination = local.is_v6() ? IPV6_RECVPKTINFO : IP_PKTINFO;
-  return Enable(socket, SOL_SOCKET, SO_REUSEADDR) &&
-         (!local.is_v6() || Enable(socket, level, IPV6_V6ONLY)) &&
+  return (!local.is_v6() || Enable(socket, level, IPV6_V6ONLY)) &&
          (!local.is_unspecified() || Enable(socket, level, tell_destination));
 }
 
-bool Bind(int socket, const udp::endpoint& local) {
+bool Bind(int socket, const udp::endpoint& local, UdpListener::Place place) {
   return SetOptions(socket, local.address()) &&
+         (place == UdpListener::Place::kAlone || Enable(socket, SOL_SOCKET, SO_REUSEADDR)) &&
          ::bind(socket, local.data(), static_cast<socklen_t>(local.size())) == 0;
 }
 
@@ -51,9 +50,21 @@ msghdr MessageOf(iovec& bytes, sockaddr_storage& peer, socklen_t peer_size, void
   return message;
 }
 
-// An answer goes where the routes say, so the interface is left out. False when the request went
+// A link-local address means something on its link only, so such an answer leaves by the interface
+// that the request came in by. Over a VRF device the peer's scope is that device, which is not the
+// interface: the kernel refuses the two together. A listener without mark serves no VRF, so there
+// it may refuse.
+void BindToLink(in6_pktinfo& info, sockaddr_in6& peer, bool is_marked) {
+  if (!IN6_IS_ADDR_LINKLOCAL(&info.ipi6_addr) && !IN6_IS_ADDR_LINKLOCAL(&peer.sin6_addr)) {
+    info.ipi6_ifindex = 0;
+  } else if (is_marked) {
+    peer.sin6_scope_id = 0;
+  }
+}
+
+// Other answers go where the routes say, so the interface is left out. False when the request went
 // to a group, which nothing can be sent from.
-bool TurnToAnswer(cmsghdr& header) {
+bool TurnToAnswer(cmsghdr& header, sockaddr_storage& peer, bool is_marked) {
   if (header.cmsg_level == IPPROTO_IP) {
     in_pktinfo info;
     std::memcpy(&info, CMSG_DATA(&header), sizeof(info));
@@ -63,15 +74,16 @@ bool TurnToAnswer(cmsghdr& header) {
   }
   in6_pktinfo info;
   std::memcpy(&info, CMSG_DATA(&header), sizeof(info));
-  info.ipi6_ifindex = 0;
+  BindToLink(info, reinterpret_cast<sockaddr_in6&>(peer), is_marked);
   std::memcpy(CMSG_DATA(&header), &info, sizeof(info));
   return !IN6_IS_ADDR_MULTICAST(&info.ipi6_addr);
 }
 
 // Size of the control message for the answer, made in place of the received one.
-size_t AnswerControlSize(msghdr& message) {
+size_t AnswerControlSize(msghdr& message, sockaddr_storage& peer, bool is_marked) {
   cmsghdr* header = CMSG_FIRSTHDR(&message);
-  return header != nullptr && TurnToAnswer(*header) ? message.msg_controllen : 0;
+  const bool is_turned = header != nullptr && TurnToAnswer(*header, peer, is_marked);
+  return is_turned ? message.msg_controllen : 0;
 }
 
 int OpenSocket(int family) {
@@ -81,8 +93,9 @@ int OpenSocket(int family) {
 
 }  // namespace
 
-std::error_code UdpListener::Open(const Endpoint& endpoint) {
+std::error_code UdpListener::Open(const Endpoint& endpoint, Place place) {
   boost::system::error_code error;
+  socket_.close(error);
   const auto address = boost::asio::ip::make_address(endpoint.address, error);
   if (error) {
     return std::make_error_code(std::errc::invalid_argument);
@@ -97,13 +110,24 @@ std::error_code UdpListener::Open(const Endpoint& endpoint) {
     ::close(socket);
     return {error.value(), std::system_category()};
   }
-  return Bind(socket, local) ? std::error_code() : LastError();
+  endpoint_ = endpoint;
+  return Bind(socket, local, place) ? std::error_code() : LastError();
+}
+
+void UdpListener::Share(bool on) {
+  const bool done = Enable(socket_.native_handle(), SOL_SOCKET, SO_REUSEADDR, on ? 1 : 0);
+  assert(done);
+  static_cast<void>(done);
 }
 
 std::error_code UdpListener::SetMark(uint32_t mark) {
-  const int result =
-      ::setsockopt(socket_.native_handle(), SOL_SOCKET, SO_MARK, &mark, sizeof(mark));
-  return result == 0 ? std::error_code() : LastError();
+  const int socket = socket_.native_handle();
+  if (::setsockopt(socket, SOL_SOCKET, SO_MARK, &mark, sizeof(mark)) != 0) return LastError();
+  is_marked_ = mark != 0;
+  // Without it the kernel looks for the answer's source outside of all VRF devices only.
+  const bool is_v6 = endpoint_.address.find(':') != std::string::npos;
+  const bool done = !is_v6 || Enable(socket, IPPROTO_IPV6, IPV6_FREEBIND, is_marked_ ? 1 : 0);
+  return done ? std::error_code() : LastError();
 }
 
 bool UdpListener::Receive(Datagram& datagram) {
@@ -116,15 +140,16 @@ bool UdpListener::Receive(Datagram& datagram) {
   }
   datagram.size = static_cast<size_t>(size);
   datagram.peer_size = message.msg_namelen;
-  datagram.control_size = AnswerControlSize(message);
+  datagram.control_size = AnswerControlSize(message, datagram.peer, is_marked_);
   return true;
 }
 
-void UdpListener::Answer(Datagram& request, std::string_view answer) {
+std::error_code UdpListener::Answer(Datagram& request, std::string_view answer) {
   iovec bytes = {const_cast<char*>(answer.data()), answer.size()};
   const msghdr message = MessageOf(bytes, request.peer, request.peer_size, request.control.data(),
                                    request.control_size);
-  static_cast<void>(::sendmsg(socket_.native_handle(), &message, MSG_NOSIGNAL));
+  const ssize_t sent = ::sendmsg(socket_.native_handle(), &message, MSG_NOSIGNAL);
+  return sent < 0 ? LastError() : std::error_code();
 }
 
 size_t UdpListener::QueueLimit() {

@@ -36,21 +36,29 @@ class UdpListener {
  public:
   explicit UdpListener(boost::asio::io_context& loop) : socket_(loop) {}
 
-  /// Once, before everything else: opens a socket at `endpoint`. Others with SO_REUSEADDR may be
-  /// bound beside it, the newest of them hears what comes. Returns the system's error; the listener
-  /// is then of no use.
-  std::error_code Open(const Endpoint& endpoint);
+  /// Before everything else: opens a socket at `endpoint`. Alone it is bound only where no other
+  /// socket is, whatever that one shares; otherwise beside those that share. Returns the system's
+  /// error, and may be called again then.
+  enum class Place { kAlone, kBeside };
+  std::error_code Open(const Endpoint& endpoint, Place place = Place::kAlone);
 
-  /// What is sent from now on carries `mark`, 0 for none. Returns the system's error; without the
-  /// right to administer the network it is EPERM.
+  /// Where it is open.
+  const Endpoint& At() const { return endpoint_; }
+
+  /// Whether others with SO_REUSEADDR may be bound beside it, the newest of which hears what comes.
+  void Share(bool on);
+
+  /// What is sent from now on carries `mark`, 0 for none. Answers of a marked listener leave by the
+  /// table that the mark leads to, also from addresses that VRF devices keep from the other tables.
+  /// Returns the system's error; without the right to administer the network it is EPERM.
   std::error_code SetMark(uint32_t mark);
 
   /// Takes the next datagram from the queue; false when there is none.
   bool Receive(Datagram& datagram);
 
   /// Sends `answer` back to where `request` came from. What cannot be sent at once is dropped, for
-  /// a manager asks again.
-  void Answer(Datagram& request, std::string_view answer);
+  /// a manager asks again. Returns the system's error.
+  std::error_code Answer(Datagram& request, std::string_view answer);
 
   /// No more datagrams than these can be queued at any time.
   size_t QueueLimit();
@@ -65,6 +73,8 @@ class UdpListener {
 
  private:
   boost::asio::posix::stream_descriptor socket_;
+  Endpoint endpoint_;
+  bool is_marked_ = false;
 };
 
 }  // namespace host

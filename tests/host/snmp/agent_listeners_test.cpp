@@ -63,14 +63,67 @@ TEST_F(AgentListenersTest, AddressHeldByAnotherFailsUntilItIsFree) {
   EXPECT_TRUE(Ask(a_));
 }
 
-TEST_F(AgentListenersTest, ProbeCanBeBoundBeside) {
-  ASSERT_TRUE(agent_->SetListeners({a_, {"0.0.0.0", port_}}).empty());
-  for (const Endpoint& endpoint : {a_, b_, Endpoint{"0.0.0.0", port_}}) {
-    udp::socket probe(loop_, udp::v4());
+class AgentSharingTest : public AgentListenersTest {
+ protected:
+  /// Whether a probe of that address succeeds.
+  bool Probe(const Endpoint& endpoint) {
+    udp::socket probe(loop_, ToUdp(endpoint).protocol());
     probe.set_option(udp::socket::reuse_address(true));
-    probe.bind(ToUdp(endpoint));
+    boost::system::error_code error;
+    probe.bind(ToUdp(endpoint), error);
+    return !error;
+  }
+
+  const Endpoint wildcard_ = {"0.0.0.0", port_};
+};
+
+TEST_F(AgentSharingTest, ProbeCanBeBoundBesideWhileItShares) {
+  ASSERT_TRUE(agent_->SetListeners({a_, wildcard_}).empty());
+  for (const bool shares : {false, true, false, true}) {
+    if (shares) agent_->Share(true);
+    for (const Endpoint& endpoint : {a_, b_, wildcard_}) EXPECT_EQ(Probe(endpoint), shares);
+    if (shares) agent_->Share(false);
   }
   EXPECT_TRUE(Ask(a_)) << "after the probe";
+}
+
+TEST_F(AgentSharingTest, ListenersThatAreOpenedMeanwhileShareAsLong) {
+  agent_->Share(true);
+  ASSERT_TRUE(agent_->SetListeners({a_}).empty());
+  EXPECT_TRUE(Probe(a_));
+  agent_->Share(false);
+  EXPECT_FALSE(Probe(a_));
+}
+
+TEST_F(AgentSharingTest, OwnListenersMayOverlapAndStillShareWithNobody) {
+  ASSERT_TRUE(agent_->SetListeners({a_}).empty());
+  ASSERT_TRUE(agent_->SetListeners({a_, wildcard_}).empty());
+  ASSERT_TRUE(agent_->SetListeners({a_, wildcard_, b_}).empty());
+  for (const Endpoint& endpoint : {a_, b_, wildcard_}) EXPECT_FALSE(Probe(endpoint));
+  EXPECT_TRUE(Ask(a_));
+  EXPECT_TRUE(Ask(b_));
+}
+
+TEST_F(AgentSharingTest, NoListenerBesideASharingSocketOfAnother) {
+  udp::socket other(loop_, udp::v4());
+  other.set_option(udp::socket::reuse_address(true));
+  other.bind(ToUdp(a_));
+  ASSERT_EQ(agent_->SetListeners({a_, b_}).size(), 1U);
+  agent_->Share(true);
+  EXPECT_EQ(agent_->SetListeners({a_, b_}).size(), 1U) << "while a probe is possible, too";
+  EXPECT_EQ(agent_->WhyNot(a_), "Address already in use");
+  other.close();
+  EXPECT_EQ(agent_->WhyNot(a_), "");
+  EXPECT_TRUE(agent_->SetListeners({a_, b_}).empty());
+}
+
+TEST_F(AgentSharingTest, WhyNotLeavesEverythingAsItIs) {
+  ASSERT_TRUE(agent_->SetListeners({wildcard_}).empty());
+  EXPECT_EQ(agent_->WhyNot(a_), "");
+  EXPECT_EQ(agent_->WhyNot(nowhere_), "Cannot assign requested address");
+  EXPECT_EQ(agent_->Listeners(), Endpoints{wildcard_});
+  EXPECT_FALSE(Probe(a_));
+  EXPECT_TRUE(Ask(a_));
 }
 
 TEST_F(AgentListenersTest, WildcardsAnswerFromTheAddressAsked) {

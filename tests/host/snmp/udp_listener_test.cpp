@@ -64,6 +64,43 @@ TEST_F(UdpListenerTest, EmptyDatagramIsOne) {
   EXPECT_EQ(datagram_.Bytes(), "");
 }
 
+TEST_F(UdpListenerTest, NobodyIsBoundBesideUnlessItShares) {
+  UdpListener listener(loop_);
+  ASSERT_FALSE(listener.Open(endpoint_));
+  const auto bind_beside = [this] {
+    udp::socket other(loop_, udp::v4());
+    other.set_option(udp::socket::reuse_address(true));
+    boost::system::error_code error;
+    other.bind(test::ToUdp(endpoint_), error);
+    return error;
+  };
+  EXPECT_EQ(bind_beside(), boost::asio::error::address_in_use);
+  listener.Share(true);
+  EXPECT_FALSE(bind_beside());
+  listener.Share(false);
+  EXPECT_EQ(bind_beside(), boost::asio::error::address_in_use);
+}
+
+TEST_F(UdpListenerTest, SharingSocketOfAnotherBlocksItToo) {
+  udp::socket other(loop_, udp::v4());
+  other.set_option(udp::socket::reuse_address(true));
+  other.bind(test::ToUdp(endpoint_));
+  UdpListener listener(loop_);
+  EXPECT_EQ(listener.Open(endpoint_), std::errc::address_in_use);
+  other.close();
+  EXPECT_FALSE(listener.Open(endpoint_)) << "the same one, tried again";
+}
+
+TEST_F(UdpListenerTest, AnswerThatIsNotSentHasTheSystemsReason) {
+  UdpListener listener(loop_);
+  ASSERT_FALSE(listener.Open(endpoint_));
+  test::Client client(endpoint_);
+  client.Send("question");
+  ASSERT_TRUE(listener.Receive(datagram_));
+  EXPECT_FALSE(listener.Answer(datagram_, "answer"));
+  EXPECT_EQ(listener.Answer(datagram_, std::string(65536, 'x')), std::errc::message_size);
+}
+
 // The way of an address whose listener is opened anew: the old socket keeps what it has, the new
 // one hears what comes from then on.
 TEST_F(UdpListenerTest, SecondOneBesideAnOldOneTakesOver) {
@@ -74,7 +111,8 @@ TEST_F(UdpListenerTest, SecondOneBesideAnOldOneTakesOver) {
     client.Send("early");
   }
   UdpListener after(loop_);
-  ASSERT_FALSE(after.Open(endpoint_));
+  before.Share(true);
+  ASSERT_FALSE(after.Open(endpoint_, UdpListener::Place::kBeside));
   for (int i = 0; i < 2; ++i) {
     client.Send("late");
   }
