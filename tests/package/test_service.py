@@ -27,6 +27,8 @@ def prepared(site, content):
     # A kernel that does not have the setting says nothing of it.
     value = site.router.run("sysctl", "-e", "-n", "net.ipv4.udp_l3mdev_accept").strip()
     assert value in ("", "1")
+    reserved = site.router.run("sysctl", "-n", "net.ipv4.ip_local_reserved_ports").strip()
+    assert reserved == "60600-65535"
     return site
 
 
