@@ -1,5 +1,5 @@
 # What is installed besides the program, and the Debian package of it all.
-if(NOT PLATFORM STREQUAL "host" OR SNMP_APP_32BIT)
+if(NOT PLATFORM STREQUAL "host")
   return()
 endif()
 
