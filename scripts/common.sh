@@ -7,8 +7,8 @@ fail() {
   exit 1
 }
 
-BUILD_PACKAGES="cmake g++ libboost-dev libnftables-dev libnl-route-3-dev libsnmp-dev libspdlog-dev
-  libsystemd-dev libxml2-dev libyang2-dev ninja-build pkg-config"
+BUILD_PACKAGES="cmake g++ libboost-dev libmnl-dev libnftnl-dev libnl-route-3-dev libsnmp-dev
+  libspdlog-dev libsystemd-dev libxml2-dev libyang2-dev ninja-build pkg-config"
 SHOW_PACKAGES="iproute2 libyuma-base nftables openssh-server procps python3 snmp snmptrapd socat
   util-linux yangcli"
 TEST_PACKAGES="clang-format clang-tidy g++-i686-linux-gnu googletest libgmock-dev libgtest-dev

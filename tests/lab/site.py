@@ -1,5 +1,7 @@
 """The demo site: a router with a default network and two VRFs, a manager in each of them."""
 
+import json
+
 from .network import Namespace, Vrf, connect, has_vrf_devices
 
 DEFAULT, RED, BLUE = "198.51.100.1", "203.0.113.1", "192.0.2.1"
@@ -41,15 +43,15 @@ class Site:
     def redirects(self):
         """The kernel's redirects, as "interface . port : redirect port"."""
         try:
-            listing = self.router.run("nft", "list", "ruleset")
-        except RuntimeError:
+            listing = self.router.run("nft", "-j", "list", "map", "inet", "snmp-app", "to")
+        except RuntimeError as error:
+            if "No such file or directory" not in str(error):
+                raise
             return []
-        words = listing.replace("\n", " ").replace("\t", " ")
-        if "elements = {" not in words:
-            return []
-        elements = words.split("elements = {", 1)[1].split("}", 1)[0]
-        return sorted(" ".join(element.split()).replace('"', "")
-                      for element in elements.split(","))
+        parts = json.loads(listing)["nftables"]
+        elements = next(part["map"] for part in parts if "map" in part).get("elem", [])
+        return sorted(f"{key['concat'][0]} . {key['concat'][1]} : {port}"
+                      for key, port in elements)
 
     def add_far_network(self):
         """Puts one and the same address behind the managers of default and red: the router's main

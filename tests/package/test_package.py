@@ -37,7 +37,7 @@ def test_name_and_fields(package):
     assert fields["Architecture"] == architecture
     assert os.path.basename(package) == f"snmp-app_{fields['Version']}_{architecture}.deb"
     depends = {word.split()[0] for word in fields["Depends"].split(", ")}
-    assert {"systemd", "libc6", "libnftables1", "libnl-3-200", "libsnmp40", "libsystemd0",
+    assert {"systemd", "libc6", "libmnl0", "libnftnl11", "libnl-3-200", "libsnmp40", "libsystemd0",
             "libyang2"} <= depends
     assert fields["Recommends"] == "libyuma-base, openssh-server, socat"
 

@@ -1,9 +1,9 @@
 #include "network.h"
 
 #include <fcntl.h>
+#include <libmnl/libmnl.h>
 #include <linux/capability.h>
 #include <netlink/netlink.h>
-#include <nftables/libnftables.h>
 #include <sched.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <deque>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -20,20 +21,79 @@
 namespace {
 
 int kernel_calls = 0;
-bool lose_table = false;
+std::deque<host::test::Failure> failures;
+
+using host::test::Failure;
+
+/// The failure that this call has, taken off the list when it is one of sending (receiving).
+Failure TakeFailure(bool sends) {
+  if (failures.empty()) return Failure::kNone;
+  const Failure next = failures.front();
+  const bool is_of_sending = next == Failure::kNoBuffer || next == Failure::kNoRight;
+  if (next != Failure::kNone && is_of_sending != sends) return Failure::kNone;
+  if (next != Failure::kNone || !sends) failures.pop_front();
+  return next;
+}
+
+/// What the kernel said, changed as the failure has it.
+ssize_t Spoil(Failure failure, char* bytes, ssize_t size) {
+  auto* header = static_cast<nlmsghdr*>(static_cast<void*>(bytes));
+  switch (failure) {
+    case Failure::kTruncated:
+      return size / 2;
+    case Failure::kEmpty:
+      return 0;
+    case Failure::kWrongSequence:
+      header->nlmsg_seq += 77;
+      return size;
+    case Failure::kOldSequence:
+      header->nlmsg_seq -= 1000;
+      return size;
+    case Failure::kOtherType:
+      header->nlmsg_type = NLMSG_DONE;
+      return size;
+    default:
+      return size;
+  }
+}
+
+int ErrorOf(Failure failure) {
+  switch (failure) {
+    case Failure::kNoBuffer:
+    case Failure::kOverrun:
+      return ENOBUFS;
+    case Failure::kNoRight:
+      return EPERM;
+    case Failure::kNoAnswer:
+      return EAGAIN;
+    case Failure::kInterrupted:
+      return EINTR;
+    case Failure::kTooLong:
+      return ENOSPC;
+    default:
+      return 0;
+  }
+}
 
 }  // namespace
 
 extern "C" {
 
-int __real_nft_run_cmd_from_buffer(nft_ctx* context, const char* commands);
+ssize_t __real_mnl_socket_sendto(const mnl_socket* socket, const void* bytes, size_t size);
+ssize_t __real_mnl_socket_recvfrom(const mnl_socket* socket, void* bytes, size_t size);
 int __real_nl_send_auto(nl_sock* socket, nl_msg* message);
 
-int __wrap_nft_run_cmd_from_buffer(nft_ctx* context, const char* commands) {
+ssize_t __wrap_mnl_socket_sendto(const mnl_socket* socket, const void* bytes, size_t size) {
   ++kernel_calls;
-  if (lose_table) __real_nft_run_cmd_from_buffer(context, "delete table inet snmp-app");
-  lose_table = false;
-  return __real_nft_run_cmd_from_buffer(context, commands);
+  errno = ErrorOf(TakeFailure(true));
+  return errno != 0 ? -1 : __real_mnl_socket_sendto(socket, bytes, size);
+}
+
+ssize_t __wrap_mnl_socket_recvfrom(const mnl_socket* socket, void* bytes, size_t size) {
+  const ssize_t received = __real_mnl_socket_recvfrom(socket, bytes, size);
+  const Failure failure = TakeFailure(false);
+  if (received >= 0) errno = ErrorOf(failure);
+  return received < 0 || errno != 0 ? -1 : Spoil(failure, static_cast<char*>(bytes), received);
 }
 
 int __wrap_nl_send_auto(nl_sock* socket, nl_msg* message) {
@@ -84,18 +144,16 @@ std::string Output(const std::string& command) {
 }
 
 std::string Nft(const std::string& commands) {
-  const std::unique_ptr<nft_ctx, void (*)(nft_ctx*)> context(nft_ctx_new(NFT_CTX_DEFAULT),
-                                                             nft_ctx_free);
-  nft_ctx_buffer_output(context.get());
-  nft_ctx_buffer_error(context.get());
-  __real_nft_run_cmd_from_buffer(context.get(), commands.c_str());
-  return std::string(nft_ctx_get_output_buffer(context.get())) +
-         nft_ctx_get_error_buffer(context.get());
+  std::string quoted;
+  for (const char c : commands) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return Output("nft '" + quoted + "'");
 }
 
 int KernelCalls() { return kernel_calls; }
 
-void LoseTable() { lose_table = true; }
+void FailNext(std::initializer_list<Failure> next) { failures = next; }
+
+bool AllFailed() { return failures.empty(); }
 
 void DropCapabilities() {
   __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};

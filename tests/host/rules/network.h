@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 
 namespace host::test {
@@ -40,14 +41,33 @@ class NetworkTest : public ::testing::Test {
 /// What a shell command prints, on its error output, too.
 std::string Output(const std::string& command);
 
-/// Runs commands of nft's language, in a socket of its own; what they print or why they fail.
+/// Runs commands of nft's language by nft(8); what they print or why they fail.
 std::string Nft(const std::string& commands);
 
 /// How many calls to the packet filter and to the routing the code under test has made.
 int KernelCalls();
 
-/// From now on the next call to the packet filter finds the table removed.
-void LoseTable();
+/// What may happen to one call to the packet filter.
+enum class Failure {
+  kNone,           ///< the whole call succeeds
+  kNoBuffer,       ///< of sending: ENOBUFS
+  kNoRight,        ///< of sending: EPERM
+  kNoAnswer,       ///< of receiving: the time is over
+  kOverrun,        ///< of receiving: ENOBUFS
+  kInterrupted,    ///< of receiving: EINTR
+  kTooLong,        ///< of receiving: a message longer than the buffer
+  kTruncated,      ///< half an answer
+  kEmpty,          ///< no byte
+  kWrongSequence,  ///< an answer to what was not asked
+  kOldSequence,    ///< an answer to what was asked before
+  kOtherType       ///< no answer at all
+};
+
+/// The next calls have these failures, one each.
+void FailNext(std::initializer_list<Failure> next);
+
+/// Whether all of them have happened.
+bool AllFailed();
 
 /// Gives up all rights of this process.
 void DropCapabilities();

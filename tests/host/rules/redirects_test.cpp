@@ -19,7 +19,7 @@ using ::testing::Not;
 std::string List() { return Nft("list table inet snmp-app"); }
 
 /// Number of elements of the map in the kernel.
-int CountElements() { return CountLines(List(), "\" . "); }
+int CountElements() { return CountLines(Nft("list map inet snmp-app to"), "\" . "); }
 
 class RedirectsTest : public NetworkTest {};
 
@@ -38,7 +38,7 @@ TEST_F(RedirectsTest, OneElementServesBothFamilies) {
   EXPECT_THAT(table, HasSubstr("table inet snmp-app"));
   EXPECT_THAT(table, HasSubstr("flags owner"));
   EXPECT_THAT(table, HasSubstr("\"eth1\" . 161 : 60600"));
-  EXPECT_THAT(table, HasSubstr("type nat hook prerouting priority dstnat"));
+  EXPECT_THAT(table, HasSubstr("type filter hook input priority 250"));
   EXPECT_EQ(CountElements(), 1);
 }
 
@@ -143,19 +143,6 @@ TEST_F(RedirectsTest, TakesEveryOtherNameAsItIs) {
   }
 }
 
-TEST_F(RedirectsTest, MakesALostTableAgain) {
-  Redirects redirects;
-  ASSERT_TRUE(redirects.Add("eth1", 161, 60600));
-  ASSERT_TRUE(redirects.Add("eth2", 161, 60601));
-  LoseTable();
-  EXPECT_TRUE(redirects.Add("eth3", 161, 60602));
-  EXPECT_EQ(CountElements(), 3);
-  LoseTable();
-  EXPECT_TRUE(redirects.Delete("eth3", 161, 60602));
-  EXPECT_EQ(CountElements(), 2);
-  EXPECT_EQ(CountLines(List(), "redirect to"), 1);
-}
-
 /// Two live objects in one process stand for two programs.
 TEST_F(RedirectsTest, TellsOfATableInTheWay) {
   Redirects other;
@@ -186,7 +173,7 @@ TEST_F(RedirectsTest, ARefusalIsToldWithItsReason) {
         ::_exit(redirects.Add("eth1", 161, 60600) ? 1 : 0);
       },
       ::testing::ExitedWithCode(0),
-      "\"eth1\" . 161 : 60600: refused.*cache.*Operation not permitted\n");
+      "\"eth1\" . 161 : 60600: refused by the kernel: Operation not permitted\n");
 }
 
 /// Microseconds for each of `count` Add() calls.
@@ -205,10 +192,10 @@ TEST_F(RedirectsTest, ThousandsAreOneCallEachAndNoneAgain) {
     Redirects redirects;
     const int before = KernelCalls();
     const double first = TimePerAdd(redirects, count);
-    EXPECT_EQ(KernelCalls(), before + count + 1);
+    EXPECT_EQ(KernelCalls(), before + count);
     EXPECT_EQ(CountElements(), count);
     const double again = TimePerAdd(redirects, count);
-    EXPECT_EQ(KernelCalls(), before + count + 1);
+    EXPECT_EQ(KernelCalls(), before + count);
     std::printf("%d redirects: %.1f us each, %.2f us again\n", count, first, again);
   }
 }

@@ -1,0 +1,25 @@
+// The rules of the table "inet snmp-app".
+#pragma once
+
+#include <new>
+
+#include "rules/nftables.h"
+
+namespace host {
+
+constexpr char kRedirectTable[] = "snmp-app";
+constexpr char kToSet[] = "to";
+constexpr char kBackSet[] = "back";
+constexpr char kPortsSet[] = "ports";
+constexpr char kInChain[] = "in";
+constexpr char kOutChain[] = "out";
+
+/// The library fails to build an object only when there is no memory.
+inline void Need(bool succeeded) {
+  if (!succeeded) throw std::bad_alloc();
+}
+
+/// Adds the rules of both chains. Throws std::bad_alloc.
+void AddRedirectRules(NftBatch& batch);
+
+}  // namespace host
