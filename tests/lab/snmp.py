@@ -9,12 +9,18 @@ SYS_UPTIME = "1.3.6.1.2.1.1.3.0"
 
 def get(namespace, address, port=161, community="public", oid=SYS_UPTIME, timeout=1.0):
     """The value as snmpget prints it, or None when there was no answer."""
+    lines = get_all(namespace, address, [oid], port, community, timeout)
+    return None if lines is None else "\n".join(lines)
+
+
+def get_all(namespace, address, oids, port=161, community="public", timeout=1.0):
+    """The values of one request, a line each, or None when there was no answer."""
     target = f"udp6:[{address}]:{port}" if ":" in address else f"udp:{address}:{port}"
     done = subprocess.run(
         namespace.command("snmpget", "-v2c", "-c", community, "-t", str(timeout), "-r", "0",
-                          "-On", "-Oe", target, oid),
+                          "-On", "-Oe", target, *oids),
         capture_output=True, text=True, check=False, env={**os.environ, "MIBS": "", "MIBDIRS": ""})
-    return done.stdout.strip() if done.returncode == 0 else None
+    return done.stdout.strip().splitlines() if done.returncode == 0 else None
 
 
 def answers(namespace, address, port=161, timeout=1.0, source=None):

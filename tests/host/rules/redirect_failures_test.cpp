@@ -1,5 +1,5 @@
 // Whatever happens to a call to the packet filter, what the object says is what the kernel has:
-// `nft -j list table` is asked after every step.
+// `nft -j list maps` (of 1.0.6, `list table` prints the table's flags wrongly) is asked after every step.
 #include <gmock/gmock.h>
 
 #include <map>
@@ -42,7 +42,7 @@ void ForEach(const std::string& text, const char* pattern, Take take) {
 
 /// Nothing when there is no table.
 Kernel ReadKernel() {
-  const std::string listing = Output("nft -j list table inet snmp-app");
+  const std::string listing = Output("nft -j list maps");
   Kernel kernel;
   ForEach(PartOf(listing, "to"), R"re(\[\{"concat": \["([^"]+)", (\d+)\]\}, (\d+)\])re",
           [&](const std::smatch& match) {
@@ -87,7 +87,7 @@ class Model {
     }
     EXPECT_EQ(kernel.to, to);
     EXPECT_EQ(kernel.back, back);
-    EXPECT_EQ(kernel.ports, ports);
+    EXPECT_EQ(kernel.ports, ports) << Output("nft -j list maps");
   }
 
  private:
@@ -110,7 +110,7 @@ TEST_F(RedirectFailuresTest, RandomChangesAndFailuresAgainstAModel) {
   Model model;
   std::mt19937 random(20261);
   const auto below = [&](int limit) { return static_cast<int>(random() % limit); };
-  for (int step = 0; step < 600; ++step) {
+  for (int step = 0; step < 150; ++step) {
     const Key key("eth" + std::to_string(below(3)), static_cast<uint16_t>(161 + below(3)));
     const auto redirect_port = static_cast<uint16_t>(60600 + below(3));
     const bool is_harmed = step > 0 && below(4) == 0;
