@@ -61,6 +61,7 @@ class Poller:
 
     def receive(self, seconds):
         """The next packet; None when none comes in that time."""
+        # 0 is what a socket calls "do not wait".
         self.socket.settimeout(seconds)
         try:
             return self.socket.recv(65535)

@@ -5,6 +5,7 @@ import contextlib
 import os
 import socket
 import threading
+import time
 
 import pytest
 
@@ -115,7 +116,9 @@ def test_equal_addresses_and_source_ports_at_once(build, count, address):
             questions = [0x01000000 + 1000 * turn + number for number in twins.numbers]
             for poller, question in zip(pollers, questions):
                 poller.send(question)
-            assert [poller.answer(5) for poller in pollers] == questions
+            until = time.monotonic() + 5
+            assert [poller.answer(max(0.0, until - time.monotonic()))
+                    for poller in pollers] == questions
         assert [poller.answer(0.0) for poller in pollers] == [None] * count, "stray answers"
 
 
@@ -233,6 +236,39 @@ def test_requests_in_fragments_are_answered(daemon, site, network, address):
     oids = [snmp.SYS_UPTIME] * 120
     values = snmp.get_all(site.managers[network], address, oids)
     assert values is not None and len(values) == len(oids)
+
+
+@pytest.fixture
+def far_manager(site):
+    """A manager in red behind a link that takes 1,300 bytes (IPv6: 1,300, too)."""
+    namespace, hop = Namespace("far"), site.managers["red"]
+    connect(hop, "eth1", namespace, "eth0")
+    hop.run("sysctl", "-q", "net.ipv4.ip_forward=1", "net.ipv6.conf.all.forwarding=1")
+    for own, far, near, gateway, router_side, next_hop in (
+            ("10.8.0.1/24", "10.8.0.2/24", "203.0.113.0/24", "10.8.0.1", "10.8.0.0/24",
+             "203.0.113.100"),
+            ("2001:db8:8::1/64", "2001:db8:8::2/64", "2001:db8:1::/64", "2001:db8:8::1",
+             "2001:db8:8::/64", "2001:db8:1::100")):
+        hop.add_address("eth1", own)
+        namespace.add_address("eth0", far)
+        namespace.ip("route", "add", near, "via", gateway)
+        site.vrfs["red"].add_route(router_side, next_hop)
+    hop.ip("link", "set", "eth1", "mtu", "1300")
+    namespace.ip("link", "set", "eth0", "mtu", "1300")
+    yield namespace
+    namespace.remove()
+
+
+@pytest.mark.parametrize("address", [RED, RED_V6])
+@pytest.mark.parametrize("count", [82, 120])
+def test_long_answers_over_a_path_with_a_small_mtu(daemon, site, far_manager, address, count):
+    """The router on the way tells that an answer is too big; the next one fits. 82 variables fill
+    a packet between both sizes, 120 more than one of the larger ones."""
+    start(daemon, {"eth1": 161})
+    wait_until(lambda: snmp.answers(far_manager, address), "a short answer over new links")
+    oids = [snmp.SYS_UPTIME] * count
+    wait_until(lambda: snmp.get_all(far_manager, address, oids, timeout=0.5),
+               "an answer in packets that fit", seconds=5)
 
 
 def test_the_table_is_this_process_own(daemon, site):

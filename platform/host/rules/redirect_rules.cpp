@@ -120,6 +120,29 @@ void Redirect(NftBatch& batch, Rule rule, uint32_t interface, const PortField& p
   rule.Map(kToSet).Write(port).Verdict(NF_ACCEPT).AddTo(batch);
 }
 
+/// ICMPv6 "packet too big" (RFC 4443, section 3.2) about an answer: what it quotes has the port
+/// that was asked, and only with the redirect port the kernel finds whose answers have to be
+/// smaller. Answers by IPv4 forbid nobody to break them up, and need none of this.
+void TellOfPathMtu(NftBatch& batch, uint32_t interface) {
+  constexpr uint8_t kPacketTooBig = 2;
+  constexpr uint32_t kQuoted = 8;
+  constexpr uint32_t kChecksum = 2;
+  constexpr uint32_t kNextHeader = kQuoted + 6;
+  constexpr uint32_t kBehindHeader = kQuoted + 40;
+  constexpr uint32_t kBehindFragmentHeader = kBehindHeader + 8;
+  Rule whole(kInChain);
+  whole.Protocol(IPPROTO_ICMPV6).Header(0, 1).Compare({kPacketTooBig});
+  whole.Header(kNextHeader, 1).Compare({IPPROTO_UDP});
+  Redirect(batch, std::move(whole), interface, {kBehindHeader, kChecksum});
+  // The first fragment: its protocol, and offset 0 with more to come.
+  Rule fragment(kInChain);
+  fragment.Protocol(IPPROTO_ICMPV6).Header(0, 1).Compare({kPacketTooBig});
+  fragment.Header(kNextHeader, 1).Compare({IPPROTO_FRAGMENT});
+  fragment.Header(kBehindHeader, 1).Compare({IPPROTO_UDP});
+  fragment.Header(kBehindHeader + 2, 2).Compare({0, 1});
+  Redirect(batch, std::move(fragment), interface, {kBehindFragmentHeader, kChecksum});
+}
+
 }  // namespace
 
 void AddRedirectRules(NftBatch& batch) {
@@ -137,6 +160,7 @@ void AddRedirectRules(NftBatch& batch) {
   Rule direct(kInChain);
   direct.Protocol(IPPROTO_UDP).Header(kDestination.offset, sizeof(uint16_t));
   direct.Map(kPortsSet, NFT_REG_VERDICT).AddTo(batch);
+  for (const uint32_t interface : kInterfaces) TellOfPathMtu(batch, interface);
   Rule answer(kOutChain);
   answer.Protocol(IPPROTO_UDP).Header(kSource.offset, sizeof(uint16_t)).Map(kBackSet);
   answer.Write(kSource).AddTo(batch);
