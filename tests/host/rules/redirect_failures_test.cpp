@@ -1,5 +1,6 @@
 // Whatever happens to a call to the packet filter, what the object says is what the kernel has:
-// `nft -j list maps` (of 1.0.6, `list table` prints the table's flags wrongly) is asked after every step.
+// `nft -j list maps` (of 1.0.6, `list table` prints the table's flags wrongly) is asked after every
+// step.
 #include <gmock/gmock.h>
 
 #include <map>
@@ -27,7 +28,7 @@ struct Kernel {
 
 /// The part of a listing that is about one set.
 std::string PartOf(const std::string& listing, const std::string& set) {
-  const size_t begin = listing.find("\"name\": \"" + set + "\"");
+  const size_t begin = listing.find(R"("name": ")" + set + "\"");
   const size_t end = listing.find("\"handle\"", listing.find("\"handle\"", begin) + 1);
   return begin == std::string::npos ? "" : listing.substr(begin, end - begin);
 }
@@ -109,7 +110,9 @@ TEST_F(RedirectFailuresTest, RandomChangesAndFailuresAgainstAModel) {
   Redirects redirects;
   Model model;
   std::mt19937 random(20261);
-  const auto below = [&](int limit) { return static_cast<int>(random() % limit); };
+  const auto below = [&](int limit) {
+    return static_cast<int>(random() % static_cast<unsigned>(limit));
+  };
   for (int step = 0; step < 150; ++step) {
     const Key key("eth" + std::to_string(below(3)), static_cast<uint16_t>(161 + below(3)));
     const auto redirect_port = static_cast<uint16_t>(60600 + below(3));
