@@ -219,7 +219,7 @@ def test_no_connection_is_tracked(daemon, site):
     count = "/proc/sys/net/netfilter/nf_conntrack_count"
     if os.path.exists(count):
         assert site.router.run("cat", count).strip() == "0"
-    assert "nat" not in site.router.run("nft", "list", "table", "inet", "snmp-app")
+    assert "type nat" not in site.router.run("nft", "list", "table", "inet", "snmp-app")
 
 
 def test_requests_without_a_checksum_are_answered(daemon, site):

@@ -120,27 +120,46 @@ void Redirect(NftBatch& batch, Rule rule, uint32_t interface, const PortField& p
   rule.Map(kToSet).Write(port).Verdict(NF_ACCEPT).AddTo(batch);
 }
 
-/// ICMPv6 "packet too big" (RFC 4443, section 3.2) about an answer: what it quotes has the port
-/// that was asked, and only with the redirect port the kernel finds whose answers have to be
-/// smaller. Answers by IPv4 forbid nobody to break them up, and need none of this.
-void TellOfPathMtu(NftBatch& batch, uint32_t interface) {
-  constexpr uint8_t kPacketTooBig = 2;
+/// Bytes that an error message has at a place.
+struct Quote {
+  uint32_t offset;
+  std::vector<uint8_t> bytes;
+};
+
+/// The errors by which a router on the way says that an answer is too big. They quote it with the
+/// port that was asked, and only by the redirect port the kernel finds whose answers have to be
+/// smaller.
+struct TooBig {
+  uint8_t protocol;
+  std::vector<Quote> quotes;
+  uint32_t port;  ///< offset of the quoted source port
+};
+
+std::vector<TooBig> AllTooBig() {
   constexpr uint32_t kQuoted = 8;
+  constexpr uint32_t kBehind4 = kQuoted + 20;
+  constexpr uint32_t kBehind6 = kQuoted + 40;
+  // "Fragmentation needed" (RFC 792) about a packet with a header of 20 bytes that must not be
+  // broken up: nobody is told of others.
+  TooBig version4 = {IPPROTO_ICMP, {{0, {3, 4}}, {kQuoted, {0x45}}}, kBehind4};
+  version4.quotes.push_back({kQuoted + 6, {0x40, 0}});
+  version4.quotes.push_back({kQuoted + 9, {IPPROTO_UDP}});
+  // "Packet too big" (RFC 4443, section 3.2) about a whole packet, and about a first fragment.
+  TooBig version6 = {IPPROTO_ICMPV6, {{0, {2}}, {kQuoted + 6, {IPPROTO_UDP}}}, kBehind6};
+  TooBig fragment6 = {IPPROTO_ICMPV6, {{0, {2}}, {kQuoted + 6, {IPPROTO_FRAGMENT}}}, kBehind6 + 8};
+  fragment6.quotes.push_back({kBehind6, {IPPROTO_UDP}});
+  fragment6.quotes.push_back({kBehind6 + 2, {0, 1}});
+  return {version4, version6, fragment6};
+}
+
+void TellOfPathMtu(NftBatch& batch, const TooBig& error, uint32_t interface) {
   constexpr uint32_t kChecksum = 2;
-  constexpr uint32_t kNextHeader = kQuoted + 6;
-  constexpr uint32_t kBehindHeader = kQuoted + 40;
-  constexpr uint32_t kBehindFragmentHeader = kBehindHeader + 8;
-  Rule whole(kInChain);
-  whole.Protocol(IPPROTO_ICMPV6).Header(0, 1).Compare({kPacketTooBig});
-  whole.Header(kNextHeader, 1).Compare({IPPROTO_UDP});
-  Redirect(batch, std::move(whole), interface, {kBehindHeader, kChecksum});
-  // The first fragment: its protocol, and offset 0 with more to come.
-  Rule fragment(kInChain);
-  fragment.Protocol(IPPROTO_ICMPV6).Header(0, 1).Compare({kPacketTooBig});
-  fragment.Header(kNextHeader, 1).Compare({IPPROTO_FRAGMENT});
-  fragment.Header(kBehindHeader, 1).Compare({IPPROTO_UDP});
-  fragment.Header(kBehindHeader + 2, 2).Compare({0, 1});
-  Redirect(batch, std::move(fragment), interface, {kBehindFragmentHeader, kChecksum});
+  Rule rule(kInChain);
+  rule.Protocol(error.protocol);
+  for (const Quote& quote : error.quotes) {
+    rule.Header(quote.offset, static_cast<uint32_t>(quote.bytes.size())).Compare(quote.bytes);
+  }
+  Redirect(batch, std::move(rule), interface, {error.port, kChecksum});
 }
 
 }  // namespace
@@ -160,7 +179,9 @@ void AddRedirectRules(NftBatch& batch) {
   Rule direct(kInChain);
   direct.Protocol(IPPROTO_UDP).Header(kDestination.offset, sizeof(uint16_t));
   direct.Map(kPortsSet, NFT_REG_VERDICT).AddTo(batch);
-  for (const uint32_t interface : kInterfaces) TellOfPathMtu(batch, interface);
+  for (const TooBig& error : AllTooBig()) {
+    for (const uint32_t interface : kInterfaces) TellOfPathMtu(batch, error, interface);
+  }
   Rule answer(kOutChain);
   answer.Protocol(IPPROTO_UDP).Header(kSource.offset, sizeof(uint16_t)).Map(kBackSet);
   answer.Write(kSource).AddTo(batch);
