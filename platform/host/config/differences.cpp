@@ -4,6 +4,7 @@
 
 #include "config/entry_order.h"
 #include "config/value.h"
+#include "config/yang_data.h"
 
 namespace host {
 
@@ -20,21 +21,15 @@ class Counterparts {
 
   /// The leaf, container or entry that is the same element as `node`, or null.
   const lyd_node* Of(const lyd_node* node) {
-    lyd_node* found = nullptr;
-    if (next_ != nullptr && IsSameElement(next_, node)) {
-      found = const_cast<lyd_node*>(next_);
-    } else if (siblings_ != nullptr) {
-      lyd_find_sibling_first(siblings_, node, &found);
-    }
+    const bool is_next = next_ != nullptr && IsSameElement(next_, node);
+    const lyd_node* found = is_next ? next_ : FindSame(siblings_, node);
     if (found != nullptr) next_ = found->next;
     return found;
   }
 
   /// The first entry of a leaf-list, or null.
   const lyd_node* FirstOf(const lysc_node* leaf_list) const {
-    lyd_node* found = nullptr;
-    if (siblings_ != nullptr) lyd_find_sibling_val(siblings_, leaf_list, nullptr, 0, &found);
-    return found;
+    return FindFirst(siblings_, leaf_list);
   }
 
  private:
@@ -64,9 +59,8 @@ bool HaveSameEntries(const lyd_node* a, const lyd_node* b) {
   while (IsEntryOf(leaf_list, a) && IsEntryOf(leaf_list, b)) {
     same_order = same_order && lyd_compare_single(a, b, 0) == LY_SUCCESS;
     if (!same_order) {
-      lyd_node* found = nullptr;
       if (lysc_is_userordered(leaf_list)) return false;
-      if (lyd_find_sibling_first(first_of_a, b, &found) != LY_SUCCESS) return false;
+      if (FindSame(first_of_a, b) == nullptr) return false;
     }
     a = a->next;
     b = b->next;

@@ -21,9 +21,6 @@ class EntryOrder {
   bool HasMoved(const lyd_node* old_entry);
 
  private:
-  const lyd_node* FirstOf(const lysc_node* list) const;
-  bool IsGone(const lyd_node* old_entry) const;
-
   const lyd_node* old_siblings_;
   const lyd_node* new_siblings_;
   std::map<const lysc_node*, const lyd_node*> expected_;  // the next old entry of each list

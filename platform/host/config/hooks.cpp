@@ -1,8 +1,7 @@
 #include "config/hooks.h"
 
-#include <stdexcept>
-
-#include "confd/value_text.h"
+#include "config/model_path.h"
+#include "config/refusal.h"
 
 namespace host {
 
@@ -61,8 +60,9 @@ class Run {
   void Call(const ModelCallpoint& callpoint, HookKind kind, confd_hkeypath_t* path,
             confd_value_t* value) {
     if (hooks_->Call(transaction_, {callpoint.name, kind, path, value}) != CONFD_OK) {
-      throw std::runtime_error(common::KeyPathText(*path) + ": callpoint \"" + callpoint.name +
-                               "\" refuses the change");
+      const ModelPath place = ModelPathOf(schema_, *path);
+      throw Refusal(kNotTaken, DataPath(place),
+                    place.text + ": callpoint \"" + callpoint.name + "\" refuses the change");
     }
     // A write that is told may write again; the visit that it happened in tells of that, too.
     if (telling_writes_) return;
@@ -104,7 +104,7 @@ void RunHooks(const Schema& schema, std::vector<Change>* changes, Transaction* t
               Hooks* hooks) {
   if (hooks == nullptr || !AnyTouched(schema, *changes)) return;
   if (hooks->Begin(transaction) != CONFD_OK) {
-    throw std::runtime_error("a callpoint's handler refuses to begin a transaction");
+    throw Refusal(kNotTaken, "", "a callpoint's handler refuses to begin a transaction");
   }
   const End end(transaction, hooks);
   Run run(schema, transaction, hooks);

@@ -38,7 +38,7 @@ class Hooks {
 /// followed by its leaves that are set, then what changes in other entries. What the hooks write
 /// below a callpoint is told as well, behind the call that wrote it. Without changes below a
 /// callpoint nothing is called.
-/// Throws std::runtime_error with callpoint and path when a hook refuses; what a hook throws
+/// Throws Refusal with callpoint and path when a hook refuses; what a hook throws
 /// propagates.
 void RunHooks(const Schema& schema, std::vector<common::Change>* changes, Transaction* transaction,
               Hooks* hooks);

@@ -9,14 +9,9 @@ namespace host {
 
 namespace {
 
-/// The path's elements; a refusal's text has the path.
-SchemaPath ResolvePath(const Schema& schema, const std::vector<common::PathStep>& steps,
-                       const std::string& path) {
-  try {
-    return schema.Resolve(steps);
-  } catch (const std::invalid_argument& error) {
-    throw std::invalid_argument("path \"" + path + "\": " + error.what());
-  }
+[[noreturn]] void Refuse(const ModelPath& path, const std::string& reason) {
+  throw std::invalid_argument("path \"" + path.text + "\": \"" + path.Element()->name + "\" " +
+                              reason);
 }
 
 /// What libyang looks a list's entry up by. Keys hold no double quotes, our models see to that;
@@ -60,31 +55,26 @@ int ReadChildren(const Schema& schema, const lyd_node* parent, confd_value_t* va
 
 }  // namespace
 
-const lyd_node* NextEntry(const lyd_node* entry) {
-  const lyd_node* next = entry->next;
-  return next != nullptr && next->schema == entry->schema ? next : nullptr;
-}
-
 Reader::Reader(const Schema& schema, SharedTree tree) : schema_(&schema), tree_(std::move(tree)) {}
 
-confd_value_t Reader::Get(const std::string& path) {
+confd_value_t Reader::Get(const std::string& text) {
+  const ModelPath path = ParseModelPath(*schema_, text);
   const Place place = Find(path);
-  if (place.element->nodetype == LYS_LEAFLIST && !place.names_entry && place.parent_exists) {
+  if (path.Element()->nodetype == LYS_LEAFLIST && !path.NamesEntry() && place.parent_exists) {
     return LeafListValue(place.node);
   }
-  if ((place.element->nodetype & (LYS_LEAF | LYS_LEAFLIST)) == 0) {
-    throw std::invalid_argument("path \"" + path + "\": \"" + place.element->name +
-                                "\" is no leaf and has no value");
+  if ((path.Element()->nodetype & (LYS_LEAF | LYS_LEAFLIST)) == 0) {
+    Refuse(path, "is no leaf and has no value");
   }
   return place.node == nullptr ? confd_value_t{C_NOEXISTS, {}} : TermValue(place.node);
 }
 
-int Reader::GetObject(const std::string& path, confd_value_t* values, int count) {
+int Reader::GetObject(const std::string& text, confd_value_t* values, int count) {
+  const ModelPath path = ParseModelPath(*schema_, text);
   const Place place = Find(path);
-  const bool is_entry = place.element->nodetype == LYS_LIST && place.names_entry;
-  if (!is_entry && place.element->nodetype != LYS_CONTAINER) {
-    throw std::invalid_argument("path \"" + path + "\": \"" + place.element->name +
-                                "\" is neither an entry nor a container");
+  const bool is_entry = path.Element()->nodetype == LYS_LIST && path.NamesEntry();
+  if (!is_entry && path.Element()->nodetype != LYS_CONTAINER) {
+    Refuse(path, "is neither an entry nor a container");
   }
   return place.node == nullptr ? 0 : ReadChildren(*schema_, place.node, values, count);
 }
@@ -100,13 +90,12 @@ int Reader::GetObjects(const std::string& path, int index, int objects, confd_va
   return children;
 }
 
-const lyd_node* Reader::FirstEntry(const std::string& path) {
-  const Place place = Find(path);
-  if ((place.element->nodetype & (LYS_LIST | LYS_LEAFLIST)) == 0 || place.names_entry) {
-    throw std::invalid_argument("path \"" + path + "\": \"" + place.element->name +
-                                "\" is no list");
+const lyd_node* Reader::FirstEntry(const std::string& text) {
+  const ModelPath path = ParseModelPath(*schema_, text);
+  if ((path.Element()->nodetype & (LYS_LIST | LYS_LEAFLIST)) == 0 || path.NamesEntry()) {
+    Refuse(path, "is no list");
   }
-  return place.node;
+  return Find(path).node;
 }
 
 int Reader::Count(const std::string& path) {
@@ -117,18 +106,14 @@ int Reader::Count(const std::string& path) {
   return count;
 }
 
-Reader::Place Reader::Find(const std::string& path) {
-  const std::vector<common::PathStep> steps = common::ParsePath(path);
-  const SchemaPath elements = ResolvePath(*schema_, steps, path);
+Reader::Place Reader::Find(const ModelPath& path) {
   Place place;
   const lyd_node* siblings = tree_.get();
-  for (size_t i = 0; i < steps.size(); ++i) {
+  for (size_t i = 0; i < path.steps.size(); ++i) {
     place.parent_exists = i == 0 || place.node != nullptr;
-    place.node = FindStep(siblings, steps[i], elements[i]);
+    place.node = FindStep(siblings, path.steps[i], path.elements[i]);
     siblings = lyd_child(place.node);
   }
-  place.element = elements.back();
-  place.names_entry = !steps.back().keys.empty() || steps.back().index.has_value();
   return place;
 }
 

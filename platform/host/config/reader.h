@@ -4,20 +4,16 @@
 #include <string>
 
 #include "confd_lib.h"
+#include "config/model_path.h"
 #include "config/schema.h"
 #include "config/tree.h"
 
 namespace host {
 
-/// The entry behind one of a list or leaf-list, null behind the last one.
-const lyd_node* NextEntry(const lyd_node* entry);
-
 class Reader {
  public:
   /// What a path leads to.
   struct Place {
-    const lysc_node* element = nullptr;
-    bool names_entry = false;  ///< The last step has a key or an index.
     bool parent_exists = false;
     const lyd_node* node = nullptr;  ///< The first of several when no entry is named, or null.
   };
@@ -44,8 +40,7 @@ class Reader {
   /// std::invalid_argument for a text that is no path of the schema or not of a list.
   int Count(const std::string& path);
 
-  /// Throws std::invalid_argument for a text that is no path of the schema.
-  Place Find(const std::string& path);
+  Place Find(const ModelPath& path);
 
   /// The first entry of the list at a path, or null; throws as Count().
   const lyd_node* FirstEntry(const std::string& path);

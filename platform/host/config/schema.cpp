@@ -8,7 +8,8 @@
 #include <stdexcept>
 
 #include "confd/tag_table.h"
-#include "config/tree.h"
+#include "config/netconf_features.h"
+#include "config/yang_data.h"
 
 namespace host {
 
@@ -16,9 +17,13 @@ namespace {
 
 constexpr char kExtensions[] = "snmp-app-platform";
 
-/// What this platform can do of ietf-netconf, as libyang wants it.
-const char* kNetconfFeatures[] = {"writable-running", "candidate", "rollback-on-error",
-                                  "validate",         "xpath",     nullptr};
+/// The names of the features as libyang wants them.
+std::vector<const char*> FeatureNames() {
+  std::vector<const char*> names;
+  for (const NetconfFeature& feature : kNetconfFeatures) names.push_back(feature.name);
+  names.push_back(nullptr);
+  return names;
+}
 
 /// The names of the model files of a folder in alphabetic order.
 std::vector<std::string> FindModels(const std::string& folder) {
@@ -184,11 +189,12 @@ void Schema::LoadStandardModels(const std::string& folder) {
   if (ly_ctx_set_searchdir(context_.get(), folder.c_str()) != LY_SUCCESS) {
     throw std::runtime_error("libyang cannot use the folder " + folder);
   }
+  std::vector<const char*> features = FeatureNames();
   for (const char* name :
        {"ietf-netconf", "ietf-netconf-monitoring", "ietf-netconf-with-defaults"}) {
     const bool is_netconf = strcmp(name, "ietf-netconf") == 0;
-    if (ly_ctx_load_module(context_.get(), name, nullptr,
-                           is_netconf ? kNetconfFeatures : nullptr) == nullptr) {
+    if (ly_ctx_load_module(context_.get(), name, nullptr, is_netconf ? features.data() : nullptr) ==
+        nullptr) {
       RefuseModel(folder, name, TakeErrors(context_.get()));
     }
   }

@@ -1,7 +1,5 @@
 #include "config/system_nodes.h"
 
-#include <cstdlib>
-#include <stdexcept>
 #include <string>
 
 #include "config/schema.h"
@@ -14,13 +12,6 @@ constexpr char kMark[] = "snmp-app-platform:written-by";
 
 const lyd_meta* FindMark(const lyd_node* node) { return lyd_find_meta(node->meta, nullptr, kMark); }
 
-/// The leaf, container or entry among `siblings` that is the same element as `node`, or null.
-lyd_node* Counterpart(const lyd_node* siblings, const lyd_node* node) {
-  lyd_node* found = nullptr;
-  if (siblings != nullptr) lyd_find_sibling_first(siblings, node, &found);
-  return found;
-}
-
 bool IsInner(const lyd_node* node) {
   return (node->schema->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0;
 }
@@ -28,11 +19,9 @@ bool IsInner(const lyd_node* node) {
 bool HasValue(const lyd_node* leaf) { return leaf != nullptr && (leaf->flags & LYD_DEFAULT) == 0; }
 
 [[noreturn]] void RefuseWrite(const lyd_node* leaf) {
-  char* path = lyd_path(leaf, LYD_PATH_STD, nullptr, 0);
-  const std::string place = path == nullptr ? "" : path;
-  free(path);
-  throw std::runtime_error(place + ": only the system writes \"" + leaf->schema->name +
-                           "\"; leave it out");
+  const std::string path = PathOf(leaf);
+  throw Refusal(kNotTaken, path,
+                path + ": only the system writes \"" + NameOf(leaf) + "\"; leave it out");
 }
 
 void CheckLeaf(const lyd_node* old, const lyd_node* leaf) {
@@ -45,14 +34,14 @@ void CarryOver(const lyd_node* running, lyd_node* candidate, lyd_node* parent) {
   for (const lyd_node* node = running; node != nullptr; node = node->next) {
     const bool is_system = IsMarkedAsSystem(node) || Schema::IsSystemWritten(node->schema);
     if (!is_system && !IsInner(node)) continue;
-    lyd_node* found = Counterpart(candidate, node);
+    lyd_node* found = FindSame(candidate, node);
     if (found != nullptr && IsInner(node)) {
       CarryOver(lyd_child_no_keys(node), lyd_child(found), found);
     } else if (found == nullptr && is_system && parent != nullptr) {
       const uint32_t options = LYD_DUP_RECURSIVE | LYD_DUP_WITH_FLAGS;
       if (lyd_dup_single(node, reinterpret_cast<lyd_node_inner*>(parent), options, nullptr) !=
           LY_SUCCESS) {
-        throw std::runtime_error(TakeErrors(node->schema->module->ctx));
+        throw TakeRefusal(node->schema->module->ctx);
       }
       candidate = lyd_child(parent);
     }
@@ -67,7 +56,7 @@ void MarkAsSystem(lyd_node* node) {
   if (IsMarkedAsSystem(node)) return;
   const ly_ctx* context = node->schema->module->ctx;
   if (lyd_new_meta(context, node, nullptr, kMark, "system", 0, nullptr) != LY_SUCCESS) {
-    throw std::runtime_error(TakeErrors(node->schema->module->ctx));
+    throw TakeRefusal(node->schema->module->ctx);
   }
 }
 
@@ -81,10 +70,10 @@ void ForgetMarks(lyd_node* tree) {
 void RefuseOperatorWrites(const lyd_node* running, const lyd_node* candidate) {
   for (const lyd_node* node = candidate; node != nullptr; node = node->next) {
     if (IsInner(node)) {
-      const lyd_node* old = Counterpart(running, node);
+      const lyd_node* old = FindSame(running, node);
       RefuseOperatorWrites(lyd_child(old), lyd_child_no_keys(node));
     } else if (Schema::IsSystemWritten(node->schema)) {
-      CheckLeaf(Counterpart(running, node), node);
+      CheckLeaf(FindSame(running, node), node);
     }
   }
 }

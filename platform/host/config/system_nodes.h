@@ -14,7 +14,7 @@ bool IsMarkedAsSystem(const lyd_node* node);
 /// Takes all marks away: what an operator's file names is the operator's.
 void ForgetMarks(lyd_node* tree);
 
-/// Throws std::runtime_error with data path and reason when `candidate` has a leaf that only the
+/// Throws Refusal with data path and reason when `candidate` has a leaf that only the
 /// system writes with another value than `running`, or where `running` has none. Linear.
 void RefuseOperatorWrites(const lyd_node* running, const lyd_node* candidate);
 

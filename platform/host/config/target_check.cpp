@@ -2,45 +2,31 @@
 
 #include <arpa/inet.h>
 
-#include <cstdlib>
-#include <initializer_list>
 #include <map>
-#include <stdexcept>
 #include <string>
-#include <utility>
 
+#include "confd/path_text.h"
 #include "confd/value_text.h"
-#include "config/reader.h"
+#include "config/device_paths.h"
 #include "config/value.h"
+#include "config/yang_data.h"
 #include "delivery/change.h"
 
 namespace host {
 
 namespace {
 
-using Names = std::initializer_list<const char*>;
-
 [[noreturn]] void Refuse(const lyd_node* node, const std::string& reason) {
-  char* path = lyd_path(node, LYD_PATH_STD, nullptr, 0);
-  const std::string place = path == nullptr ? "" : path;
-  free(path);
-  throw std::runtime_error(place + ": " + reason);
-}
-
-/// The first of `siblings` with a name, or null.
-const lyd_node* FindNamed(const lyd_node* siblings, const std::string& name) {
-  for (const lyd_node* node = siblings; node != nullptr; node = node->next) {
-    if (node->schema != nullptr && name == node->schema->name) return node;
-  }
-  return nullptr;
+  const std::string path = PathOf(node);
+  throw Refusal(kNotTaken, path, path + ": " + reason);
 }
 
 /// The first entry of a list, null when it has none.
-const lyd_node* FirstEntry(const lyd_node* tree, Names path) {
+const lyd_node* FirstEntry(const lyd_node* tree, const char* path) {
   const lyd_node* siblings = tree;
   const lyd_node* found = nullptr;
-  for (const char* name : path) {
-    found = FindNamed(siblings, name);
+  for (const common::PathStep& step : common::ParsePath(path)) {
+    found = FindNamed(siblings, step.name);
     siblings = lyd_child(found);
   }
   return found;
@@ -118,10 +104,8 @@ void CheckVrfs(const Entries& targets) {
 }  // namespace
 
 void CheckTargets(const lyd_node* tree) {
-  const Entries targets = ByName(FirstEntry(tree, {"snmp", "target"}), "name");
-  const Entries rows =
-      ByName(FirstEntry(tree, {"SNMP-TARGET-MIB", "snmpTargetAddrTable", "snmpTargetAddrEntry"}),
-             "snmpTargetAddrName");
+  const Entries targets = ByName(FirstEntry(tree, kTargetsPath), "name");
+  const Entries rows = ByName(FirstEntry(tree, kTargetRowsPath), "snmpTargetAddrName");
   CheckRows(targets, rows);
   CheckVrfs(targets);
 }

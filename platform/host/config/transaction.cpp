@@ -1,5 +1,6 @@
 #include "config/transaction.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "config/system_nodes.h"
@@ -11,46 +12,20 @@ namespace {
 
 constexpr uint16_t kEntry = LYS_LIST | LYS_LEAFLIST;
 
-std::string Quoted(const std::string& text) {
-  if (text.find('"') == std::string::npos) return '"' + text + '"';
-  if (text.find('\'') == std::string::npos) return '\'' + text + '\'';
-  throw CallRefused(CONFD_ERR_BADTYPE, "a key with both kinds of quotes names no entry: " + text);
+[[noreturn]] void RefuseElement(const ModelPath& path, const std::string& reason) {
+  throw std::invalid_argument("path \"" + path.text + "\": " + reason);
 }
 
-std::string Predicates(const lysc_node* element, const std::vector<std::string>& keys) {
-  if (element->nodetype == LYS_LEAFLIST) {
-    return keys.empty() ? "" : "[.=" + Quoted(keys.front()) + "]";
+[[noreturn]] void Refuse(int code, const ModelPath& path, const std::string& reason) {
+  throw CallRefused(code, "path \"" + path.text + "\": " + reason);
+}
+
+void ChangeValue(const ModelPath& path, lyd_node* leaf, const char* value) {
+  try {
+    SetValue(leaf, value);
+  } catch (const Refusal& refusal) {
+    Refuse(CONFD_ERR_BADTYPE, path, refusal.what());
   }
-  std::string predicates;
-  const lysc_node* key = lysc_node_child(element);
-  for (const std::string& text : keys) {
-    predicates += std::string("[") + key->name + "=" + Quoted(text) + "]";
-    key = key->next;
-  }
-  return predicates;
-}
-
-/// A path as libyang has it.
-std::string DataPath(const Schema& schema, const std::string& path) {
-  const std::vector<common::PathStep> steps = common::ParsePath(path);
-  const SchemaPath elements = schema.Resolve(steps);
-  std::string text;
-  for (size_t i = 0; i < steps.size(); ++i) {
-    if (steps[i].index.has_value()) {
-      throw std::invalid_argument("path \"" + path + "\": a write needs keys, not positions");
-    }
-    text += std::string("/") + elements[i]->module->name + ":" + elements[i]->name +
-            Predicates(elements[i], steps[i].keys);
-  }
-  return text;
-}
-
-[[noreturn]] void RefuseElement(const std::string& path, const std::string& reason) {
-  throw std::invalid_argument("path \"" + path + "\": " + reason);
-}
-
-[[noreturn]] void Refuse(int code, const std::string& path, const std::string& reason) {
-  throw CallRefused(code, "path \"" + path + "\": " + reason);
 }
 
 bool IsPresenceContainer(const lysc_node* element) {
@@ -74,16 +49,6 @@ std::vector<common::Change> ChangeOf(const Schema& schema, const lyd_node* node,
   return changes;
 }
 
-void FreeNode(Tree* tree, lyd_node* node) {
-  if (node == tree->get()) {
-    lyd_node* rest = node->next;
-    static_cast<void>(tree->release());
-    lyd_unlink_tree(node);
-    tree->reset(rest);
-  }
-  lyd_free_tree(node);
-}
-
 }  // namespace
 
 Transaction::Transaction(const Schema& schema, int handle, Tree candidate)
@@ -104,19 +69,21 @@ std::vector<Transaction::Keys> Transaction::EntryKeys(const std::string& path) c
   return entries;
 }
 
-void Transaction::Create(const std::string& path) {
+void Transaction::Create(const std::string& text) {
+  const ModelPath path = ParseModelPath(schema_, text);
   const Reader::Place place = Read().Find(path);
-  const bool is_entry = (place.element->nodetype & kEntry) != 0 && place.names_entry;
-  if (!is_entry && !IsPresenceContainer(place.element)) {
+  const bool is_entry = (path.Element()->nodetype & kEntry) != 0 && path.NamesEntry();
+  if (!is_entry && !IsPresenceContainer(path.Element())) {
     RefuseElement(path, "only entries and presence containers are created");
   }
   if (place.node != nullptr) Refuse(CONFD_ERR_ALREADY_EXISTS, path, "the element exists already");
   Note(Add(path, nullptr), MOP_CREATED);
 }
 
-void Transaction::Set(const std::string& path, const std::string& text) {
+void Transaction::Set(const std::string& path_text, const std::string& value) {
+  const ModelPath path = ParseModelPath(schema_, path_text);
   const Reader::Place place = Read().Find(path);
-  if (place.element->nodetype != LYS_LEAF || lysc_is_key(place.element)) {
+  if (path.Element()->nodetype != LYS_LEAF || lysc_is_key(path.Element())) {
     RefuseElement(path, "only leaves that are no keys are set");
   }
   if (!place.parent_exists) {
@@ -124,25 +91,20 @@ void Transaction::Set(const std::string& path, const std::string& text) {
   }
   auto* leaf = const_cast<lyd_node*>(place.node);
   if (leaf == nullptr) {
-    leaf = Add(path, text.c_str());
+    leaf = Add(path, value.c_str());
   } else {
-    const LY_ERR result = lyd_change_term(leaf, text.c_str());
-    // The value is as before, and explicit now (was so already).
-    if (result != LY_SUCCESS && result != LY_EEXIST && result != LY_ENOT) {
-      Refuse(CONFD_ERR_BADTYPE, path, TakeErrors(schema_.Context()));
-    }
+    ChangeValue(path, leaf, value.c_str());
     MarkAsSystem(leaf);
   }
   Note(leaf, MOP_VALUE_SET);
 }
 
 /// Adds the node at a path, which is not there, and what is missing above it.
-lyd_node* Transaction::Add(const std::string& path, const char* text) {
+lyd_node* Transaction::Add(const ModelPath& path, const char* text) {
   lyd_node* first_added = nullptr;
   lyd_node* added = nullptr;
-  const LY_ERR result =
-      lyd_new_path2(candidate_.get(), schema_.Context(), DataPath(schema_, path).c_str(), text, 0,
-                    LYD_ANYDATA_STRING, 0, &first_added, &added);
+  const LY_ERR result = lyd_new_path2(candidate_.get(), schema_.Context(), DataPath(path).c_str(),
+                                      text, 0, LYD_ANYDATA_STRING, 0, &first_added, &added);
   if (result != LY_SUCCESS) Refuse(CONFD_ERR_BADTYPE, path, TakeErrors(schema_.Context()));
   candidate_.reset(lyd_first_sibling(candidate_ ? candidate_.release() : first_added));
   for (lyd_node* node = added;; node = lyd_parent(node)) {
@@ -151,18 +113,19 @@ lyd_node* Transaction::Add(const std::string& path, const char* text) {
   }
 }
 
-void Transaction::Delete(const std::string& path) {
+void Transaction::Delete(const std::string& text) {
+  const ModelPath path = ParseModelPath(schema_, text);
   const Reader::Place place = Read().Find(path);
-  if (lysc_is_key(place.element)) RefuseElement(path, "keys are deleted with their entry");
-  if (place.element->nodetype == LYS_LIST && !place.names_entry) {
+  if (lysc_is_key(path.Element())) RefuseElement(path, "keys are deleted with their entry");
+  if (path.Element()->nodetype == LYS_LIST && !path.NamesEntry()) {
     RefuseElement(path, "a list is deleted entry by entry");
   }
   if (place.node == nullptr) Refuse(CONFD_ERR_NOEXISTS, path, "the element does not exist");
   const lyd_node* node = place.node;
   while (node != nullptr) {
-    const lyd_node* next = place.names_entry ? nullptr : NextEntry(node);
+    const lyd_node* next = path.NamesEntry() ? nullptr : NextEntry(node);
     Note(node, MOP_DELETED);
-    FreeNode(&candidate_, const_cast<lyd_node*>(node));
+    Remove(&candidate_, const_cast<lyd_node*>(node));
     node = next;
   }
 }

@@ -2,28 +2,18 @@
 #pragma once
 
 #include <deque>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "confd_lib.h"
+#include "config/call_refused.h"
+#include "config/model_path.h"
 #include "config/reader.h"
 #include "config/schema.h"
 #include "config/tree.h"
 #include "delivery/change.h"
 
 namespace host {
-
-/// A call that cannot be done, with its confd_errno.
-class CallRefused : public std::runtime_error {
- public:
-  CallRefused(int code, const std::string& text) : std::runtime_error(text), code_(code) {}
-
-  int Code() const { return code_; }
-
- private:
-  int code_;
-};
 
 class Transaction {
  public:
@@ -64,7 +54,7 @@ class Transaction {
   Tree Take() { return std::move(candidate_); }
 
  private:
-  lyd_node* Add(const std::string& path, const char* text);
+  lyd_node* Add(const ModelPath& path, const char* text);
   void Note(const lyd_node* node, confd_iter_op op);
 
   const Schema& schema_;

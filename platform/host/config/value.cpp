@@ -9,6 +9,7 @@
 
 #include "confd/value_text.h"
 #include "config/schema.h"
+#include "config/yang_data.h"
 
 namespace host {
 
@@ -87,16 +88,14 @@ confd_value_t TermValue(const lyd_node* term) {
 
 confd_value_t LeafListValue(const lyd_node* first) {
   std::vector<confd_value_t> entries;
-  for (const lyd_node* entry = first; entry != nullptr && entry->schema == first->schema;
-       entry = entry->next) {
+  for (const lyd_node* entry = first; entry != nullptr; entry = NextEntry(entry)) {
     entries.push_back(TermValue(entry));
   }
   return common::MakeList(entries);
 }
 
 confd_value_t ChildValue(const Schema& schema, const lyd_node* parent, const lysc_node* element) {
-  lyd_node* found = nullptr;
-  lyd_find_sibling_val(lyd_child(parent), element, nullptr, 0, &found);
+  const lyd_node* found = FindFirst(lyd_child(parent), element);
   if (found == nullptr) return {C_NOEXISTS, {}};
   if (element->nodetype == LYS_LEAF) return TermValue(found);
   if (element->nodetype == LYS_LEAFLIST) return LeafListValue(found);

@@ -1,6 +1,5 @@
 #include "netconf/datastores.h"
 
-#include <exception>
 #include <string>
 #include <utility>
 
@@ -9,31 +8,6 @@
 namespace host {
 
 namespace {
-
-/// The data path in a refusal's text, empty when it tells none.
-std::string PathIn(const std::string& reason) {
-  static const std::string kLocation = "Data location \"";
-  const size_t found = reason.find(kLocation);
-  if (found != std::string::npos) {
-    const size_t begin = found + kLocation.size();
-    return reason.substr(begin, reason.find('"', begin) - begin);
-  }
-  const size_t end = reason.find(": ");
-  return !reason.empty() && reason[0] == '/' && end != std::string::npos ? reason.substr(0, end)
-                                                                         : "";
-}
-
-/// Runs what the engine may refuse.
-template <typename Step>
-void Attempt(Step step) {
-  try {
-    step();
-  } catch (const RpcError&) {
-    throw;
-  } catch (const std::exception& error) {
-    throw RpcError("application", "operation-failed", error.what()).At(PathIn(error.what()));
-  }
-}
 
 RpcError Denied(const char* tag, SessionId holder) {
   return RpcError("protocol", tag,
@@ -54,7 +28,7 @@ Tree Datastores::Copy(Datastore datastore) const {
 void Datastores::Replace(Datastore datastore, Tree content, SessionId session) {
   CheckAccess(datastore, session);
   if (datastore == Datastore::kRunning) {
-    Attempt([&] { engine_->Commit(std::move(content)); });
+    engine_->Commit(std::move(content));
     return;
   }
   candidate_ = std::move(content);
@@ -65,7 +39,7 @@ void Datastores::Commit(SessionId session) {
   CheckAccess(Datastore::kCandidate, session);
   CheckAccess(Datastore::kRunning, session);
   if (!candidate_changed_) return;
-  Attempt([&] { engine_->Commit(CopyTree(candidate_.get())); });
+  engine_->Commit(CopyTree(candidate_.get()));
   candidate_.reset();
   candidate_changed_ = false;
 }
@@ -76,9 +50,7 @@ void Datastores::Discard(SessionId session) {
   candidate_changed_ = false;
 }
 
-void Datastores::Check(Tree content) const {
-  Attempt([&] { engine_->Check(std::move(content)); });
-}
+void Datastores::Check(Tree content) const { engine_->Check(std::move(content)); }
 
 void Datastores::Lock(Datastore datastore, SessionId session) {
   const SessionId holder = LockedBy(datastore);

@@ -15,9 +15,9 @@ enum class Datastore { kRunning, kCandidate };
 /// A session's number; 0 is none.
 using SessionId = uint32_t;
 
-/// The candidate is shared by all sessions. Operations throw RpcError: in-use for a datastore that
-/// another session has locked, operation-failed with the models' reason for a configuration that
-/// is not valid. Nothing has changed then.
+/// The candidate is shared by all sessions. Operations throw RpcError, in-use, for a datastore that
+/// another session has locked, and for a configuration that cannot be in force what the engine
+/// throws. Nothing has changed then.
 class Datastores {
  public:
   /// `engine` outlives the object.

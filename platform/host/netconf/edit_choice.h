@@ -1,4 +1,4 @@
-// The cases of choices, one of which a configuration has (RFC 7950, section 7.9).
+// Edits of the cases of choices, one of which a configuration has (RFC 7950, section 7.9).
 #pragma once
 
 #include <libyang/libyang.h>
@@ -6,12 +6,6 @@
 #include <set>
 
 namespace host {
-
-/// Whether an element stands in a case of a choice.
-bool IsInCase(const lysc_node* schema);
-
-/// Whether two elements stand in different cases of one choice.
-bool AreInTwoCases(const lysc_node* a, const lysc_node* b);
 
 /// Throws RpcError when an edit sets two cases of one choice; `seen` are the elements before this
 /// one.

@@ -1,9 +1,7 @@
 #include "netconf/edit_order.h"
 
-#include <stdexcept>
 #include <string>
 
-#include "netconf/edit_refusal.h"
 #include "netconf/rpc_error.h"
 
 namespace host {
@@ -30,7 +28,7 @@ void RequireNoPlace(const lyd_node* edit) {
   for (const char* name : kAttributes) {
     if (Attribute(edit, name) == nullptr) continue;
     throw Wrong("unknown-attribute", edit, name,
-                "the order of " + NameOf(edit) + " is not the operator's");
+                std::string("the order of ") + NameOf(edit) + " is not the operator's");
   }
 }
 
@@ -83,20 +81,9 @@ lyd_node* FindAnchor(const lyd_node* edit, const lyd_node* siblings) {
   }
   if (found == nullptr || siblings == nullptr) {
     throw Wrong("bad-attribute", edit, name, std::string("there is no entry ") + text)
-        .AppTag("missing-instance");
+        .WithAppTag("missing-instance");
   }
   return found;
-}
-
-lyd_node* FirstOf(const lyd_node* entry) {
-  lyd_node* first = nullptr;
-  lyd_find_sibling_val(entry, entry->schema, nullptr, 0, &first);
-  return first;
-}
-
-lyd_node* LastOf(lyd_node* entry) {
-  while (entry->next != nullptr && entry->next->schema == entry->schema) entry = entry->next;
-  return entry;
 }
 
 }  // namespace
@@ -112,17 +99,6 @@ Place PlaceOf(const lyd_node* edit, const lyd_node* siblings) {
   const Place::Kind kind = KindOf(edit, insert);
   const bool has_anchor = kind == Place::Kind::kBefore || kind == Place::Kind::kAfter;
   return {kind, has_anchor ? FindAnchor(edit, siblings) : nullptr};
-}
-
-void MoveTo(const Place& place, lyd_node* entry) {
-  if (place.kind == Place::Kind::kAny) return;
-  lyd_node* anchor = place.anchor;
-  if (place.kind == Place::Kind::kFirst) anchor = FirstOf(entry);
-  if (place.kind == Place::Kind::kLast) anchor = LastOf(entry);
-  if (anchor == entry) return;
-  const bool before = place.kind == Place::Kind::kFirst || place.kind == Place::Kind::kBefore;
-  const LY_ERR result = before ? lyd_insert_before(anchor, entry) : lyd_insert_after(anchor, entry);
-  if (result != LY_SUCCESS) throw std::runtime_error(TakeErrors(entry->schema->module->ctx));
 }
 
 }  // namespace host

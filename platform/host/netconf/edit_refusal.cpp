@@ -1,60 +1,49 @@
 #include "netconf/edit_refusal.h"
 
 #include <cstring>
+#include <optional>
+#include <string>
 
+#include "config/yang_data.h"
 #include "netconf/rpc_error.h"
 
 namespace host {
 
 namespace {
 
-const lyd_node_opaq* Opaque(const lyd_node* node) {
-  return reinterpret_cast<const lyd_node_opaq*>(node);
+const lys_module* ModuleOf(const lyd_node* node, const ly_ctx* context) {
+  return ly_ctx_get_module_implemented_ns(context, NamespaceOf(node));
 }
 
-const lys_module* ModuleOf(const lyd_node_opaq* node, const ly_ctx* context) {
-  return node->name.module_ns == nullptr
-             ? nullptr
-             : ly_ctx_get_module_implemented_ns(context, node->name.module_ns);
-}
-
-/// The path of an element below `parent`, without keys.
-std::string PathBelow(const lyd_node* parent, const lysc_node* schema) {
-  const bool is_same_module = parent != nullptr && parent->schema->module == schema->module;
-  return PathOf(parent) + "/" + (is_same_module ? "" : std::string(schema->module->name) + ":") +
-         schema->name;
-}
-
-/// Why a leaf cannot have a value, empty when its type takes it.
-std::string ReasonAgainst(ly_ctx* context, const lysc_node* leaf, const char* value) {
+/// Why a leaf cannot have a value; nothing when its type takes it.
+std::optional<Refusal> RefusalOf(ly_ctx* context, const lysc_node* leaf, const char* value) {
   const LY_ERR result =
       lyd_value_validate(context, leaf, value, strlen(value), nullptr, nullptr, nullptr);
   const ly_err_item* error = ly_err_first(context);
-  std::string reason;
+  const auto text = [](const char* told) { return std::string(told == nullptr ? "" : told); };
+  std::optional<Refusal> refusal;
   if (result != LY_SUCCESS && result != LY_EINCOMPLETE) {
-    reason = error == nullptr || error->msg == nullptr ? "its type does not take it" : error->msg;
+    const std::string reason = error == nullptr ? "" : text(error->msg);
+    refusal.emplace("invalid-value", "", reason.empty() ? "its type does not take it" : reason,
+                    error == nullptr ? "" : text(error->apptag));
   }
   ly_err_clean(context, nullptr);
-  return reason;
+  return refusal;
 }
 
-RpcError BadValue(const std::string& name, const char* value, const std::string& reason) {
-  return RpcError("application", "invalid-value",
-                  name + " cannot have the value \"" + value + "\"" +
-                      (reason.empty() ? "" : ": " + reason))
-      .With("bad-element", name);
+/// `reason` may be none.
+RpcError BadValue(const std::string& name, const char* value,
+                  const std::optional<Refusal>& reason) {
+  const RpcError error = RpcError("application", "invalid-value",
+                                  name + " cannot have the value \"" + value + "\"" +
+                                      (reason ? std::string(": ") + reason->what() : ""))
+                             .With("bad-element", name);
+  return reason ? error.WithAppTag(reason->AppTag()) : error;
 }
 
-const lyd_node* FindChild(const lyd_node* entry, const lysc_node* schema) {
+const lyd_node* FindKey(const lyd_node* entry, const lysc_node* key) {
   const lyd_node* child = lyd_child(entry);
-  for (; child != nullptr; child = child->next) {
-    const char* ns = child->schema == nullptr ? Opaque(child)->name.module_ns : nullptr;
-    const bool is_same = child->schema == nullptr
-                             ? ns != nullptr && strcmp(ns, schema->module->ns) == 0 &&
-                                   strcmp(Opaque(child)->name.name, schema->name) == 0
-                             : child->schema == schema;
-    if (is_same) break;
-  }
+  while (child != nullptr && !Means(child, key)) child = child->next;
   return child;
 }
 
@@ -63,41 +52,36 @@ void RequireKeys(ly_ctx* context, const lyd_node* entry, const lysc_node* list,
                  const lyd_node* parent) {
   for (const lysc_node* key = lysc_node_child(list); key != nullptr && lysc_is_key(key);
        key = key->next) {
-    const lyd_node* found = FindChild(entry, key);
+    const lyd_node* found = FindKey(entry, key);
     if (found == nullptr) {
       throw RpcError("application", "missing-element",
                      std::string("an entry of ") + list->name + " lacks a key")
           .At(PathOf(parent))
           .With("bad-element", key->name);
     }
-    const char* value = found->schema == nullptr ? Opaque(found)->value : lyd_get_value(found);
-    const std::string reason = ReasonAgainst(context, key, value);
-    if (reason.empty()) continue;
+    const char* value = ValueOf(found);
+    const std::optional<Refusal> reason = RefusalOf(context, key, value);
+    if (!reason) continue;
     throw BadValue(key->name, value, reason).At(PathBelow(parent, list) + "/" + key->name);
   }
 }
 
 }  // namespace
 
-std::string NameOf(const lyd_node* node) {
-  return node->schema == nullptr ? Opaque(node)->name.name : node->schema->name;
-}
-
 const lysc_node* SchemaOf(const ly_ctx* context, const lyd_node* edit, const lyd_node* parent) {
-  const lys_module* module = ModuleOf(Opaque(edit), context);
+  const lys_module* module = ModuleOf(edit, context);
   if (module == nullptr || (parent != nullptr && parent->schema == nullptr)) return nullptr;
-  return lys_find_child(parent == nullptr ? nullptr : parent->schema, module, NameOf(edit).c_str(),
-                        0, 0, 0);
+  return lys_find_child(parent == nullptr ? nullptr : parent->schema, module, NameOf(edit), 0, 0,
+                        0);
 }
 
 void RefuseOpaque(ly_ctx* context, const lyd_node* edit, const lyd_node* parent) {
   const std::string name = NameOf(edit);
-  if (ModuleOf(Opaque(edit), context) == nullptr) {
-    const char* ns = Opaque(edit)->name.module_ns;
+  if (ModuleOf(edit, context) == nullptr) {
     throw RpcError("application", "unknown-namespace", "no model has the namespace of " + name)
         .At(PathOf(parent))
         .With("bad-element", name)
-        .With("bad-namespace", ns == nullptr ? "" : ns);
+        .With("bad-namespace", NamespaceOf(edit));
   }
   const lysc_node* schema = SchemaOf(context, edit, parent);
   if (schema == nullptr) {
@@ -107,14 +91,15 @@ void RefuseOpaque(ly_ctx* context, const lyd_node* edit, const lyd_node* parent)
   }
   if (schema->nodetype == LYS_LIST) RequireKeys(context, edit, schema, parent);
   const bool is_term = (schema->nodetype & (LYS_LEAF | LYS_LEAFLIST)) != 0;
-  const char* value = Opaque(edit)->value;
-  throw BadValue(name, value, is_term ? ReasonAgainst(context, schema, value) : "")
+  const char* value = ValueOf(edit);
+  throw BadValue(name, value, is_term ? RefusalOf(context, schema, value) : std::nullopt)
       .At(PathBelow(parent, schema));
 }
 
 void RequireOneKey(const lyd_node* key) {
   if (key->next == nullptr || key->next->schema != key->schema) return;
-  throw RpcError("application", "bad-element", NameOf(key) + " stands twice in one entry")
+  throw RpcError("application", "bad-element",
+                 std::string(NameOf(key)) + " stands twice in one entry")
       .At(PathOf(key))
       .With("bad-element", NameOf(key));
 }

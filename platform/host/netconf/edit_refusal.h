@@ -3,12 +3,7 @@
 
 #include <libyang/libyang.h>
 
-#include <string>
-
 namespace host {
-
-/// The name of an element, whether libyang could take it as one of the models or not.
-std::string NameOf(const lyd_node* node);
 
 /// The models' element that an element of an edit names, or null; `edit` is one that libyang could
 /// not take as one of the models, `parent` what it stands in, null at the top.

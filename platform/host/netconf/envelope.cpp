@@ -1,8 +1,6 @@
 #include "netconf/envelope.h"
 
 #include <algorithm>
-#include <memory>
-#include <new>
 #include <set>
 #include <utility>
 
@@ -12,10 +10,6 @@
 namespace host {
 
 namespace {
-
-struct FreeInput {
-  void operator()(ly_in* input) const { ly_in_free(input, 0); }
-};
 
 bool HasMessageId(const MessageHead& head) {
   const auto is_id = [](const MessageAttribute& attribute) {
@@ -59,19 +53,17 @@ void RpcEnvelope::Read(ly_ctx* context, const std::string& message) {
                    "elements of one name beside each other need a namespace")
         .With("bad-element", head_.unreadable);
   }
-  ly_in* opened = nullptr;
-  if (ly_in_new_memory(message.c_str(), &opened) != LY_SUCCESS) throw std::bad_alloc();
-  const std::unique_ptr<ly_in, FreeInput> input(opened);
+  const Input input(message);
   lyd_node* envelope = nullptr;
   lyd_node* operation = nullptr;
-  LY_ERR result = lyd_parse_op(context, nullptr, input.get(), LYD_XML, LYD_TYPE_RPC_NETCONF,
+  LY_ERR result = lyd_parse_op(context, nullptr, input.Get(), LYD_XML, LYD_TYPE_RPC_NETCONF,
                                &envelope, &operation);
   envelope_.reset(envelope);
   operation_.reset(operation);
   if (result == LY_SUCCESS && operation != nullptr) {
     result = lyd_validate_op(operation, nullptr, LYD_TYPE_RPC_YANG, nullptr);
   }
-  if (result != LY_SUCCESS) throw TakeRefusal(context, message);
+  if (result != LY_SUCCESS) throw TakeRequestError(context, message);
   if (envelope_ == nullptr) throw NoRequest("no rpc element");
 }
 

@@ -1,44 +1,29 @@
 #include "netconf/filter.h"
 
 #include <cstring>
-#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "netconf/rpc_error.h"
+#include "netconf/xml.h"
 
 namespace host {
 
 namespace {
 
 constexpr uint16_t kInner = LYS_CONTAINER | LYS_LIST;
-constexpr uint32_t kCopyFlags = LYD_DUP_WITH_FLAGS;
+constexpr uint32_t kOne = LYD_DUP_WITH_FLAGS;
+constexpr uint32_t kWhole = LYD_DUP_WITH_FLAGS | LYD_DUP_RECURSIVE;
 
-const lyd_node_opaq* Opaque(const lyd_node* filter) {
-  return reinterpret_cast<const lyd_node_opaq*>(filter);
-}
-
+/// An element without a namespace means those of all.
 bool Matches(const lyd_node* filter, const lyd_node* data) {
-  if (filter->schema != nullptr) return filter->schema == data->schema;
-  const char* ns = Opaque(filter)->name.module_ns;
-  return strcmp(Opaque(filter)->name.name, data->schema->name) == 0 &&
-         (ns == nullptr || *ns == '\0' || strcmp(ns, data->schema->module->ns) == 0);
+  if (Means(filter, data->schema)) return true;
+  return filter->schema == nullptr && *NamespaceOf(filter) == '\0' &&
+         strcmp(NameOf(filter), data->schema->name) == 0;
 }
 
-/// The text of a filter's element without blanks around it.
-std::string TextOf(const lyd_node* filter) {
-  const char* value = nullptr;
-  if (filter->schema == nullptr) {
-    value = Opaque(filter)->value;
-  } else if ((filter->schema->nodetype & LYD_NODE_TERM) != 0) {
-    value = lyd_get_value(filter);
-  }
-  const std::string text = value == nullptr ? "" : value;
-  const size_t begin = text.find_first_not_of(" \t\r\n");
-  if (begin == std::string::npos) return "";
-  return text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
-}
+std::string TextOf(const lyd_node* filter) { return Trimmed(ValueOf(filter)); }
 
 bool IsContentMatch(const lyd_node* filter) {
   return lyd_child(filter) == nullptr && !TextOf(filter).empty();
@@ -68,14 +53,6 @@ bool SelectsAll(const lyd_node* filter) {
     if (!IsContentMatch(child)) return false;
   }
   return true;
-}
-
-lyd_node* Duplicate(const lyd_node* data, uint32_t options) {
-  lyd_node* copy = nullptr;
-  if (lyd_dup_single(data, nullptr, options | kCopyFlags, &copy) != LY_SUCCESS) {
-    throw std::bad_alloc();
-  }
-  return copy;
 }
 
 using Filters = std::vector<const lyd_node*>;
@@ -109,16 +86,6 @@ Selection SelectionOf(const Filters& filters, const lyd_node* data) {
 struct Output {
   lyd_node* parent;
   Tree* tree;
-
-  void Insert(Tree node) const {
-    if (parent != nullptr) {
-      lyd_insert_child(parent, node.release());
-      return;
-    }
-    lyd_node* first = tree->release();
-    lyd_insert_sibling(first, node.release(), &first);
-    tree->reset(first);
-  }
 };
 
 size_t CountElements(const lyd_node* filter) {
@@ -134,12 +101,12 @@ bool Select(const Filters& filters, const lyd_node* data, const Output& output) 
     const Selection selection = SelectionOf(filters, node);
     if (selection.all) {
       // An entry's copy has its keys already.
-      if (!lysc_is_key(node->schema)) output.Insert(Tree(Duplicate(node, LYD_DUP_RECURSIVE)));
+      if (!lysc_is_key(node->schema)) Insert(output.tree, output.parent, CopyNode(node, kWhole));
       any = true;
     } else if (!selection.of_children.empty()) {
-      Tree copy(Duplicate(node, 0));
+      Tree copy = CopyNode(node, kOne);
       if (!Select(selection.of_children, lyd_child(node), {copy.get(), nullptr})) continue;
-      output.Insert(std::move(copy));
+      Insert(output.tree, output.parent, std::move(copy));
       any = true;
     }
   }
@@ -164,7 +131,7 @@ Tree SelectXPath(const char* expression, const lyd_node* data, std::chrono::mill
   if (data == nullptr) return nullptr;
   Tree result;
   for (const lyd_node* node : FindXPath(expression, data, limit)) {
-    lyd_node* copy = Duplicate(node, LYD_DUP_RECURSIVE | LYD_DUP_WITH_PARENTS);
+    lyd_node* copy = CopyNode(node, kWhole | LYD_DUP_WITH_PARENTS).release();
     while (lyd_parent(copy) != nullptr) copy = lyd_parent(copy);
     lyd_node* first = result.release();
     lyd_merge_siblings(&first, copy, LYD_MERGE_DESTRUCT | LYD_MERGE_DEFAULTS);

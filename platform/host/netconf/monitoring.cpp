@@ -1,7 +1,5 @@
 #include "netconf/monitoring.h"
 
-#include <stdexcept>
-
 #include "netconf/xml.h"
 
 namespace host {
@@ -71,7 +69,7 @@ Tree YangLibrary(ly_ctx* context) {
   lyd_node* data = nullptr;
   if (ly_ctx_get_yanglib_data(context, &data, "%u", ly_ctx_get_change_count(context)) !=
       LY_SUCCESS) {
-    throw std::runtime_error(TakeErrors(context));
+    throw TakeRefusal(context);
   }
   return Tree(data);
 }
@@ -95,9 +93,8 @@ Tree MonitoringState(const Datastores& datastores, const std::vector<std::string
       SchemasXml(context) + Element("sessions", session_list) + StatisticsXml(all) +
       "</netconf-state>";
   Tree state = ParseState(context, xml);
-  lyd_node* first = state.release();
-  lyd_insert_sibling(first, YangLibrary(context).release(), &first);
-  return Tree(first);
+  InsertAll(&state, YangLibrary(context));
+  return state;
 }
 
 }  // namespace host

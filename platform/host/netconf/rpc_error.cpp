@@ -1,6 +1,5 @@
 #include "netconf/rpc_error.h"
 
-#include <cstdlib>
 #include <set>
 
 #include "netconf/xml.h"
@@ -40,7 +39,7 @@ RpcError RpcError::At(std::string path) const {
   return error;
 }
 
-RpcError RpcError::AppTag(std::string tag) const {
+RpcError RpcError::WithAppTag(std::string tag) const {
   RpcError error = *this;
   error.app_tag_ = std::move(tag);
   return error;
@@ -95,14 +94,6 @@ std::string ErrorPath(const ly_ctx* context, const std::string& path) {
     }
   }
   return "<error-path" + declarations + ">" + EscapeXml(text) + "</error-path>";
-}
-
-std::string PathOf(const lyd_node* node) {
-  if (node == nullptr) return "";
-  char* path = lyd_path(node, LYD_PATH_STD, nullptr, 0);
-  std::string text = path == nullptr ? "" : path;
-  free(path);
-  return text;
 }
 
 }  // namespace host

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "config/tree.h"
+#include "config/yang_data.h"
 
 namespace host {
 
@@ -64,12 +64,6 @@ std::string NameIn(const std::string& name) {
   return name.substr(name.rfind(':') + 1);
 }
 
-/// The data path that an error tells, empty for none.
-std::string PathIn(const ly_err_item* error) {
-  const std::string place = error->path == nullptr ? "" : error->path;
-  return place.compare(0, 5, "Data ") == 0 ? QuotedIn(place) : "";
-}
-
 bool IsLeaf(const ly_ctx* context, const std::string& path) {
   // Of the operations' own leafs; libyang does not find what stands in anything else.
   if (path.empty() || path.find('[') != std::string::npos) return false;
@@ -107,11 +101,11 @@ RpcError BadValue(const ly_ctx* context, const std::string& reason, const std::s
 
 }  // namespace
 
-RpcError TakeRefusal(ly_ctx* context, const std::string& message) {
+RpcError TakeRequestError(ly_ctx* context, const std::string& message) {
   const ly_err_item* first = ly_err_first(context);
   if (first == nullptr) return {"protocol", "operation-failed", TakeErrors(context)};
   const std::string text = first->msg == nullptr ? "" : first->msg;
-  const std::string path = PathIn(first);
+  const std::string path = DataPathOf(first);
   const LY_VECODE code = first->vecode;
   const std::string reason = TakeErrors(context);
   const std::string said = WithoutQuoted(text);

@@ -11,6 +11,6 @@ namespace host {
 
 /// The refusal of a request from what libyang has to say about it, which is forgotten then.
 /// malformed-message is for what is no XML. `message` is the request.
-RpcError TakeRefusal(ly_ctx* context, const std::string& message);
+RpcError TakeRequestError(ly_ctx* context, const std::string& message);
 
 }  // namespace host

@@ -136,11 +136,8 @@ Tree NetconfServer::State() const {
   std::vector<SessionFacts> sessions;
   for (const auto& session : sessions_) sessions.push_back(session.second->Facts());
   Tree state = MonitoringState(datastores_, capabilities_, sessions, ended_);
-  Tree own = state_ ? state_() : nullptr;
-  if (own == nullptr) return state;
-  lyd_node* first = state.release();
-  lyd_insert_sibling(first, own.release(), &first);
-  return Tree(first);
+  if (state_) InsertAll(&state, state_());
+  return state;
 }
 
 }  // namespace host

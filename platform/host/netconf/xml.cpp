@@ -3,17 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
-#include <memory>
-#include <new>
-#include <stdexcept>
 
 namespace host {
 
 namespace {
 
-struct FreeInput {
-  void operator()(ly_in* input) const { ly_in_free(input, 0); }
-};
+constexpr char kBlanks[] = " \t\r\n";
 
 /// Whether XML has the character; it has most control characters not even escaped.
 bool IsXmlCharacter(uint32_t code) {
@@ -112,16 +107,14 @@ std::string TimeText(std::chrono::system_clock::time_point time) {
   return text.data();
 }
 
+std::string Trimmed(const std::string& text) {
+  const size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == std::string::npos) return "";
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
 Tree ParseState(ly_ctx* context, const std::string& xml) {
-  ly_in* opened = nullptr;
-  if (ly_in_new_memory(xml.c_str(), &opened) != LY_SUCCESS) throw std::bad_alloc();
-  const std::unique_ptr<ly_in, FreeInput> input(opened);
-  lyd_node* parsed = nullptr;
-  const LY_ERR result = lyd_parse_data(context, nullptr, input.get(), LYD_XML,
-                                       LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &parsed);
-  Tree tree(parsed);
-  if (result != LY_SUCCESS) throw std::runtime_error(TakeErrors(context));
-  return tree;
+  return ParseData(context, Input(xml), LYD_XML, LYD_PARSE_STRICT);
 }
 
 }  // namespace host

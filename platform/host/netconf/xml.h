@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "config/tree.h"
+#include "config/yang_data.h"
 
 namespace host {
 
@@ -29,8 +29,10 @@ std::string Leaf(const std::string& name, bool value);
 /// As ietf-yang-types has date-and-time, in UTC.
 std::string TimeText(std::chrono::system_clock::time_point time);
 
-/// Reads state data, which is not validated. Throws std::runtime_error for what the models do not
-/// have.
+/// A text without the blanks around it.
+std::string Trimmed(const std::string& text);
+
+/// Reads state data, which is not validated. Throws Refusal for what the models do not have.
 Tree ParseState(ly_ctx* context, const std::string& xml);
 
 }  // namespace host

@@ -102,9 +102,8 @@ TEST_F(CdbShapesTest, ContainerOfAnEntryIsAName) {
   EXPECT_THAT(Texts(5), ElementsAre("a", "1", "first", "details", "7"));
   EXPECT_EQ(values_[3].type, C_XMLTAG);
   EXPECT_EQ(values_[3].val.xmltag.ns,
-            engine_.Models().NamespaceHash(host::Reader(engine_.Models(), engine_.Running())
-                                               .Find("/shapes/outer{a 1}/details")
-                                               .element));
+            engine_.Models().NamespaceHash(
+                host::ParseModelPath(engine_.Models(), "/shapes/outer{a 1}/details").Element()));
 }
 
 TEST_F(CdbShapesTest, ListIsANameWhereItHasEntries) {

@@ -1,0 +1,207 @@
+#include "config/yang_data.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace host {
+
+namespace {
+
+struct FreeText {
+  void operator()(char* text) const { free(text); }
+};
+
+using Text = std::unique_ptr<char, FreeText>;
+
+ly_ctx* ContextOf(const lyd_node* node) { return node->schema->module->ctx; }
+
+const lyd_node_opaq* AsOpaque(const lyd_node* node) {
+  return reinterpret_cast<const lyd_node_opaq*>(node);
+}
+
+const char* OrEmpty(const char* text) { return text == nullptr ? "" : text; }
+
+std::string WithoutFullStop(const char* text) {
+  std::string result = text;
+  if (!result.empty() && result.back() == '.') result.pop_back();
+  return result;
+}
+
+/// libyang tells a place as `KIND location "PATH", line number N.`, and quotes in the path are as
+/// they are.
+std::string PathIn(const ly_err_item* error, const std::string& kind) {
+  const std::string place = OrEmpty(error == nullptr ? nullptr : error->path);
+  const std::string start = kind + " location \"";
+  if (place.compare(0, start.size(), start) != 0) return "";
+  return place.substr(start.size(), place.rfind('"') - start.size());
+}
+
+/// The tag that goes with an error-app-tag (RFC 7950, section 15).
+const char* TagWith(const std::string& app_tag, const char* other) {
+  const bool lacks_data = app_tag == "instance-required" || app_tag == "missing-choice";
+  return lacks_data ? "data-missing" : other;
+}
+
+}  // namespace
+
+std::string TakeErrors(ly_ctx* context) {
+  std::string text;
+  for (const ly_err_item* error = ly_err_first(context); error != nullptr; error = error->next) {
+    if (!text.empty()) text += "; ";
+    text += WithoutFullStop(error->msg == nullptr ? "out of memory" : error->msg);
+    if (error->path != nullptr) text += " (" + WithoutFullStop(error->path) + ")";
+  }
+  ly_err_clean(context, nullptr);
+  return text.empty() ? "libyang gives no reason" : text;
+}
+
+Refusal TakeRefusal(ly_ctx* context, const char* tag) {
+  std::string path;
+  std::string app_tag;
+  for (const ly_err_item* error = ly_err_first(context); error != nullptr; error = error->next) {
+    if (path.empty()) path = DataPathOf(error);
+    if (app_tag.empty()) app_tag = OrEmpty(error->apptag);
+  }
+  return {TagWith(app_tag, tag), path, TakeErrors(context), app_tag};
+}
+
+std::string DataPathOf(const ly_err_item* error) { return PathIn(error, "Data"); }
+
+std::string SchemaPathOf(const ly_err_item* error) { return PathIn(error, "Schema"); }
+
+Input::Input(const std::string& text) {
+  ly_in* opened = nullptr;
+  if (ly_in_new_memory(text.c_str(), &opened) != LY_SUCCESS) throw std::bad_alloc();
+  input_.reset(opened);
+}
+
+Tree ParseData(ly_ctx* context, const Input& input, LYD_FORMAT format, uint32_t options) {
+  lyd_node* parsed = nullptr;
+  const LY_ERR result =
+      lyd_parse_data(context, nullptr, input.Get(), format, LYD_PARSE_ONLY | options, 0, &parsed);
+  Tree tree(parsed);
+  if (result != LY_SUCCESS) throw TakeRefusal(context);
+  return tree;
+}
+
+std::string PrintData(const lyd_node* first, LYD_FORMAT format, uint32_t options) {
+  char* text = nullptr;
+  if (lyd_print_mem(&text, first, format, LYD_PRINT_WITHSIBLINGS | options) != LY_SUCCESS) {
+    throw std::bad_alloc();
+  }
+  const Text owned(text);
+  return OrEmpty(text);
+}
+
+std::string PrintModel(const lys_module* module) {
+  char* text = nullptr;
+  if (lys_print_mem(&text, module, LYS_OUT_YANG, 0) != LY_SUCCESS) throw std::bad_alloc();
+  const Text owned(text);
+  return OrEmpty(text);
+}
+
+std::string PathOf(const lyd_node* node) {
+  if (node == nullptr) return "";
+  const Text path(lyd_path(node, LYD_PATH_STD, nullptr, 0));
+  return OrEmpty(path.get());
+}
+
+std::string PathBelow(const lyd_node* parent, const lysc_node* element) {
+  const bool is_same_module = parent != nullptr && parent->schema->module == element->module;
+  return PathOf(parent) + "/" + (is_same_module ? "" : std::string(element->module->name) + ":") +
+         element->name;
+}
+
+const char* NameOf(const lyd_node* node) {
+  return node->schema == nullptr ? AsOpaque(node)->name.name : node->schema->name;
+}
+
+const char* NamespaceOf(const lyd_node* node) {
+  return node->schema == nullptr ? OrEmpty(AsOpaque(node)->name.module_ns)
+                                 : node->schema->module->ns;
+}
+
+const char* ValueOf(const lyd_node* node) {
+  if (node->schema == nullptr) return OrEmpty(AsOpaque(node)->value);
+  return (node->schema->nodetype & LYD_NODE_TERM) == 0 ? "" : lyd_get_value(node);
+}
+
+bool Means(const lyd_node* node, const lysc_node* element) {
+  if (node->schema != nullptr) return node->schema == element;
+  return strcmp(NameOf(node), element->name) == 0 &&
+         strcmp(NamespaceOf(node), element->module->ns) == 0;
+}
+
+const lyd_node* FindNamed(const lyd_node* siblings, const std::string& name) {
+  for (const lyd_node* node = siblings; node != nullptr; node = node->next) {
+    if (node->schema != nullptr && name == node->schema->name) return node;
+  }
+  return nullptr;
+}
+
+lyd_node* FindFirst(const lyd_node* siblings, const lysc_node* element) {
+  lyd_node* found = nullptr;
+  if (siblings != nullptr) lyd_find_sibling_val(siblings, element, nullptr, 0, &found);
+  return found;
+}
+
+lyd_node* FindSame(const lyd_node* siblings, const lyd_node* node) {
+  lyd_node* found = nullptr;
+  if (siblings != nullptr) lyd_find_sibling_first(siblings, node, &found);
+  return found;
+}
+
+const lyd_node* NextEntry(const lyd_node* entry) {
+  const lyd_node* next = entry->next;
+  return next != nullptr && next->schema == entry->schema ? next : nullptr;
+}
+
+Tree CopyNode(const lyd_node* node, uint32_t options) {
+  lyd_node* copy = nullptr;
+  if (lyd_dup_single(node, nullptr, options, &copy) != LY_SUCCESS) {
+    throw TakeRefusal(ContextOf(node));
+  }
+  return Tree(copy);
+}
+
+lyd_node* Insert(Tree* tree, lyd_node* parent, Tree node) {
+  LY_ERR result = LY_SUCCESS;
+  if (parent != nullptr) {
+    result = lyd_insert_child(parent, node.get());
+  } else {
+    lyd_node* first = tree->release();
+    result = lyd_insert_sibling(first, node.get(), &first);
+    tree->reset(first);
+  }
+  if (result != LY_SUCCESS) throw TakeRefusal(ContextOf(node.get()));
+  return node.release();
+}
+
+void InsertAll(Tree* tree, Tree nodes) {
+  while (nodes != nullptr) {
+    lyd_node* node = nodes.release();
+    nodes.reset(node->next);
+    lyd_unlink_tree(node);
+    Insert(tree, nullptr, Tree(node));
+  }
+}
+
+void Remove(Tree* tree, lyd_node* node) {
+  if (node == tree->get()) {
+    lyd_node* rest = node->next;
+    static_cast<void>(tree->release());
+    lyd_unlink_tree(node);
+    tree->reset(rest);
+  }
+  lyd_free_tree(node);
+}
+
+void SetValue(lyd_node* leaf, const char* text) {
+  const LY_ERR result = lyd_change_term(leaf, text);
+  // The value may be as before: explicit now, or so already.
+  const bool is_taken = result == LY_SUCCESS || result == LY_EEXIST || result == LY_ENOT;
+  if (!is_taken) throw TakeRefusal(ContextOf(leaf), "invalid-value");
+}
+
+}  // namespace host

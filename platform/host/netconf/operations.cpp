@@ -1,0 +1,165 @@
+#include "netconf/operations.h"
+
+#include <cstring>
+#include <utility>
+
+#include "netconf/edit.h"
+#include "netconf/parameters.h"
+#include "netconf/rpc_error.h"
+#include "netconf/xml.h"
+
+namespace host {
+
+namespace {
+
+constexpr char kOk[] = "<ok/>";
+
+RpcError Unsupported(const std::string& what) {
+  return {"protocol", "operation-not-supported", what + " is not supported"};
+}
+
+/// The configuration that stands in a <config> element.
+Tree ContentOf(const Request& request, const lyd_node* config) {
+  Tree tree;
+  ApplyEdit(request.Context(), ConfigContent(config), EditOperation::kMerge, &tree);
+  return tree;
+}
+
+Tree SourceOf(const Request& request) {
+  const lyd_node* source = Parameter(request.operation, "source");
+  const lyd_node* config = Parameter(source, "config");
+  return config == nullptr ? request.datastores->Copy(DatastoreIn(source))
+                           : ContentOf(request, config);
+}
+
+std::string Data(const Request& request, const Tree& data) {
+  const uint32_t options = LYD_PRINT_SHRINK | DefaultsFlag(request.operation);
+  return Element("data", data == nullptr ? "" : PrintData(data.get(), LYD_XML, options));
+}
+
+std::string Get(const Request& request) {
+  Tree data = request.datastores->Copy(Datastore::kRunning);
+  InsertAll(&data, request.services->state());
+  return Data(request, Filtered(request.operation, std::move(data)));
+}
+
+std::string GetConfig(const Request& request) {
+  return Data(request, Filtered(request.operation, SourceOf(request)));
+}
+
+std::string EditConfig(const Request& request) {
+  const Datastore target = DatastoreIn(Parameter(request.operation, "target"));
+  const EditOperation inherited =
+      ParseEditOperation(ParameterText(request.operation, "default-operation").c_str());
+  if (ParameterText(request.operation, "error-option") == "continue-on-error") {
+    throw Unsupported("continue-on-error");
+  }
+  const lyd_node* config = Parameter(request.operation, "config");
+  Tree content = inherited == EditOperation::kReplace ? Tree() : request.datastores->Copy(target);
+  ApplyEdit(request.Context(), ConfigContent(config), inherited, &content);
+  const std::string test = TestOption(request.operation);
+  // What is put into running is checked by its commit.
+  const bool is_checked_later = test == "test-then-set" && target == Datastore::kRunning;
+  if (test != "set" && !is_checked_later) request.datastores->Check(CopyTree(content.get()));
+  if (test != "test-only") request.datastores->Replace(target, std::move(content), request.session);
+  return kOk;
+}
+
+std::string CopyConfig(const Request& request) {
+  const Datastore target = DatastoreIn(Parameter(request.operation, "target"));
+  const lyd_node* source = Parameter(request.operation, "source");
+  if (Parameter(source, "config") == nullptr && DatastoreIn(source) == target) {
+    throw RpcError("protocol", "invalid-value", "source and target are one datastore")
+        .With("bad-element", "source");
+  }
+  request.datastores->Replace(target, SourceOf(request), request.session);
+  return kOk;
+}
+
+std::string Commit(const Request& request) {
+  request.datastores->Commit(request.session);
+  return kOk;
+}
+
+std::string DiscardChanges(const Request& request) {
+  request.datastores->Discard(request.session);
+  return kOk;
+}
+
+std::string Validate(const Request& request) {
+  request.datastores->Check(SourceOf(request));
+  return kOk;
+}
+
+std::string Lock(const Request& request) {
+  request.datastores->Lock(DatastoreIn(Parameter(request.operation, "target")), request.session);
+  return kOk;
+}
+
+std::string Unlock(const Request& request) {
+  request.datastores->Unlock(DatastoreIn(Parameter(request.operation, "target")), request.session);
+  return kOk;
+}
+
+std::string KillSession(const Request& request) {
+  const auto session =
+      static_cast<SessionId>(std::stoul(ParameterText(request.operation, "session-id")));
+  if (session == request.session) {
+    throw RpcError("protocol", "invalid-value", "a session ends itself by close-session");
+  }
+  if (!request.services->kill(session)) {
+    throw RpcError("protocol", "invalid-value", "there is no session " + std::to_string(session));
+  }
+  return kOk;
+}
+
+std::string GetSchema(const Request& request) {
+  const std::string name = ParameterText(request.operation, "identifier");
+  const std::string version = ParameterText(request.operation, "version");
+  const lys_module* module =
+      version.empty() ? ly_ctx_get_module_latest(request.Context(), name.c_str())
+                      : ly_ctx_get_module(request.Context(), name.c_str(), version.c_str());
+  if (module == nullptr) {
+    throw RpcError("protocol", "invalid-value", "there is no schema " + name + " " + version);
+  }
+  const std::string format = ParameterText(request.operation, "format", "yang");
+  if (format.find("yang") == std::string::npos) throw Unsupported("format " + format);
+  return R"(<data xmlns="urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring">)" +
+         EscapeXml(PrintModel(module)) + "</data>";
+}
+
+std::string CloseSession(const Request& /*request*/) { return kOk; }
+
+struct Operation {
+  const char* name;
+  std::string (*perform)(const Request& request);
+  bool closes = false;
+};
+
+/// delete-config is missing: no datastore of this server can be deleted.
+constexpr Operation kOperations[] = {
+    {"get", Get},
+    {"get-config", GetConfig},
+    {"edit-config", EditConfig},
+    {"copy-config", CopyConfig},
+    {"commit", Commit},
+    {"discard-changes", DiscardChanges},
+    {"validate", Validate},
+    {"lock", Lock},
+    {"unlock", Unlock},
+    {"kill-session", KillSession},
+    {"close-session", CloseSession, true},
+    {"get-schema", GetSchema},
+};
+
+}  // namespace
+
+Answer Perform(const Request& request) {
+  const char* name = NameOf(request.operation);
+  for (const Operation& operation : kOperations) {
+    if (strcmp(operation.name, name) == 0) return {operation.perform(request), operation.closes};
+  }
+  throw Unsupported(name);
+}
+
+}  // namespace host

@@ -1,0 +1,42 @@
+// The operations of the protocol (RFC 6241, section 7; RFC 6022; RFC 6243).
+#pragma once
+
+#include <libyang/libyang.h>
+
+#include <functional>
+#include <string>
+
+#include "config/yang_data.h"
+#include "netconf/datastores.h"
+
+namespace host {
+
+/// What requests reach besides the datastores.
+struct RpcServices {
+  /// State data of all kinds, for <get>.
+  std::function<Tree()> state;
+
+  /// Ends a session; false when there is none of that number.
+  std::function<bool(SessionId session)> kill;
+};
+
+/// One request that its model has checked, and what it works on.
+struct Request {
+  const lyd_node* operation;
+  SessionId session;
+  Datastores* datastores;
+  const RpcServices* services;
+
+  ly_ctx* Context() const { return datastores->Models().Context(); }
+};
+
+struct Answer {
+  std::string content;  ///< What stands in the reply.
+  bool closes = false;  ///< The session ends when the reply is sent.
+};
+
+/// Does what is requested. Throws Refusal and other exceptions of what cannot be done; of an
+/// operation that there is not, RpcError, operation-not-supported.
+Answer Perform(const Request& request);
+
+}  // namespace host

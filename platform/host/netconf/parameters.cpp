@@ -1,0 +1,77 @@
+#include "netconf/parameters.h"
+
+#include <utility>
+
+#include "netconf/filter.h"
+#include "netconf/rpc_error.h"
+#include "netconf/xml.h"
+
+namespace host {
+
+namespace {
+
+/// What stands in an <filter> or <config> element; null for nothing.
+const lyd_node* AnyContent(const lyd_node* element) {
+  const auto* any = reinterpret_cast<const lyd_node_any*>(element);
+  return any->value_type == LYD_ANYDATA_DATATREE ? any->value.tree : nullptr;
+}
+
+std::string MetaText(const lyd_node* node, const char* name) {
+  const lyd_meta* meta = lyd_find_meta(node->meta, nullptr, name);
+  return meta == nullptr ? "" : lyd_get_meta_value(meta);
+}
+
+}  // namespace
+
+const lyd_node* Parameter(const lyd_node* parent, const char* name) {
+  return FindNamed(lyd_child(parent), name);
+}
+
+std::string ParameterText(const lyd_node* operation, const char* leaf, const char* absent) {
+  const lyd_node* found = Parameter(operation, leaf);
+  return found == nullptr ? absent : lyd_get_value(found);
+}
+
+Datastore DatastoreIn(const lyd_node* container) {
+  return Parameter(container, "running") != nullptr ? Datastore::kRunning : Datastore::kCandidate;
+}
+
+const lyd_node* ConfigContent(const lyd_node* config) {
+  const auto* any = reinterpret_cast<const lyd_node_any*>(config);
+  const bool is_text = any->value_type == LYD_ANYDATA_STRING || any->value_type == LYD_ANYDATA_XML;
+  const std::string text = is_text && any->value.str != nullptr ? any->value.str : "";
+  if (Trimmed(text).empty()) return AnyContent(config);
+  throw RpcError("protocol", "invalid-value", "a configuration is no text")
+      .With("bad-element", "config");
+}
+
+/// By default an edit of the candidate is not tested, though RFC 6241, 7.2 says so: entries that
+/// need each other could then not be made by one edit each, as clients do that build the candidate
+/// step by step. The commit checks it.
+std::string TestOption(const lyd_node* operation) {
+  const lyd_node* option = Parameter(operation, "test-option");
+  const bool is_given = option != nullptr && (option->flags & LYD_DEFAULT) == 0;
+  return is_given ? lyd_get_value(option) : "set";
+}
+
+Tree Filtered(const lyd_node* operation, Tree data) {
+  const lyd_node* filter = Parameter(operation, "filter");
+  if (filter == nullptr) return data;
+  if (MetaText(filter, "ietf-netconf:type") == "xpath") {
+    const std::string select = MetaText(filter, "ietf-netconf:select");
+    if (!select.empty()) return SelectXPath(select.c_str(), data.get());
+    throw RpcError("protocol", "missing-attribute", "select tells what an XPath filter selects")
+        .With("bad-attribute", "select")
+        .With("bad-element", "filter");
+  }
+  return SelectSubtree(AnyContent(filter), data.get());
+}
+
+uint32_t DefaultsFlag(const lyd_node* operation) {
+  const std::string mode = ParameterText(operation, "with-defaults", "explicit");
+  if (mode == "report-all") return LYD_PRINT_WD_ALL;
+  if (mode == "report-all-tagged") return LYD_PRINT_WD_ALL_TAG;
+  return mode == "trim" ? LYD_PRINT_WD_TRIM : LYD_PRINT_WD_EXPLICIT;
+}
+
+}  // namespace host

@@ -1,0 +1,35 @@
+// What the parameters of a request say.
+#pragma once
+
+#include <libyang/libyang.h>
+
+#include <string>
+
+#include "config/yang_data.h"
+#include "netconf/datastores.h"
+
+namespace host {
+
+/// An element of an operation or of a parameter; null when it is not there.
+const lyd_node* Parameter(const lyd_node* parent, const char* name);
+
+/// The text of a leaf of an operation, `absent` when it is not there.
+std::string ParameterText(const lyd_node* operation, const char* leaf, const char* absent = "");
+
+/// The datastore that a <source> or <target> names; the models let nothing else through.
+Datastore DatastoreIn(const lyd_node* container);
+
+/// What stands in a <config>, null for nothing. Throws RpcError for a text.
+const lyd_node* ConfigContent(const lyd_node* config);
+
+/// "set", "test-then-set" or "test-only".
+std::string TestOption(const lyd_node* operation);
+
+/// What a request's <filter>, if it has one, leaves of `data`. Throws RpcError.
+Tree Filtered(const lyd_node* operation, Tree data);
+
+/// How values that the models give are reported (RFC 6243), as LYD_PRINT_WD_...; "explicit" is the
+/// basic mode.
+uint32_t DefaultsFlag(const lyd_node* operation);
+
+}  // namespace host
