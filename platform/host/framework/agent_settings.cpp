@@ -4,20 +4,15 @@
 
 #include "confd/value_text.h"
 #include "confd_cdb.h"
+#include "config/device_paths.h"
 #include "delivery/change.h"
 
 namespace host {
 
-const std::array<const char*, 3> kAgentAddresses = {
-    "/confd_dyncfg:confdConfig/snmpAgent/ip", "/confd_dyncfg:confdConfig/snmpAgent/port",
-    "/confd_dyncfg:confdConfig/snmpAgent/extraIpPorts"};
+const std::array<const char*, 3> kAgentAddresses = {kAgentIpPath, kAgentPortPath, kAgentExtraPath};
 
 namespace {
 
-constexpr char kAgent[] = "/confd_dyncfg:confdConfig/snmpAgent";
-constexpr char kCommunities[] =
-    "/SNMP_COMMUNITY_MIB:SNMP-COMMUNITY-MIB/snmpCommunityTable/snmpCommunityEntry";
-constexpr char kListenInterfaces[] = "/snmp/agent/listen/interface";
 constexpr char kIpv4Wildcard[] = "0.0.0.0";
 constexpr char kIpv6Wildcard[] = "::";
 
@@ -28,18 +23,17 @@ int Checked(int result) {
 
 common::OwnedValue AgentLeaf(int cdb_socket, const char* leaf) {
   confd_value_t value;
-  Checked(cdb_get(cdb_socket, &value, "%s/%s", kAgent, leaf));
+  Checked(cdb_get(cdb_socket, &value, "%s/%s", kAgentPath, leaf));
   return common::OwnedValue(value);
 }
 
 /// The ports that listening interfaces redirect to.
 std::set<uint16_t> ReadRedirectPorts(int cdb_socket) {
   std::set<uint16_t> ports;
-  const int rows = Checked(cdb_num_instances(cdb_socket, "%s", kListenInterfaces));
+  const int rows = Checked(cdb_num_instances(cdb_socket, "%s", kListenersPath));
   for (int row = 0; row < rows; ++row) {
     uint16_t port = 0;
-    if (cdb_get_u_int16(cdb_socket, &port, "%s[%d]/redir-port", kListenInterfaces, row) ==
-        CONFD_OK) {
+    if (cdb_get_u_int16(cdb_socket, &port, "%s[%d]/redir-port", kListenersPath, row) == CONFD_OK) {
       ports.insert(port);
     } else if (confd_errno != CONFD_ERR_NOEXISTS) {
       Checked(CONFD_ERR);
@@ -78,10 +72,10 @@ std::set<Endpoint> ReadAgentListeners(int cdb_socket) {
 
 std::vector<std::string> ReadAgentCommunities(int cdb_socket) {
   std::vector<std::string> communities;
-  const int rows = Checked(cdb_num_instances(cdb_socket, "%s", kCommunities));
+  const int rows = Checked(cdb_num_instances(cdb_socket, "%s", kCommunitiesPath));
   for (int row = 0; row < rows; ++row) {
     confd_value_t name;
-    Checked(cdb_get(cdb_socket, &name, "%s[%d]/snmpCommunityName", kCommunities, row));
+    Checked(cdb_get(cdb_socket, &name, "%s[%d]/snmpCommunityName", kCommunitiesPath, row));
     communities.push_back(common::ValueText(common::OwnedValue(name).Value()));
   }
   return communities;

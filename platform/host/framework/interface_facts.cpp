@@ -5,6 +5,7 @@
 #include <array>
 
 #include "confd_cdb.h"
+#include "config/device_paths.h"
 
 namespace host {
 
@@ -21,8 +22,8 @@ std::string InterfaceOf(const std::string& name) {
 /// Text leaf of an L3 interface; empty where it has none.
 std::string ReadText(int cdb_socket, const std::string& interface, const char* leaf) {
   std::array<char, kTextSize> text = {};
-  const int code = cdb_get_str(cdb_socket, text.data(), static_cast<int>(text.size()),
-                               "/config/interface/l3{%s}/%s", interface.c_str(), leaf);
+  const int code = cdb_get_str(cdb_socket, text.data(), static_cast<int>(text.size()), "%s{%s}/%s",
+                               kL3InterfacesPath, interface.c_str(), leaf);
   return code == CONFD_OK ? text.data() : std::string();
 }
 
@@ -34,15 +35,15 @@ std::string ToText(int family, const void* address) {
 
 std::string ReadIpv4(int cdb_socket, const std::string& interface) {
   confd_ipv4_prefix prefix = {};
-  const int code = cdb_get_ipv4_and_plen(
-      cdb_socket, &prefix, "/config/interface/l3{%s}/ipv4/address/ip", interface.c_str());
+  const int code = cdb_get_ipv4_and_plen(cdb_socket, &prefix, "%s{%s}/ipv4/address/ip",
+                                         kL3InterfacesPath, interface.c_str());
   return code == CONFD_OK ? ToText(AF_INET, &prefix.ip) : std::string();
 }
 
 std::string ReadIpv6(int cdb_socket, const std::string& interface) {
   confd_ipv6_prefix prefix = {};
-  const int code = cdb_get_ipv6_and_plen(
-      cdb_socket, &prefix, "/config/interface/l3{%s}/ipv6/address[0]/ip", interface.c_str());
+  const int code = cdb_get_ipv6_and_plen(cdb_socket, &prefix, "%s{%s}/ipv6/address[0]/ip",
+                                         kL3InterfacesPath, interface.c_str());
   return code == CONFD_OK ? ToText(AF_INET6, &prefix.ip6) : std::string();
 }
 
@@ -50,10 +51,7 @@ uint32_t ReadVrf(int cdb_socket, const std::string& interface) {
   const std::string vrf = ReadText(cdb_socket, interface, "vrf");
   if (vrf.empty()) return 0;
   uint32_t index = 0;
-  const int code = cdb_get_u_int32(
-      cdb_socket, &index,
-      "/metacli-internal:internal/metacli-internal:vrf-config/stringTOindex{%s}/vrf-idx",
-      vrf.c_str());
+  const int code = cdb_get_u_int32(cdb_socket, &index, "%s{%s}/vrf-idx", kVrfsPath, vrf.c_str());
   return code == CONFD_OK ? index : 0;
 }
 

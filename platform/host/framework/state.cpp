@@ -6,6 +6,7 @@
 
 #include "confd/value_text.h"
 #include "confd_cdb.h"
+#include "config/device_paths.h"
 #include "delivery/change.h"
 #include "framework/agent_settings.h"
 #include "framework/interface_facts.h"
@@ -17,10 +18,6 @@
 namespace host {
 
 namespace {
-
-constexpr char kListening[] = "/snmp/agent/listen/interface";
-constexpr char kTargets[] = "/snmp/target";
-constexpr char kVrfs[] = "/metacli-internal:internal/metacli-internal:vrf-config/stringTOindex";
 
 std::string RoleText() {
   switch (CurrentHaRole()) {
@@ -103,7 +100,8 @@ std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled,
                          bool hears_vrf_devices) {
   const std::string name = Text(cdb_socket, entry + "name");
   const std::string l3_name = name.compare(0, 3, "l3-") == 0 ? name.substr(3) : name;
-  const std::string vrf = Text(cdb_socket, "/config/interface/l3{" + l3_name + "}/vrf");
+  const std::string vrf =
+      Text(cdb_socket, std::string(kL3InterfacesPath) + "{" + l3_name + "}/vrf");
   const std::string kernel_name = ReadKernelName(cdb_socket, name);
   const uint16_t port = Port(cdb_socket, entry + "udp-port");
   const uint16_t redirect_port = Port(cdb_socket, entry + "redir-port");
@@ -119,10 +117,11 @@ std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled,
 std::string InterfacesXml(int cdb_socket, const Rules& rules) {
   const bool enabled = ReadAgentEnabled(cdb_socket);
   const bool hears_vrf_devices = rules.HearsVrfDevices();
-  const int count = Count(cdb_socket, kListening);
+  const int count = Count(cdb_socket, kListenersPath);
   std::string content;
   for (int i = 0; i < count; ++i) {
-    content += InterfaceXml(cdb_socket, Entry(kListening, i), enabled, rules, hears_vrf_devices);
+    content +=
+        InterfaceXml(cdb_socket, Entry(kListenersPath, i), enabled, rules, hears_vrf_devices);
   }
   return content;
 }
@@ -132,7 +131,7 @@ std::string TargetXml(int cdb_socket, const std::string& entry, const Rules& rul
   DestinationRule rule;
   rule.address = boost::asio::ip::make_address(Text(cdb_socket, entry + "ip"));
   rule.port = Port(cdb_socket, entry + "udp-port");
-  cdb_get_u_int32(cdb_socket, &rule.table, "%s{%s}/vrf-idx", kVrfs, vrf.c_str());
+  cdb_get_u_int32(cdb_socket, &rule.table, "%s{%s}/vrf-idx", kVrfsPath, vrf.c_str());
   const bool has_rule = rules.HasDestination(rule);
   std::string reason;
   if (!has_rule) {
@@ -145,9 +144,9 @@ std::string TargetXml(int cdb_socket, const std::string& entry, const Rules& rul
 }
 
 std::string TargetsXml(int cdb_socket, const Rules& rules) {
-  const int count = Count(cdb_socket, kTargets);
+  const int count = Count(cdb_socket, kTargetsPath);
   std::string content;
-  for (int i = 0; i < count; ++i) content += TargetXml(cdb_socket, Entry(kTargets, i), rules);
+  for (int i = 0; i < count; ++i) content += TargetXml(cdb_socket, Entry(kTargetsPath, i), rules);
   return content;
 }
 

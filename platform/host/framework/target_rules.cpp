@@ -7,14 +7,12 @@
 
 #include "confd/value_text.h"
 #include "confd_cdb.h"
+#include "config/device_paths.h"
 #include "delivery/change.h"
 
 namespace host {
 
 namespace {
-
-constexpr char kTargets[] = "/snmp/target";
-constexpr char kVrfs[] = "/metacli-internal:internal/metacli-internal:vrf-config/stringTOindex";
 
 std::string Text(int cdb_socket, const std::string& path) {
   confd_value_t value;
@@ -27,13 +25,14 @@ std::string Text(int cdb_socket, const std::string& path) {
 
 /// The rule of the target at a position; none for one in no VRF.
 std::optional<DestinationRule> ReadRule(int cdb_socket, int position) {
-  const std::string target = std::string(kTargets) + "[" + std::to_string(position) + "]/";
+  const std::string target = std::string(kTargetsPath) + "[" + std::to_string(position) + "]/";
   const std::string vrf = Text(cdb_socket, target + "vrf");
   if (vrf.empty()) return std::nullopt;
   DestinationRule rule;
   rule.address = boost::asio::ip::make_address(Text(cdb_socket, target + "ip"));
   if (cdb_get_u_int16(cdb_socket, &rule.port, "%sudp-port", target.c_str()) != CONFD_OK ||
-      cdb_get_u_int32(cdb_socket, &rule.table, "%s{%s}/vrf-idx", kVrfs, vrf.c_str()) != CONFD_OK) {
+      cdb_get_u_int32(cdb_socket, &rule.table, "%s{%s}/vrf-idx", kVrfsPath, vrf.c_str()) !=
+          CONFD_OK) {
     throw std::runtime_error(confd_lasterr());
   }
   return rule;
@@ -43,7 +42,7 @@ std::optional<DestinationRule> ReadRule(int cdb_socket, int position) {
 
 std::set<DestinationRule> ReadTargetRules(int cdb_socket) {
   std::set<DestinationRule> rules;
-  const int count = cdb_num_instances(cdb_socket, "%s", kTargets);
+  const int count = cdb_num_instances(cdb_socket, "%s", kTargetsPath);
   if (count == CONFD_ERR) throw std::runtime_error(confd_lasterr());
   for (int position = 0; position < count; ++position) {
     const std::optional<DestinationRule> rule = ReadRule(cdb_socket, position);
