@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "config/engine.h"
-#include "config/store.h"
 #include "config/target_check.h"
 #include "netconf/hello.h"
 #include "netconf/rpc.h"
@@ -32,28 +31,17 @@ constexpr char kStart[] = R"({
   "confd_dyncfg:confdConfig": {"snmpAgent": {"enabled": true, "ip": "198.51.100.1"}}
 })";
 
+void CheckStored(const std::string& text);
+
 /// Never destroyed: the trees of the last input may still be there when the process ends.
 host::Engine& Engine() {
-  static host::Engine& engine =
-      *new host::Engine(MODELS_FOLDER, "not written", nullptr, nullptr, STANDARD_MODELS_FOLDER);
+  static host::Engine& engine = *new host::Engine(MODELS_FOLDER, "not written", nullptr, nullptr,
+                                                  STANDARD_MODELS_FOLDER, CheckStored);
   return engine;
 }
 
-/// Puts the start in force unless it still is.
-void Start() {
-  static const host::Tree& start =
-      *new host::Tree(host::ParseTree(Engine().Models().Context(), kStart));
-  static host::SharedTree& in_force = *new host::SharedTree;
-  if (Engine().Running() == in_force) return;
-  Engine().Commit(host::CopyTree(start.get()));
-  in_force = Engine().Running();
-}
-
-}  // namespace
-
 /// Takes the place of the file that a commit writes: what would be written is what is read back.
-extern "C" void __wrap__ZNK4host5Store4SaveERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(
-    const host::Store* /*store*/, const std::string& text) {
+void CheckStored(const std::string& text) {
   ly_ctx* context = Engine().Models().Context();
   try {
     host::Tree tree = host::ParseTree(context, text);
@@ -65,7 +53,15 @@ extern "C" void __wrap__ZNK4host5Store4SaveERKNSt7__cxx1112basic_stringIcSt11cha
   }
 }
 
-namespace {
+/// Puts the start in force unless it still is.
+void Start() {
+  static const host::Tree& start =
+      *new host::Tree(host::ParseTree(Engine().Models().Context(), kStart));
+  static host::SharedTree& in_force = *new host::SharedTree;
+  if (Engine().Running() == in_force) return;
+  Engine().Commit(host::CopyTree(start.get()));
+  in_force = Engine().Running();
+}
 
 std::string Content(const host::Datastores& datastores) {
   return host::PrintTree(datastores.Copy(host::Datastore::kRunning).get()) +

@@ -51,9 +51,10 @@ SharedTree ReadTree(ly_ctx* context, const std::string& text) {
 }  // namespace
 
 Engine::Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver,
-               Hooks* hooks, const std::string& standard_folder)
+               Hooks* hooks, const std::string& standard_folder, Save save)
     : schema_(models_folder, standard_folder),
       store_(running_file),
+      save_(save ? std::move(save) : [this](const std::string& text) { store_.Save(text); }),
       deliver_(std::move(deliver)),
       hooks_(hooks),
       running_(ReadTree(schema_.Context(), "{}")) {}
@@ -133,7 +134,7 @@ CommitResult Engine::PutInForce(SharedTree candidate, std::vector<common::Change
   const std::string text = PrintTree(candidate.get());
   CommitResult result;
   if (changes.empty() && text == PrintTree(running_.get())) return result;
-  store_.Save(text);
+  save_(text);
   running_.swap(candidate);
   result.saved = true;
   if (changes.empty()) return result;

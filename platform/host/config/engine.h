@@ -21,6 +21,9 @@ namespace host {
 /// leaves it leaves the commit in force and goes to who asked for the commit.
 using Deliver = std::function<void(std::vector<common::Change>& changes)>;
 
+/// Keeps the text of a configuration for the next start; throws when that is not done.
+using Save = std::function<void(const std::string& text)>;
+
 struct LoadResult {
   bool found = false;   ///< The running configuration is the stored one, else the defaults.
   std::string refused;  ///< Why a stored file was moved aside and to where, else empty.
@@ -36,10 +39,11 @@ class Engine {
   /// Loads the models of `models_folder`; the running configuration is their defaults. It is kept
   /// in `running_file`, whose folder must exist at the first save. `deliver` may be empty, `hooks`
   /// null; they stay the caller's.
-  /// `standard_folder` is as Schema has it.
+  /// `standard_folder` is as Schema has it. `save` takes the place of writing the file, empty for
+  /// that.
   /// Throws std::runtime_error as Schema does, or when the defaults alone are not valid.
   Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver,
-         Hooks* hooks = nullptr, const std::string& standard_folder = "");
+         Hooks* hooks = nullptr, const std::string& standard_folder = "", Save save = {});
 
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
@@ -57,8 +61,7 @@ class Engine {
   /// Replaces the running configuration by the content of a start-up file in JSON and delivers the
   /// changes. What the system wrote on its own stays, as far as what it stands in does.
   /// Throws std::runtime_error with the file's path, the place in it and the reason when the file
-  /// cannot be read, is refused by the models or a hook or the result cannot be saved, or when a
-  /// commit is under way; an exception of a hook propagates. Nothing has changed then.
+  /// cannot be read or is refused by the models, as Commit() else. Nothing has changed then.
   CommitResult ReplaceByFile(const std::string& path);
 
   /// A copy of the running configuration, to be edited and given to Commit().
@@ -68,7 +71,9 @@ class Engine {
   /// hooks, validation again when they wrote, differences, save, swap and delivery. What the system
   /// wrote on its own stays even where the candidate lacks it; only hooks take it away. A candidate
   /// that changes no value is not delivered, and not saved either unless its explicit nodes are
-  /// others. Throws as ReplaceByFile() does.
+  /// others. Throws Refusal when the models or a hook refuse it, std::runtime_error when it cannot
+  /// be saved or a commit is under way; an exception of a hook propagates. Nothing has changed
+  /// then.
   CommitResult Commit(Tree candidate);
 
   /// Checks `candidate` as Commit() does before it calls hooks, and throws as that; nothing else
@@ -106,6 +111,7 @@ class Engine {
 
   Schema schema_;
   Store store_;
+  Save save_;
   Deliver deliver_;
   Hooks* hooks_;
   SharedTree running_;     ///< Never null: the models have containers.

@@ -62,6 +62,25 @@ TEST_F(EngineTest, OnlyExplicitNodesAreSaved) {
   EXPECT_THAT(host::ReadFile(file_), AllOf(HasSubstr("1161"), Not(HasSubstr("enabled"))));
 }
 
+TEST_F(EngineTest, ASaveOfTheCallersTakesThePlaceOfTheFile) {
+  std::string saved;
+  bool fails = false;
+  const auto save = [&](const std::string& text) {
+    if (fails) throw std::runtime_error("no room");
+    saved = text;
+  };
+  host::Engine engine(MODELS_FOLDER, file_, nullptr, nullptr, "", save);
+  const auto commit = [&engine](const std::string& port) {
+    engine.Commit(host::ParseTree(engine.Models().Context(), AgentJson("\"port\": " + port)));
+  };
+  commit("1161");
+  EXPECT_EQ(saved, host::PrintTree(engine.Running().get()));
+  fails = true;
+  EXPECT_THAT([&] { commit("1162"); }, ThrowsMessage<std::runtime_error>(HasSubstr("no room")));
+  EXPECT_EQ(PortOf(engine.Running()), "1161");
+  EXPECT_THAT(folder_.Names(), IsEmpty());
+}
+
 TEST_F(EngineTest, SavedConfigurationIsThereAfterARestart) {
   Replace(AgentJson(R"("port": 1161, "extraIpPorts": ["10.0.0.1:161"])"));
   host::Engine restarted(MODELS_FOLDER, file_, nullptr);
