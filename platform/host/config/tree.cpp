@@ -58,7 +58,7 @@ void ValidateTree(ly_ctx* context, Tree* tree) {
   const std::string schema_path = SchemaPathOf(ly_err_first(context));
   const Refusal refusal = TakeRefusal(context);
   const Lacking lacking = FindLacking(context, first, schema_path);
-  if (lacking.path.empty()) throw refusal;
+  if (lacking.path.empty()) throw Refusal(refusal);
   const std::string in_row = lacking.row == nullptr ? "" : " in " + PathOf(lacking.row);
   throw Refusal(refusal.Tag(), lacking.path, refusal.what() + in_row, refusal.AppTag());
 }
