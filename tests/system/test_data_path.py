@@ -190,7 +190,8 @@ table inet firewall {
   }
   chain output {
     type filter hook output priority 0; policy drop;
-    ct state established accept
+    # What leaves by a VRF device passes here twice, the first time untracked.
+    ct state { established, untracked } accept
     meta l4proto { icmp, icmpv6 } accept
   }
 }

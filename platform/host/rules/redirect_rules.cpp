@@ -19,6 +19,7 @@ struct PortField {
   uint32_t checksum;  ///< its offset; kNoChecksum: there is none to be kept right
 };
 
+constexpr uint32_t kMarkSize = 4;
 constexpr uint32_t kNoChecksum = 0xffff;
 constexpr uint32_t kUdpChecksum = 6;
 constexpr PortField kSource = {0, kUdpChecksum};
@@ -51,11 +52,11 @@ class Rule {
     return *this;
   }
 
-  /// Goes on only when the first register is this.
-  Rule& Compare(const std::vector<uint8_t>& bytes) {
+  /// Goes on only when the first register is this, or for NFT_CMP_NEQ is not.
+  Rule& Compare(const std::vector<uint8_t>& bytes, uint32_t operation = NFT_CMP_EQ) {
     nftnl_expr* compare = Next("cmp");
     nftnl_expr_set_u32(compare, NFTNL_EXPR_CMP_SREG, NFT_REG_1);
-    nftnl_expr_set_u32(compare, NFTNL_EXPR_CMP_OP, NFT_CMP_EQ);
+    nftnl_expr_set_u32(compare, NFTNL_EXPR_CMP_OP, operation);
     nftnl_expr_set(compare, NFTNL_EXPR_CMP_DATA, bytes.data(), static_cast<uint32_t>(bytes.size()));
     return *this;
   }
@@ -76,6 +77,23 @@ class Rule {
     if (port.checksum == kNoChecksum) return *this;
     nftnl_expr_set_u32(write, NFTNL_EXPR_PAYLOAD_CSUM_TYPE, NFT_PAYLOAD_CSUM_INET);
     nftnl_expr_set_u32(write, NFTNL_EXPR_PAYLOAD_CSUM_OFFSET, port.checksum);
+    return *this;
+  }
+
+  /// Goes on only with a packet that has a mark.
+  Rule& Marked() {
+    return Meta(NFT_META_MARK, NFT_REG_1).Compare(std::vector<uint8_t>(kMarkSize), NFT_CMP_NEQ);
+  }
+
+  /// Takes the packet's mark away.
+  Rule& Unmark() {
+    const uint32_t none = 0;
+    nftnl_expr* immediate = Next("immediate");
+    nftnl_expr_set_u32(immediate, NFTNL_EXPR_IMM_DREG, NFT_REG_1);
+    nftnl_expr_set(immediate, NFTNL_EXPR_IMM_DATA, &none, kMarkSize);
+    nftnl_expr* meta = Next("meta");
+    nftnl_expr_set_u32(meta, NFTNL_EXPR_META_KEY, NFT_META_MARK);
+    nftnl_expr_set_u32(meta, NFTNL_EXPR_META_SREG, NFT_REG_1);
     return *this;
   }
 
@@ -182,9 +200,12 @@ void AddRedirectRules(NftBatch& batch) {
   for (const TooBig& error : AllTooBig()) {
     for (const uint32_t interface : kInterfaces) TellOfPathMtu(batch, error, interface);
   }
+  // The agent's mark has led to the VRF by now. An answer by a VRF device passes the output hook
+  // twice, and the port that was put back may be another one's redirect port.
   Rule answer(kOutChain);
-  answer.Protocol(IPPROTO_UDP).Header(kSource.offset, sizeof(uint16_t)).Map(kBackSet);
-  answer.Write(kSource).AddTo(batch);
+  answer.Protocol(IPPROTO_UDP).Marked();
+  answer.Header(kSource.offset, sizeof(uint16_t)).Map(kBackSet);
+  answer.Write(kSource).Unmark().AddTo(batch);
 }
 
 }  // namespace host
