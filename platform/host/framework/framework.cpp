@@ -85,6 +85,7 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
           StandardModels(folders)),
       agent_(LogAgentText),
       listener_retry_(Loop(), [this] { return TryRefusedListeners(); }),
+      rules_retry_(Loop(), [this] { return !rules_.Retry(); }),
       monitor_(Loop(), [this] { rules_.Restore(); }) {
   callpoints_.CheckAgainst(engine_.Models());
   MakeFolder(folders.state);
@@ -93,6 +94,9 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
   rules_.SetDestinationQuery([this](const DestinationRule& rule) {
     const VkConfdCdbSession session(this, CDB_RUNNING, true);
     return target_rules_.Contain(rule, engine_.Running(), session.Socket());
+  });
+  rules_.SetRefusalObserver([this] {
+    if (!rules_retry_.Runs()) rules_retry_.Follow(true);
   });
   ServeRules(&rules_);
   SetWatchdogCheck([this] { agent_.Wait(); });
@@ -126,6 +130,7 @@ void Framework::Connect(ELEM_CONFD_PHASE_ET phase) {
   SettleAgent();
   connected_ = true;
   for (vkconfd::ConfigHandler* handler : handlers_) ConnectHandler(handler, phase);
+  rules_.Settle();
   OpenNetconf();
   TellReady();
 }

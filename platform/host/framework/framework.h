@@ -80,6 +80,7 @@ class Framework : public VkConfdInterface {
   AgentThread agent_;
   ListenerHistory history_;
   SlowRetry listener_retry_;
+  SlowRetry rules_retry_;
   uint64_t commits_ = 0;  ///< That were delivered.
   TargetRules target_rules_;
   Rules rules_;  // tells the agent of marks

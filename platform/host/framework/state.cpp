@@ -86,11 +86,15 @@ std::string Entry(const char* list, int position) {
 }
 
 /// Why a listening interface has no redirect, or one that does not work; empty for one that does.
+/// `refusal` is what the kernel said.
 std::string WhyNoRedirect(bool enabled, bool redirect, const std::string& vrf,
-                          bool hears_vrf_devices) {
+                          bool hears_vrf_devices, const std::string& refusal) {
   if (!enabled) return "the agent is disabled";
   if (vrf.empty()) return "the interface is in no VRF";
-  if (!redirect) return "the kernel refused it; see the log";
+  if (!redirect) {
+    return refusal.empty() ? "the kernel refused it; see the log"
+                           : "the kernel refused it: " + refusal;
+  }
   if (hears_vrf_devices) return "";
   return "what comes in over VRF devices does not reach the agent: net.ipv4.udp_l3mdev_accept is 0 "
          "and the daemon may not set it; do: sysctl -w net.ipv4.udp_l3mdev_accept=1";
@@ -106,12 +110,14 @@ std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled,
   const uint16_t port = Port(cdb_socket, entry + "udp-port");
   const uint16_t redirect_port = Port(cdb_socket, entry + "redir-port");
   const bool redirect = rules.HasRedirect(kernel_name, port, redirect_port);
-  return Element("listening-interface",
-                 Leaf("name", name) + Leaf("vrf", vrf) + Leaf("kernel-name", kernel_name) +
-                     Element("udp-port", port) +
-                     (redirect_port == 0 ? "" : Element("redir-port", redirect_port)) +
-                     Leaf("redirect", redirect) +
-                     Leaf("reason", WhyNoRedirect(enabled, redirect, vrf, hears_vrf_devices)));
+  const std::string refusal = rules.WhyNoRedirect(kernel_name, port, redirect_port);
+  return Element(
+      "listening-interface",
+      Leaf("name", name) + Leaf("vrf", vrf) + Leaf("kernel-name", kernel_name) +
+          Element("udp-port", port) +
+          (redirect_port == 0 ? "" : Element("redir-port", redirect_port)) +
+          Leaf("redirect", redirect) +
+          Leaf("reason", WhyNoRedirect(enabled, redirect, vrf, hears_vrf_devices, refusal)));
 }
 
 std::string InterfacesXml(int cdb_socket, const Rules& rules) {
@@ -135,7 +141,9 @@ std::string TargetXml(int cdb_socket, const std::string& entry, const Rules& rul
   const bool has_rule = rules.HasDestination(rule);
   std::string reason;
   if (!has_rule) {
-    reason = "the kernel refused it, or the VRF's number has changed; see the log";
+    const std::string refusal = rules.WhyNoDestination(rule);
+    reason = refusal.empty() ? "the VRF's number has changed; see the log"
+                             : "the kernel refused it: " + refusal;
     if (rule.address.is_v6()) reason = "targets with an IPv6 address get none";
     if (vrf.empty()) reason = "the target is in no VRF";
   }

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <new>
 #include <string_view>
+#include <utility>
 
 #include "rules/redirect_table.h"
 #include "runtime/log.h"
@@ -57,12 +58,13 @@ bool Redirects::Add(const std::string& kernel_name, uint16_t port, uint16_t redi
 bool Redirects::Delete(const std::string& kernel_name, uint16_t port, uint16_t redirect_port) {
   const RedirectElements::Key key(kernel_name, port);
   const auto former = elements_.Find(key);
+  if (!former) told_.erase(key);
   if (!former || former->redirect_port != redirect_port) return true;
   return Change(key, std::nullopt, "End of redirect " + KeyText(key));
 }
 
 bool Redirects::Restore() {
-  if (nftables_.IsOpen() || elements_.size() == 0) return true;
+  if (!IsLost()) return true;
   return MakeTable().outcome == NftAnswer::kDone;
 }
 
@@ -71,10 +73,17 @@ bool Redirects::Change(const RedirectElements::Key& key,
                        const std::string& purpose) {
   const auto former = elements_.Find(key);
   const NftAnswer answer = TryChange(elements_.Replace(key, entry));
-  if (answer.outcome == NftAnswer::kDone) return true;
-  HOST_LOG(
-      kNotice, "%s: refused by the kernel: %s%s", purpose.c_str(), answer.reason.c_str(),
-      IsInTheWay(answer) ? ": a table \"inet snmp-app\" of another program is in the way" : "");
+  if (answer.outcome == NftAnswer::kDone) {
+    told_.erase(key);
+    return true;
+  }
+  last_reason_ = answer.reason;
+  if (IsInTheWay(answer)) {
+    last_reason_ += ": a table \"inet snmp-app\" of another program is in the way";
+  }
+  if (std::exchange(told_[key], last_reason_) != last_reason_) {
+    HOST_LOG(kNotice, "%s: refused by the kernel: %s", purpose.c_str(), last_reason_.c_str());
+  }
   // Without its table a redirect is not there, whatever the kernel says.
   const bool is_gone = !entry && !nftables_.IsOpen();
   if (is_gone) return true;

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "rules/nftables.h"
 #include "rules/redirect_elements.h"
@@ -19,7 +22,8 @@ class Redirects {
  public:
   /// UDP packets to `port` that arrive on `kernel_name` go to the local port `redirect_port`; a
   /// former redirect of that port on that interface is replaced. True when it is so afterwards; the
-  /// reason of a failure is logged. No kernel call when it was so before.
+  /// reason of a failure is logged, once as long as it is the same. No kernel call when it was so
+  /// before.
   bool Add(const std::string& kernel_name, uint16_t port, uint16_t redirect_port);
 
   /// Ends that redirect; true when it is not there afterwards. No kernel call when it was not
@@ -29,6 +33,12 @@ class Redirects {
   /// Makes the redirects again that were lost together with the socket, when that could not be done
   /// at once: true when all are in the kernel. No kernel call when nothing is missing.
   bool Restore();
+
+  /// Whether there is something for Restore() to do.
+  bool IsLost() const { return !nftables_.IsOpen() && elements_.size() > 0; }
+
+  /// Why the last change failed.
+  const std::string& LastReason() const { return last_reason_; }
 
  private:
   bool Change(const RedirectElements::Key& key, const std::optional<RedirectElements::Entry>& entry,
@@ -40,6 +50,8 @@ class Redirects {
   NftBatch batch_;
   /// What is in the kernel while the socket is open; what has to be there again when it is not.
   RedirectElements elements_;
+  std::string last_reason_;
+  std::map<RedirectElements::Key, std::string> told_;  ///< Refusals that are in the log.
 };
 
 /// True for a name that the kernel accepts for an interface and the packet filter takes as one

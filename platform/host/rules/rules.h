@@ -30,9 +30,16 @@ class Rules {
   /// Tells at once what there is, then every change.
   void SetMarkObserver(MarkObserver observer);
 
+  /// To be called once all that is configured was added: makes the rules of destinations, and then
+  /// removes what is left of an earlier run.
+  void Settle();
+
+  /// Called whenever something is refused, so that Retry() comes in a while.
+  void SetRefusalObserver(std::function<void()> on_refusal) { on_refusal_ = std::move(on_refusal); }
+
   /// Both together; `table` is the routing table of the interface's VRF. True when it is so
-  /// afterwards; no kernel call when it was so before. The reason of a failure is logged, and all
-  /// is as before then.
+  /// afterwards; no kernel call when it was so before. The reason of a failure is logged; it is
+  /// tried again until it is done or the contrary is asked for.
   bool AddRedirect(const std::string& kernel_name, uint16_t port, uint16_t redirect_port,
                    uint32_t table);
   bool DeleteRedirect(const std::string& kernel_name, uint16_t port, uint16_t redirect_port);
@@ -41,7 +48,8 @@ class Rules {
   void SetDestinationQuery(DestinationQuery is_wanted);
 
   /// UDP packets to one destination are routed by a table. True when it is so (no longer so)
-  /// afterwards, and when a rule stays that is still wanted; the reason of a failure is logged.
+  /// afterwards, when a rule stays that is still wanted, and before Settle(), which makes them. The
+  /// reason of a failure is logged; it is tried again as a redirect is.
   bool AddDestination(const DestinationRule& rule);
   bool DeleteDestination(const DestinationRule& rule);
 
@@ -54,9 +62,19 @@ class Rules {
   /// False when the agent is kept from hearing what arrives in VRF devices.
   bool HearsVrfDevices() const { return policy_rules_.HearsVrfDevices(); }
 
+  /// The kernel's last reason for refusing them; empty when it did not.
+  std::string WhyNoRedirect(const std::string& kernel_name, uint16_t port,
+                            uint16_t redirect_port) const;
+  std::string WhyNoDestination(const DestinationRule& rule) const {
+    return policy_rules_.WhyNotDestination(rule);
+  }
+
+  /// Tries again what the kernel refused. True when nothing is refused any more.
+  bool Retry();
+
   /// Puts back the routing rules that somebody else has removed. Redirects need none of this: their
   /// table belongs to this process, and the kernel keeps others from changing it.
-  void Restore() { policy_rules_.Restore(); }
+  void Restore();
 
  private:
   struct Entry {
@@ -65,14 +83,28 @@ class Rules {
   };
   using Key = std::pair<std::string, uint16_t>;
 
+  /// What the kernel refused of a redirect.
+  struct Refusal {
+    bool add;
+    Entry entry;
+    std::string reason;
+  };
+
   uint32_t MarkOf(uint16_t redirect_port) const;
   void Tell(uint16_t redirect_port) const;
+  bool TryAdd(const Key& key, const Entry& entry, std::string& reason);
+  bool TryDelete(const Key& key);
+  void Refused(const Key& key, bool add, const Entry& entry, const std::string& reason);
+  bool HasRefused() const;
+  void TellRefusal() const;
   void Enter(uint16_t redirect_port, uint32_t table);
   void Forget(const Entry& entry);
 
   Redirects redirects_;
   PolicyRules policy_rules_;
   std::map<Key, Entry> entries_;
+  std::map<Key, Refusal> refusals_;
+  std::function<void()> on_refusal_;
   /// The tables that a redirect port answers by, the newest last: more than one only while an old
   /// redirect is still there.
   std::map<uint16_t, std::vector<uint32_t>> tables_;

@@ -11,6 +11,7 @@
 
 #include "rules/routing_rule.h"
 #include "runtime/event_loop.h"
+#include "runtime/log.h"
 
 namespace host {
 
@@ -18,6 +19,9 @@ namespace {
 
 /// What removes rules mostly removes many: all of them are looked at together.
 constexpr std::chrono::milliseconds kMoment(100);
+
+/// Until a socket that cannot be had is tried again.
+constexpr std::chrono::seconds kPause(5);
 
 void Check(int code, const char* operation) {
   if (code < 0) {
@@ -31,8 +35,6 @@ void Check(int code, const char* operation) {
 RulesMonitor::RulesMonitor(boost::asio::io_context& loop, std::function<void()> on_deletion)
     : on_deletion_(std::move(on_deletion)), waiting_(loop), timer_(loop) {
   Open();
-  waiting_.descriptor.assign(nl_socket_get_fd(socket_.get()));
-  WaitForNotification();
 }
 
 void RulesMonitor::Open() {
@@ -42,6 +44,23 @@ void RulesMonitor::Open() {
   Check(nl_connect(socket_.get(), NETLINK_ROUTE), "connect");
   Check(nl_socket_add_memberships(socket_.get(), RTNLGRP_IPV4_RULE, RTNLGRP_IPV6_RULE, 0), "join");
   Check(nl_socket_set_nonblocking(socket_.get()), "set non-blocking");
+  waiting_.descriptor.assign(nl_socket_get_fd(socket_.get()));
+  WaitForNotification();
+}
+
+void RulesMonitor::Close() {
+  if (waiting_.descriptor.is_open()) waiting_.descriptor.release();
+  socket_.reset();
+}
+
+void RulesMonitor::OpenAgain() {
+  try {
+    Open();
+  } catch (const std::exception& exception) {
+    HOST_LOG(kNotice, "%s", exception.what());
+    Close();
+    Schedule(kPause);
+  }
 }
 
 void RulesMonitor::WaitForNotification() {
@@ -50,7 +69,7 @@ void RulesMonitor::WaitForNotification() {
                                  [this](const boost::system::error_code& error) {
                                    if (error) return;
                                    ReadNotifications();
-                                   WaitForNotification();
+                                   if (socket_ != nullptr) WaitForNotification();
                                  });
 }
 
@@ -64,19 +83,25 @@ void RulesMonitor::ReadNotifications() {
   nl_socket_modify_cb(socket_.get(), NL_CB_VALID, NL_CB_CUSTOM, TakeNotification, &deleted);
   int code = 0;
   while (code >= 0) code = nl_recvmsgs_default(socket_.get());
-  // Anything but "no more" may have cost notifications.
-  if (deleted || code != -NLE_AGAIN) Schedule();
+  // Anything but "no more" may have cost notifications, and anything but "too many" (ENOBUFS) the
+  // socket.
+  if (code != -NLE_AGAIN && code != -NLE_NOMEM) Close();
+  if (deleted || code != -NLE_AGAIN) Schedule(kMoment);
 }
 
-void RulesMonitor::Schedule() {
+void RulesMonitor::Schedule(std::chrono::milliseconds pause) {
   if (scheduled_) return;
   scheduled_ = true;
-  timer_.expires_after(kMoment);
+  timer_.expires_after(pause);
   timer_.async_wait([this](const boost::system::error_code& error) {
-    if (error) return;
-    scheduled_ = false;
-    RunEvent("watch of the routing rules", on_deletion_);
+    if (!error) Look();
   });
+}
+
+void RulesMonitor::Look() {
+  scheduled_ = false;
+  if (socket_ == nullptr) OpenAgain();
+  RunEvent("watch of the routing rules", on_deletion_);
 }
 
 }  // namespace host

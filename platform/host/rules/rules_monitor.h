@@ -6,6 +6,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -15,7 +16,8 @@ class RulesMonitor {
  public:
   /// Calls `on_deletion` from the loop a moment after somebody, this process too, has deleted
   /// routing rules with this program's protocol number, and after notifications were lost; once for
-  /// all that goes away in that moment. Works as long as the object lives. Throws
+  /// all that goes away in that moment. Works as long as the object lives; a socket that fails is
+  /// replaced, and counts as lost notifications. Throws
   /// std::runtime_error when the kernel's notifications cannot be had (rtnetlink(7)).
   RulesMonitor(boost::asio::io_context& loop, std::function<void()> on_deletion);
 
@@ -35,9 +37,12 @@ class RulesMonitor {
   };
 
   void Open();
+  void Close();
+  void OpenAgain();
   void WaitForNotification();
   void ReadNotifications();
-  void Schedule();
+  void Schedule(std::chrono::milliseconds pause);
+  void Look();
   static int TakeNotification(nl_msg* message, void* deleted);
 
   std::function<void()> on_deletion_;

@@ -1,24 +1,80 @@
 #include "rules/rules_socket.h"
 
 #include <linux/netlink.h>
+#include <linux/rtnetlink.h>
 #include <netlink/errno.h>
-#include <netlink/handlers.h>
+#include <netlink/msg.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <utility>
 
 namespace host {
 
 namespace {
 
-struct FreeCallbacks {
-  void operator()(nl_cb* callbacks) const { nl_cb_put(callbacks); }
-};
+using Clock = std::chrono::steady_clock;
 
-int TakeRule(nl_msg* message, void* deletions) {
-  nlmsghdr* rule = nlmsg_hdr(message);
-  if (IsOwnRule(rule)) {
-    static_cast<std::vector<RuleMessage>*>(deletions)->push_back(DeletionOf(rule));
-  }
-  return NL_OK;
+/// The kernel answers in microseconds, and lists thousands of rules in milliseconds.
+constexpr std::chrono::seconds kLimit(1);
+
+/// The kernel never makes a part of a list larger than this.
+constexpr size_t kLargestAnswer = 65536;
+
+bool IsFinal(int code) { return code == 0 || code == -NLE_EXIST || code == -NLE_OBJ_NOTFOUND; }
+
+int LastError() { return -nl_syserr2nlerr(errno); }
+
+/// The code in an acknowledgement, or at the end of a list.
+int CodeIn(const nlmsghdr* message) {
+  int error = 0;
+  if (message->nlmsg_len < NLMSG_HDRLEN + sizeof(error)) return -NLE_MSG_TOOSHORT;
+  std::memcpy(&error, NLMSG_DATA(message), sizeof(error));
+  return error == 0 ? 0 : -nl_syserr2nlerr(error);
 }
+
+/// An answer as far as it has come.
+struct Answer {
+  uint32_t sequence;
+  std::vector<RulesSocket::Listed>& listed;
+  bool done = false;
+  bool interrupted = false;
+  int code = 0;
+
+  void End(int result) {
+    done = true;
+    code = result == 0 && interrupted ? -NLE_DUMP_INTR : result;
+  }
+
+  void Take(nlmsghdr* message) {
+    if (message->nlmsg_seq != sequence) return End(-NLE_SEQ_MISMATCH);
+    if ((message->nlmsg_flags & NLM_F_DUMP_INTR) != 0) interrupted = true;
+    if (message->nlmsg_type == NLMSG_ERROR || message->nlmsg_type == NLMSG_DONE) {
+      return End(CodeIn(message));
+    }
+    if (!IsOwnRule(message)) return;
+    listed.push_back({ReadRule(message), DeletionOf(message)});
+    if (listed.back().deletion == nullptr) End(-NLE_NOMEM);
+  }
+
+  void TakeAll(char* data, size_t size) {
+    while (!done && size > 0) {
+      auto* message = reinterpret_cast<nlmsghdr*>(data);
+      if (size < sizeof(nlmsghdr) || message->nlmsg_len < sizeof(nlmsghdr) ||
+          message->nlmsg_len > size) {
+        return End(-NLE_MSG_TOOSHORT);
+      }
+      Take(message);
+      const size_t length = std::min<size_t>(NLMSG_ALIGN(message->nlmsg_len), size);
+      data += length;
+      size -= length;
+    }
+  }
+};
 
 }  // namespace
 
@@ -29,27 +85,69 @@ int RulesSocket::Open() {
   std::unique_ptr<nl_sock, Free> socket(nl_socket_alloc());
   if (socket == nullptr) return -NLE_NOMEM;
   const int code = nl_connect(socket.get(), NETLINK_ROUTE);
-  if (code == 0) socket_ = std::move(socket);
+  if (code < 0) return code;
+  const timeval limit = {kLimit.count(), 0};
+  const int descriptor = nl_socket_get_fd(socket.get());
+  if (::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) != 0 ||
+      ::setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit)) != 0) {
+    return LastError();
+  }
+  buffer_.resize(kLargestAnswer);
+  socket_ = std::move(socket);
+  return 0;
+}
+
+int RulesSocket::TakeAnswer(uint32_t sequence, std::vector<Listed>& listed) {
+  Answer answer = {sequence, listed};
+  const Clock::time_point deadline = Clock::now() + kLimit;
+  while (!answer.done) {
+    if (Clock::now() > deadline) return -NLE_AGAIN;
+    sockaddr_nl sender = {};
+    socklen_t sender_size = sizeof(sender);
+    const ssize_t size = ::recvfrom(nl_socket_get_fd(socket_.get()), buffer_.data(), buffer_.size(),
+                                    MSG_TRUNC, reinterpret_cast<sockaddr*>(&sender), &sender_size);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) return LastError();
+    if (static_cast<size_t>(size) > buffer_.size()) return -NLE_MSG_TRUNC;
+    if (sender.nl_pid == 0) answer.TakeAll(buffer_.data(), static_cast<size_t>(size));
+  }
+  return answer.code;
+}
+
+int RulesSocket::AskOnce(nl_msg* message, std::vector<Listed>& listed) {
+  const int opened = Open();
+  if (opened < 0) return opened;
+  nlmsg_hdr(message)->nlmsg_seq = NL_AUTO_SEQ;
+  nlmsg_hdr(message)->nlmsg_pid = NL_AUTO_PID;
+  listed.clear();
+  const int sent = nl_send_auto(socket_.get(), message);
+  return sent < 0 ? sent : TakeAnswer(nlmsg_hdr(message)->nlmsg_seq, listed);
+}
+
+int RulesSocket::Ask(nl_msg* message, std::vector<Listed>& listed) {
+  if (message == nullptr) return -NLE_NOMEM;
+  int code = AskOnce(message, listed);
+  if (IsFinal(code)) return code;
+  socket_.reset();
+  code = AskOnce(message, listed);
+  if (IsFinal(code)) return code;
+  socket_.reset();
+  listed.clear();
   return code;
 }
 
-int RulesSocket::Change(RuleMessage message) {
-  const int opened = Open();
-  if (opened < 0) return opened;
-  if (message == nullptr) return -NLE_NOMEM;
-  const int sent = nl_send_auto(socket_.get(), message.get());
-  return sent < 0 ? sent : nl_wait_for_ack(socket_.get());
+int RulesSocket::Change(RuleChange change, const RoutingRule& rule) {
+  std::vector<Listed> none;
+  return Ask(ChangeMessage(change, rule).get(), none);
 }
 
-int RulesSocket::ListOwn(int family, std::vector<RuleMessage>& deletions) {
-  const int opened = Open();
-  const RuleMessage message = DumpMessage(family);
-  if (opened < 0 || message == nullptr) return opened < 0 ? opened : -NLE_NOMEM;
-  const std::unique_ptr<nl_cb, FreeCallbacks> callbacks(nl_cb_alloc(NL_CB_DEFAULT));
-  if (callbacks == nullptr) return -NLE_NOMEM;
-  nl_cb_set(callbacks.get(), NL_CB_VALID, NL_CB_CUSTOM, TakeRule, &deletions);
-  const int sent = nl_send_auto(socket_.get(), message.get());
-  return sent < 0 ? sent : nl_recvmsgs(socket_.get(), callbacks.get());
+int RulesSocket::Delete(const Listed& listed) {
+  std::vector<Listed> none;
+  return Ask(listed.deletion.get(), none);
+}
+
+int RulesSocket::ListOwn(int family, std::vector<Listed>& listed) {
+  return Ask(DumpMessage(family).get(), listed);
 }
 
 std::string RulesErrorText(int code) { return nl_geterror(code); }

@@ -24,6 +24,7 @@ class LibiptoolsTest : public NetworkTest {
     NetworkTest::SetUp();
     if (IsSkipped()) return;
     rules_.emplace();
+    rules_->Settle();
     ServeRules(&*rules_);
   }
   void TearDown() override { ServeRules(nullptr); }

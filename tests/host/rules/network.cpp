@@ -3,8 +3,10 @@
 #include <fcntl.h>
 #include <libmnl/libmnl.h>
 #include <linux/capability.h>
+#include <netlink/errno.h>
 #include <netlink/netlink.h>
 #include <sched.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +19,7 @@
 #include <memory>
 #include <sstream>
 #include <system_error>
+#include <utility>
 
 namespace {
 
@@ -74,6 +77,8 @@ int ErrorOf(Failure failure) {
       return 0;
   }
 }
+bool fail_notifications = false;
+host::test::AnswerHook answer_hook;
 
 }  // namespace
 
@@ -94,6 +99,22 @@ ssize_t __wrap_mnl_socket_recvfrom(const mnl_socket* socket, void* bytes, size_t
   const Failure failure = TakeFailure(false);
   if (received >= 0) errno = ErrorOf(failure);
   return received < 0 || errno != 0 ? -1 : Spoil(failure, static_cast<char*>(bytes), received);
+}
+
+ssize_t __real_recvfrom(int socket, void* data, size_t size, int flags, sockaddr* sender,
+                        socklen_t* sender_size);
+
+ssize_t __wrap_recvfrom(int socket, void* data, size_t size, int flags, sockaddr* sender,
+                        socklen_t* sender_size) {
+  const ssize_t received = __real_recvfrom(socket, data, size, flags, sender, sender_size);
+  return answer_hook ? answer_hook(static_cast<char*>(data), size, received) : received;
+}
+
+int __real_nl_recvmsgs_default(nl_sock* socket);
+
+int __wrap_nl_recvmsgs_default(nl_sock* socket) {
+  return std::exchange(fail_notifications, false) ? -NLE_BAD_SOCK
+                                                  : __real_nl_recvmsgs_default(socket);
 }
 
 int __wrap_nl_send_auto(nl_sock* socket, nl_msg* message) {
@@ -154,6 +175,9 @@ int KernelCalls() { return kernel_calls; }
 void FailNext(std::initializer_list<Failure> next) { failures = next; }
 
 bool AllFailed() { return failures.empty(); }
+void SetAnswerHook(AnswerHook hook) { answer_hook = std::move(hook); }
+
+void FailNotifications() { fail_notifications = true; }
 
 void DropCapabilities() {
   __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};

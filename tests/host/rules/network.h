@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
 #include <functional>
 #include <initializer_list>
@@ -68,6 +69,14 @@ void FailNext(std::initializer_list<Failure> next);
 
 /// Whether all of them have happened.
 bool AllFailed();
+
+/// What the code under test gets instead of the kernel's answer: `size` is what was received, or -1
+/// and errno; `data` has room for `capacity` bytes. Null ends it.
+using AnswerHook = std::function<ssize_t(char* data, size_t capacity, ssize_t size)>;
+void SetAnswerHook(AnswerHook hook);
+
+/// The next reading of notifications fails for good.
+void FailNotifications();
 
 /// Gives up all rights of this process.
 void DropCapabilities();

@@ -62,6 +62,15 @@ TEST_F(RulesMonitorTest, LostNotificationsAreAReasonToLook) {
   EXPECT_TRUE(WaitForCall());
 }
 
+TEST_F(RulesMonitorTest, ASocketThatFailsIsReplaced) {
+  FailNotifications();
+  Output("ip rule add fwmark 1 lookup 1 protocol 4");
+  EXPECT_TRUE(WaitForCall()) << "what was missed meanwhile may be a deletion";
+  Output("ip rule add fwmark 1 lookup 1 protocol 175; ip rule del fwmark 1 protocol 175");
+  EXPECT_TRUE(WaitForCall()) << "the new one is told";
+  EXPECT_EQ(calls_, 2);
+}
+
 TEST_F(RulesMonitorTest, NothingIsToldBehindItsEnd) {
   Output("ip rule add fwmark 1 lookup 1 protocol 175; ip rule del fwmark 1");
   monitor_.reset();

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -25,6 +26,7 @@ class RulesTest : public NetworkTest {
     rules_->SetMarkObserver(
         [this](uint16_t port, uint32_t mark) { told_.emplace_back(port, mark); });
   }
+  void TearDown() override { SetAnswerHook(nullptr); }
 
   static int MarkRules() { return CountLines(Output("ip rule show"), "fwmark"); }
 
@@ -98,6 +100,33 @@ TEST_F(RulesTest, ARefusedRedirectLeavesNoRule) {
   EXPECT_FALSE(rules_->AddRedirect("eth*", 161, 60600, 100));
   EXPECT_EQ(MarkRules(), 0);
   EXPECT_THAT(told_, IsEmpty());
+}
+
+/// The mark's answers are lost, so the redirect is refused; both come with the retry.
+TEST_F(RulesTest, ARefusedRedirectIsTriedAgainUntilItIsDoneOrNotWanted) {
+  Rules& rules = *rules_;
+  rules.Settle();
+  int refusals = 0;
+  rules.SetRefusalObserver([&] { ++refusals; });
+  const auto lose = [](char*, size_t, ssize_t) {
+    errno = ENOBUFS;
+    return ssize_t{-1};
+  };
+  SetAnswerHook(lose);
+  EXPECT_FALSE(rules.AddRedirect("eth1", 161, 60600, 100));
+  EXPECT_FALSE(rules.AddRedirect("eth2", 161, 60601, 200));
+  EXPECT_THAT(rules.WhyNoRedirect("eth1", 161, 60600), testing::Not(""));
+  EXPECT_EQ(refusals, 2);
+  EXPECT_FALSE(rules.Retry());
+  EXPECT_TRUE(rules.DeleteRedirect("eth2", 161, 60601)) << "nothing is there";
+  EXPECT_EQ(rules.WhyNoRedirect("eth2", 161, 60601), "");
+  SetAnswerHook(nullptr);
+  EXPECT_TRUE(rules.Retry());
+  EXPECT_TRUE(rules.HasRedirect("eth1", 161, 60600));
+  EXPECT_FALSE(rules.HasRedirect("eth2", 161, 60601)) << "taken back meanwhile";
+  EXPECT_EQ(rules.WhyNoRedirect("eth1", 161, 60600), "");
+  EXPECT_THAT(Nft("list ruleset"), HasSubstr("\"eth1\" . 161 : 60600"));
+  EXPECT_EQ(MarkRules(), 1);
 }
 
 TEST_F(RulesTest, TheEndRemovesAll) {
