@@ -8,6 +8,7 @@ import pytest
 
 from lab import traps
 from lab.daemon import Daemon, configuration, listening, merged, targets
+from lab.rule_watch import RuleWatch
 from lab.site import DEFAULT, FAR, TABLES, Site
 from lab.wait import wait_until
 
@@ -152,6 +153,65 @@ def test_kill_and_start_leave_exactly_the_wanted_rules(daemon, site):
     wait_until(lambda: len(site.destination_rules()) == 3, "the sweep of the start")
     assert site.destination_rules() == [
         rule(address="10.9.9.10", table=200), foreign, rule()]
+
+
+def many(count):
+    return {f"t{number}": (f"10.{number // 256}.{number % 256}.1", 162, "red")
+            for number in range(count)}
+
+
+@pytest.mark.parametrize("count", [10, 300])
+def test_no_rule_is_missing_during_a_restart(daemon, site, count):
+    start(daemon, many(count))
+    before = site.router.ip("-4", "rule", "list")
+    daemon.kill()
+    watch = RuleWatch(site.router)
+    daemon.start()
+    watch.finish()
+    assert (watch.longest, watch.missing, watch.deletions) == (0.0, [], 0)
+    assert site.router.ip("-4", "rule", "list") == before
+
+
+def test_what_is_not_wanted_any_more_is_swept_behind_the_others(daemon, site):
+    start(daemon, many(300))
+    daemon.kill()
+    stale = ("to", "10.9.9.99", "ipproto", "udp", "dport", "162", "lookup", "100", "priority",
+             "1400", "protocol", "175")
+    site.router.ip("rule", "add", *stale)
+    # A plain list of another version, which every block differs from.
+    for rule in list(site.destination_rules()):
+        found = re.match(r"(\d+) from all to (\S+) ipproto udp dport 162 lookup 100", rule)
+        if found and found[1] != "1400":
+            site.router.ip("rule", "add", "to", found[2], "ipproto", "udp", "dport", "162", "lookup",
+                           "100", "priority", "1400", "protocol", "175")
+            site.router.ip("rule", "del", "to", found[2], "ipproto", "udp", "dport", "162",
+                           "lookup", "100", "priority", found[1], "protocol", "175")
+    watch = RuleWatch(site.router)
+    daemon.start()
+    watch.finish()
+    assert watch.longest == 0.0
+    assert watch.missing == [("10.9.9.99", "162", "100")]
+
+
+def test_a_spare_rule_does_not_hide_a_missing_one(daemon, site):
+    start(daemon, {"t1": (FAR, 162, "red")})
+    site.router.ip("rule", "add", "fwmark", "77", "lookup", "77", "priority", "1500", "protocol",
+                   "175")
+    site.router.ip("rule", "del", "to", FAR, "priority", "1400")
+    wait_until(lambda: site.destination_rules() == [rule()], "the rule put back")
+    assert site.mark_rules() == [], "the spare one is nobody's"
+
+
+def test_many_targets_each_leave_by_their_network(daemon, site, receivers):
+    start(daemon, {**many(300), "far": (FAR, 162, "red")})
+    listing = site.router.ip("-4", "rule", "list")
+    assert "1399:\tnot from all ipproto udp dport 162 goto 1499" in listing
+    assert "unresolved" not in listing
+    assert traps.arrival(site.router, FAR, receivers) == "red"
+    reload(daemon, many(300))
+    assert traps.arrival(site.router, FAR, receivers) == "default"
+    assert daemon.stop() == 0
+    assert "proto 175" not in site.router.ip("-4", "rule", "list")
 
 
 def test_orderly_end_leaves_no_rule(daemon, site):
