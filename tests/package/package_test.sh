@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian package in the folder given and tests it; what is skipped is said, and why.
+# Builds the Debian package in the folder given and tests it; what is skipped is said, and why. A
+# folder that is configured keeps its options, and what it holds of the package is not built again.
 set -euo pipefail
 [ $# -eq 1 ] || { echo "usage: package_test.sh FOLDER" >&2; exit 2; }
 mkdir -p "$1"
@@ -12,8 +13,10 @@ need_packages $BUILD_PACKAGES $SHOW_PACKAGES $PACKAGE_PACKAGES
 
 say "Building the package ($build)"
 rm -f "$build"/snmp-app_*.deb
+options=()
+[ -f "$build/CMakeCache.txt" ] || options=(-DSNMP_APP_TESTS=OFF -DSNMP_APP_BENCH=OFF)
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
-  -DSNMP_APP_TESTS=OFF -DSNMP_APP_BENCH=OFF --log-level=WARNING
+  "${options[@]}" --log-level=WARNING
 cmake --build "$build" --parallel "${JOBS:-2}" \
   --target snmp-app snmp-app-show package_documents
 (cd "$build" && cpack)
