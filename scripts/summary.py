@@ -15,7 +15,11 @@ def skip_reason(case):
     if found:
         return found.group(1).strip()
     skipped = case.find("skipped")
-    return skipped.get("message", "no reason given") if skipped is not None else "not run"
+    if skipped is None:
+        return "not run"
+    # A GoogleTest program's own file has the place in the source above the reason.
+    message = skipped.get("message", "no reason given")
+    return re.sub(r"^\S+:\d+\n", "", message).split("\n")[0].strip()
 
 
 def outcome(case):
@@ -26,14 +30,20 @@ def outcome(case):
     return "passed"
 
 
+def cases_of(path):
+    """The tests of a file. GoogleTest writes names of tests with bytes that are no UTF-8."""
+    with open(path, encoding="utf-8", errors="replace") as file:
+        return list(ElementTree.fromstring(file.read()).iter("testcase"))
+
+
 def main(files):
     total = collections.Counter()
     for path in files:
-        cases = list(ElementTree.parse(path).iter("testcase"))
+        cases = cases_of(path)
         count = collections.Counter(outcome(case) for case in cases)
         total += count
         name = os.path.splitext(os.path.basename(path))[0]
-        print(f"{name:10} {count['passed']:5} passed {count['failed']:3} failed "
+        print(f"{name:24} {count['passed']:5} passed {count['failed']:3} failed "
               f"{count['skipped']:3} skipped")
         for case in cases:
             if outcome(case) == "skipped":
