@@ -59,7 +59,7 @@ build_daemon() {
   say "Building the daemon (build/release)"
   log=$(cmake --preset release -DSNMP_APP_TESTS=OFF -DSNMP_APP_BENCH=OFF "$@" 2>&1) ||
     { echo "$log" >&2; fail "cmake refused the tree"; }
-  cmake --build --preset release --target snmp-app snmp-app-show
+  cmake --build --preset release --parallel "$(nproc)" --target snmp-app snmp-app-show
 }
 
 # The command that runs another one as root of a network and mount namespace of its own, so that

@@ -13,7 +13,8 @@ failed=0
 build_tests() {
   find "$build" -name '*.gcda' -delete 2>/dev/null
   cmake --preset coverage -B "$build" -DSNMP_APP_TESTS=ON -DSNMP_APP_BENCH=OFF \
-    --log-level=WARNING && cmake --build "$build" && find "$build" -name '*.gcda' -delete
+    --log-level=WARNING && cmake --build "$build" --parallel "$(nproc)" &&
+    find "$build" -name '*.gcda' -delete
 }
 
 run_tests() {

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Feeds the parsers random input: scripts/fuzz.sh [SECONDS [SEED]], for each harness of fuzz/; 30
 # seconds without. Without a seed it is other input each time; ./test gives one, so that its outcome
-# is the tree's and no draw's. Every input of fuzz/corpus is tried first. SNMP_APP_FUZZ_BUILD names
+# is the tree's and no draw's. Every input of fuzz/corpus is tried first. As many harnesses run at a
+# time as there are processors. SNMP_APP_FUZZ_BUILD names
 # another folder to build in.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit 1
@@ -16,7 +17,8 @@ findings=$build/findings
 limits="-rss_limit_mb=1024 -timeout=20"
 
 build_fuzzers() {
-  cmake --preset fuzz -B "$build" --log-level=WARNING && cmake --build "$build" --target fuzzers
+  cmake --preset fuzz -B "$build" --log-level=WARNING &&
+    cmake --build "$build" --parallel "$(nproc)" --target fuzzers
 }
 
 # Tries each input in a process of its own, so that one finding does not hide another.
@@ -60,6 +62,19 @@ explore() {
   return 1
 }
 
+# What a harness prints comes in one piece.
+run_harness() {
+  local status=0
+  { if replay "$1"; then
+    explore "$1"
+  else
+    echo "$1: not explored, as inputs of fuzz/corpus fail"
+    false
+  fi; } >"$build/$1.out" 2>&1 || status=1
+  cat "$build/$1.out"
+  return $status
+}
+
 # The new inputs as text, for who has the output only: base64 -d | gzip -d gives them back.
 print_findings() {
   local input
@@ -74,14 +89,6 @@ print_findings() {
 need_packages $BUILD_PACKAGES $FUZZ_PACKAGES
 build_fuzzers || fail "the harnesses could not be built"
 rm -rf "$findings" && mkdir -p "$findings"
-failed=0
-for source in fuzz/*_fuzz.cpp; do
-  name=$(basename "$source" .cpp)
-  if replay "$name"; then
-    explore "$name" || failed=1
-  else
-    echo "$name: not explored, as inputs of fuzz/corpus fail"
-    failed=1
-  fi
-done
-exit $failed
+export build findings limits seconds seed
+export -f run_harness replay explore print_findings
+basename -a -s .cpp fuzz/*_fuzz.cpp | xargs -P "$(nproc)" -I '{}' bash -c 'run_harness {}'
