@@ -33,8 +33,8 @@ def text(sources):
 def clashing(call, sources):
     """The sources that do not compile behind the ones before them."""
     folder, _, *words = call
-    done = subprocess.run(["clang++", *words, "-w", "-fsyntax-only", "-ferror-limit=0", "-xc++", "-"],
-                          cwd=folder, input=text(sources), capture_output=True, text=True,
+    compiler = ["clang++", *words, "-w", "-fsyntax-only", "-ferror-limit=0", "-xc++", "-"]
+    done = subprocess.run(compiler, cwd=folder, input=text(sources), capture_output=True, text=True,
                           check=False)
     places = set(re.findall(r"^(.*?):\d+:\d+: (?:fatal )?error: ", done.stderr, re.MULTILINE))
     # An error in a header tells no source: the first one stays, the others go elsewhere.
