@@ -11,7 +11,7 @@ REBOUND = "Forced ConfD's bind of SNMP, returned 0"
 
 def start(tour):
     tour.screen.step("The daemon starts", """It finds L3 interfaces and VRFs in its start-up
-        configuration. The SNMP agent is disabled.""")
+        configuration. The SNMP agent is disabled: watch the manager get no answer.""")
     tour.daemon.start()
     tour.screen.expect("no answer yet", lambda: snmp.get(tour.manager, DEFAULT, timeout=0.5) is None)
 
@@ -28,7 +28,7 @@ def enable(tour):
 
 def move(tour):
     tour.screen.step(f"The agent's address moves to {MOVED}", """A moved address is given to the
-        retry, which binds it 5 seconds later.""")
+        retry, which binds it 5 seconds later. Watch for "Forced ConfD's bind".""")
     tour.site.router.add_address("eth0", f"{MOVED}/24")
     since = tour.edit(f"replace /confdConfig/snmpAgent/ip value={MOVED}")
     tour.screen.expect("rebound by the retry", tour.record(REBOUND, since))

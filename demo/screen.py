@@ -21,8 +21,10 @@ def text_of(line):
 class Screen:
     """Prints the steps, the operator's commands, the daemon's records and the proofs."""
 
-    def __init__(self, daemon):
+    def __init__(self, daemon, waits=False):
+        """With `waits`, somebody reads along: Enter leads to the next step."""
         self.daemon = daemon
+        self._waits = waits
         self.seen = 0
         self.missed = []
         self._steps = 0
@@ -33,9 +35,17 @@ class Screen:
         print(f"\n{BOLD}{text}{PLAIN}", flush=True)
 
     def step(self, title, explanation=""):
+        if self._waits and self._steps > 0:
+            self._wait(title)
         self._steps += 1
         self.heading(f"{self._steps}. {title}")
         self.say(explanation)
+
+    def _wait(self, title):
+        try:
+            input(f"\n{DIM}Enter: {title}{PLAIN} ")
+        except EOFError:
+            self._waits = False
 
     @staticmethod
     def say(text):

@@ -37,9 +37,9 @@ STEPS = (agent_steps.start, agent_steps.enable, agent_steps.move, agent_steps.la
 class Tour:
     """What the steps work with. `show` is the command that prints the daemon's state."""
 
-    def __init__(self, site, daemon, operator, show):
+    def __init__(self, site, daemon, operator, show, waits=False):
         self.site, self.daemon, self.operator, self.show = site, daemon, operator, show
-        self.screen = Screen(daemon)
+        self.screen = Screen(daemon, waits)
         self.manager = site.managers["default"]
         self.far = site.add_far_network()
 
@@ -88,8 +88,10 @@ def progress(what):
 
 
 def keep_running(tour):
+    print(f"\n{tour.screen.summary()}")
     tour.screen.heading("The demo keeps running. Ctrl-C ends it.")
-    sudo, user = ("", "--user --preserve-credentials ") if ssh.real_user() else ("sudo ", "")
+    sudo = "sudo " if "SUDO_USER" in os.environ else ""
+    user = "--user --preserve-credentials " if ssh.real_user() else ""
     yangcli = " ".join([*ssh.as_real_user(), *tour.operator.command()])
     print(f"""
   By hand, from another terminal:
@@ -118,6 +120,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--build", required=True, help="folder of the build")
     parser.add_argument("--once", action="store_true", help="end after the show")
+    parser.add_argument("--fast", action="store_true", help="do not wait between two steps")
     arguments = parser.parse_args()
 
     Screen.heading("Setting up")
@@ -135,7 +138,9 @@ def main():
         tour = Tour(site, daemon, Operator(site.router, server),
                     ["env", f"SNMP_APP_MODELS={TREE}/yang",
                      os.path.abspath(os.path.join(arguments.build, "client/snmp-app-show")),
-                     "--socket", daemon.netconf_socket])
+                     "--socket", daemon.netconf_socket],
+                    waits=sys.stdin.isatty() and sys.stdout.isatty()
+                    and not (arguments.once or arguments.fast))
         tour.run()
         if not arguments.once:
             keep_running(tour)

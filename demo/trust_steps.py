@@ -12,7 +12,8 @@ def kernel_of(site):
 
 def repair(tour):
     tour.screen.step("Somebody else clears the kernel's rules", """Redirects are in a table that
-        belongs to the daemon, and stay; routing rules are put back.""")
+        belongs to the daemon, and stay; routing rules are put back. Watch for the one record that
+        tells how many.""")
     before = kernel_of(tour.site)
     since = tour.daemon.mark()
     for command in ("nft flush ruleset", "ip rule flush protocol 175"):
@@ -25,7 +26,8 @@ def repair(tour):
 
 
 def state(tour):
-    tour.screen.step("What the daemon is doing")
+    tour.screen.step("What the daemon is doing", """One table of all that it keeps; "why not" says
+        what is missing where something is.""")
     table = tour.show_state()
     tour.screen.expect("listeners, redirects and targets are told", lambda: all(
         text in table for text in (f"{MOVED}:161", "l3-eth2", "noc")))

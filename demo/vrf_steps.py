@@ -14,7 +14,8 @@ MIB = "/SNMP-TARGET-MIB/snmpTarget"
 
 def listening(tour):
     tour.screen.step("l3-eth1 is listened on, in VRF red", """Inside the transaction the daemon adds
-        the extra entry and the redirect port; after the commit the redirect is in the kernel.""")
+        the extra entry and the redirect port; after the commit the redirect is in the kernel. Watch
+        the port that it gets, 60600, come up in both, and red get answers.""")
     red = tour.site.managers["red"]
     tour.screen.expect(f"no answer at {RED} in VRF red yet",
                        lambda: not snmp.answers(red, RED, timeout=0.5))
@@ -34,7 +35,8 @@ def listening(tour):
 
 
 def three_networks(tour):
-    tour.screen.step("l3-eth2 joins, in VRF blue: three networks are served at once")
+    tour.screen.step("l3-eth2 joins, in VRF blue: three networks are served at once", """Watch each
+        manager get its answer from the address that it asked, in its own network.""")
     tour.edit(f"create {LISTEN.format('eth2')}/udp-port value=161")
     for network, address in (("default", MOVED), ("red", RED), ("blue", BLUE)):
         tour.screen.expect(f"{network} asks {address}", lambda network=network, address=address:
@@ -43,7 +45,8 @@ def three_networks(tour):
 
 
 def removal(tour):
-    tour.screen.step("l3-eth1 leaves the list: its entry, its redirect and its answers go")
+    tour.screen.step("l3-eth1 leaves the list: its entry, its redirect and its answers go", """Watch
+        red fall silent while blue, whose redirect stays, is answered as before.""")
     tour.edit(f"delete {LISTEN.format('eth1')}")
     tour.screen.expect("redirects", lambda: ", ".join(tour.site.redirects()))
     tour.screen.expect(f"no answer at {RED} any more", lambda: not snmp.answers(
