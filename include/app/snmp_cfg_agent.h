@@ -53,7 +53,6 @@ class SnmpAgentCfgHandler : public vkconfd::ConfigHandler {
   bool BindExtra(const confd_value_t* list);
 
  private:
-  bool TakeOver(uint32_t tag, const confd_value_t* cfg_value, const char* key_path_text);
   void UpdateRebindReady();
 
   bool agent_enabled_ = false;

@@ -34,12 +34,14 @@ class DyingGaspTrapCfgHandler : public vkconfd::ConfigHandler {
   void UpdateTargets();
 
  private:
-  confd_iter_ret HandleElement(uint32_t tag, const confd_value_t* cfg_value);
+  /// All targets, for addition while the agent is enabled, for removal while it is not.
+  void GatherAll();
   void GetCommunities(int cdb_socket, CommunityMap& communities);
   void GetTargets(int cdb_socket, TargetMap& targets, const CommunityMap& communities);
   TrapTarget GetTargetEntry(int cdb_socket, const std::string& name,
                             const CommunityMap& communities);
-  TrapTarget Reject(const char* reason);
+  /// No usable target.
+  TrapTarget RejectParameters();
 
   bool agent_enabled_ = false;
   TargetMap targets_to_add_;

@@ -52,11 +52,13 @@ class SnmpListenDataHandler : public vkconfd::DataHandler {
     zlog_category_s* Category() const { return handler_->log_category_; }
     bool IsL3(const char* function, const std::string& name) const;
     void AddVrfEntry(confd_trans_ctx* tctx, const char* path, const std::string& name);
-    void MovePort(confd_trans_ctx* tctx, const std::string& name, const confd_value_t* newval);
-    void AddExtraEntry(const char* function, confd_trans_ctx* tctx, const std::string& name,
+    void DelOldEntries(int cdb_socket, confd_trans_ctx* tctx, const std::string& name);
+    bool AddExtraEntry(const char* function, confd_trans_ctx* tctx, const std::string& name,
                        const std::string& address, uint16_t port);
     void DelExtraEntry(const char* function, const char* failed, confd_trans_ctx* tctx,
                        const std::string& name, const std::string& address, uint16_t port);
+    void LogAdded(const char* function, const std::string& address, uint16_t port) const;
+    void LogRemoved(const std::string& address, uint16_t port) const;
     void AddFirstIPv6(confd_trans_ctx* tctx, const std::string& name, uint16_t port);
     void DelFirstIPv6(int cdb_socket, confd_trans_ctx* tctx, const std::string& name,
                       uint16_t port);

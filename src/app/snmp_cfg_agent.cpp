@@ -197,6 +197,8 @@ const std::vector<vkconfd::SubscriptionPoint>& SnmpAgentCfgHandler::GetSubscript
   return subscription_points_;
 }
 
+// What reads a typed value stands here: where a value has another type, the process ends with this
+// function's name.
 confd_iter_ret SnmpAgentCfgHandler::HandleCfg(confd_hkeypath_t* kp, confd_iter_op op,
                                               confd_value_t* /*old_value*/,
                                               confd_value_t* new_value) {
@@ -207,38 +209,29 @@ confd_iter_ret SnmpAgentCfgHandler::HandleCfg(confd_hkeypath_t* kp, confd_iter_o
     const uint32_t tag = created ? CONFD_GET_XMLTAG(&kp->v[1][0]) : CONFD_GET_XMLTAG(&kp->v[0][0]);
     const confd_value_t* cfg_value = created ? &kp->v[0][0] : new_value;
     APP_LOG_VALUE(log_category_, "New value: %s", cfg_value);
-    if (!TakeOver(tag, cfg_value, kp_text.c_str())) {
-      APP_LOG(log_category_, app::kNotice, "Ignoring tag %d", static_cast<int32_t>(tag));
+    switch (tag) {
+      case app::tag::kEnabled:
+        agent_enabled_ = CONFD_GET_BOOL(cfg_value) != 0;
+        break;
+      case app::tag::kExtraIpPorts:
+        extra_bound_ = BindExtra(cfg_value);
+        break;
+      case app::tag::kIp:
+        // Not the value: the probe of this text fails, which starts the retry, whose reload reads
+        // the address that the whole commit left in CDB.
+        agent_ip_ = kp_text.c_str();
+        agent_bound_ = BindAgent(agent_ip_, agent_port_);
+        break;
+      case app::tag::kPort:
+        agent_port_ = CONFD_GET_UINT16(cfg_value);
+        agent_bound_ = BindAgent(agent_ip_, agent_port_);
+        break;
+      default:
+        APP_LOG(log_category_, app::kNotice, "Ignoring tag %d", static_cast<int32_t>(tag));
     }
   }
   UpdateRebindReady();
   return ITER_CONTINUE;
-}
-
-/// Stores the value of the leaf with this tag and probes what it changes; false when the tag is
-/// none of the agent's.
-bool SnmpAgentCfgHandler::TakeOver(uint32_t tag, const confd_value_t* cfg_value,
-                                   const char* key_path_text) {
-  switch (tag) {
-    case app::tag::kEnabled:
-      agent_enabled_ = CONFD_GET_BOOL(cfg_value) != 0;
-      return true;
-    case app::tag::kExtraIpPorts:
-      extra_bound_ = BindExtra(cfg_value);
-      return true;
-    case app::tag::kIp:
-      // Not the value: the probe of this text fails, which starts the retry, whose reload reads
-      // the address that the whole commit left in CDB.
-      agent_ip_ = key_path_text;
-      agent_bound_ = BindAgent(agent_ip_, agent_port_);
-      return true;
-    case app::tag::kPort:
-      agent_port_ = CONFD_GET_UINT16(cfg_value);
-      agent_bound_ = BindAgent(agent_ip_, agent_port_);
-      return true;
-    default:
-      return false;
-  }
 }
 
 void SnmpAgentCfgHandler::UpdateRebindReady() { rebind_ready_ = extra_bound_ && agent_bound_; }
@@ -253,8 +246,9 @@ bool SnmpAgentCfgHandler::BindAgent(const std::string& address, uint16_t port) {
   }
   const ProbeSocket probe(endpoint.Family());
   if (!probe.IsOpen()) {
-    APP_LOG(log_category_, app::kNotice, "Failed to create %s socket for SNMP agent",
-            endpoint.Family() == AF_INET ? "v4" : "v6");
+    APP_LOG(log_category_, app::kNotice,
+            endpoint.Family() == AF_INET ? "Failed to create v4 socket for SNMP agent"
+                                         : "Failed to create v6 socket for SNMP agent");
     return false;
   }
   if (!probe.Bind(endpoint)) {

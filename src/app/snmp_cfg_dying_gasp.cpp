@@ -35,17 +35,23 @@ struct FreeBytes {
 };
 using Bytes = std::unique_ptr<unsigned char, FreeBytes>;
 
-/// Raises a fault in the name of `function` when a read failed.
-void Check(const char* function, int result) {
-  if (result != CONFD_OK) APP_FAULT_FROM(function, 0, __LINE__, "%s", confd_lasterr());
+/// Where a read stands, which its fault tells.
+struct Place {
+  const char* function;
+  int line;
+};
+
+/// Raises a fault when the read at `place` failed.
+void Check(const Place& place, int result) {
+  if (result != CONFD_OK) APP_FAULT_FROM(place.function, 0, place.line, "%s", confd_lasterr());
 }
 
 /// The text of a leaf of the element at `path`; `before` when it cannot be read.
-std::string ReadText(const char* function, int cdb_socket, const std::string& path,
-                     const char* leaf, const std::string& before = "") {
+std::string ReadText(const Place& place, int cdb_socket, const std::string& path, const char* leaf,
+                     const std::string& before = "") {
   char text[kTextSize] = {};
   before.copy(text, sizeof text - 1);
-  Check(function, cdb_get_str(cdb_socket, text, sizeof text, "%s/%s", path.c_str(), leaf));
+  Check(place, cdb_get_str(cdb_socket, text, sizeof text, "%s/%s", path.c_str(), leaf));
   return text;
 }
 
@@ -127,46 +133,51 @@ const std::vector<vkconfd::SubscriptionPoint>& DyingGaspTrapCfgHandler::GetSubsc
   return subscription_points_;
 }
 
+// What reads a typed value stands here: where a value has another type, the process ends with this
+// function's name.
 confd_iter_ret DyingGaspTrapCfgHandler::HandleCfg(confd_hkeypath_t* kp, confd_iter_op op,
                                                   confd_value_t* /*old_value*/,
                                                   confd_value_t* new_value) {
   if (update_pending_) return ITER_STOP;
   const app::KeyPathText kp_text(kp);
   APP_LOG(log_category_, app::kDetail, "Called kp %s, op %d", kp_text.c_str(), op);
+  uint32_t tag = 0;
+  const confd_value_t* cfg_value = nullptr;
   switch (op) {
     case MOP_MODIFIED:
       UpdateTargets();
       return ITER_STOP;
-    case MOP_VALUE_SET: {
-      const uint32_t tag = CONFD_GET_XMLTAG(&kp->v[0][0]);
+    case MOP_VALUE_SET:
+      tag = CONFD_GET_XMLTAG(&kp->v[0][0]);
       APP_LOG_VALUE(log_category_, "New value: %s", new_value);
-      return HandleElement(tag, new_value);
-    }
+      cfg_value = new_value;
+      break;
     case MOP_CREATED:
     case MOP_DELETED:
-      return HandleElement(CONFD_GET_XMLTAG(&kp->v[1][0]), &kp->v[0][0]);
+      tag = CONFD_GET_XMLTAG(&kp->v[1][0]);
+      cfg_value = &kp->v[0][0];
+      break;
     default:
       APP_LOG(log_category_, app::kNotice, "Ignored operation %d", op);
       return ITER_CONTINUE;
   }
-}
-
-confd_iter_ret DyingGaspTrapCfgHandler::HandleElement(uint32_t tag,
-                                                      const confd_value_t* cfg_value) {
   if (tag == app::tag::kEnabled) {
     agent_enabled_ = CONFD_GET_BOOL(cfg_value) != 0;
-    const VkConfdCdbSession session(confd_interface_, CDB_RUNNING, true);
-    CommunityMap communities;
-    GetCommunities(session.Socket(), communities);
-    GetTargets(session.Socket(), agent_enabled_ ? targets_to_add_ : targets_to_remove_,
-               communities);
-    // Both directions tell the size of the map of additions.
-    APP_LOG_FROM("HandleCfg", log_category_, app::kProgress,
-                 "Gathered %zu targets to be %s dying-gasp driver", targets_to_add_.size(),
-                 agent_enabled_ ? "added into" : "removed from");
+    GatherAll();
   }
   UpdateTargets();
   return ITER_STOP;
+}
+
+void DyingGaspTrapCfgHandler::GatherAll() {
+  const VkConfdCdbSession session(confd_interface_, CDB_RUNNING, true);
+  CommunityMap communities;
+  GetCommunities(session.Socket(), communities);
+  GetTargets(session.Socket(), agent_enabled_ ? targets_to_add_ : targets_to_remove_, communities);
+  // Both directions tell the size of the map of additions.
+  APP_LOG_FROM("HandleCfg", log_category_, app::kProgress,
+               "Gathered %zu targets to be %s dying-gasp driver", targets_to_add_.size(),
+               agent_enabled_ ? "added into" : "removed from");
 }
 
 void DyingGaspTrapCfgHandler::UpdateTargets() {
@@ -192,11 +203,12 @@ void DyingGaspTrapCfgHandler::GetCommunities(int cdb_socket, CommunityMap& commu
   APP_LOG(log_category_, app::kDetail, "Getting %d SNMP communities", rows);
   for (int row = 0; row < rows; ++row) {
     const std::string path = RowPath(app::path::kCommunityEntry, row);
-    const std::string index = ReadText(__func__, cdb_socket, path, "snmpCommunityIndex");
+    const std::string index =
+        ReadText({__func__, __LINE__}, cdb_socket, path, "snmpCommunityIndex");
     if (index.empty()) continue;
     // A row whose security name cannot be read has its index as one.
     const std::string sec_name =
-        ReadText(__func__, cdb_socket, path, "snmpCommunitySecurityName", index);
+        ReadText({__func__, __LINE__}, cdb_socket, path, "snmpCommunitySecurityName", index);
     communities[index] = sec_name;
     APP_LOG(log_category_, app::kDetail, "Got SNMP community [%s] %s", index.c_str(),
             sec_name.c_str());
@@ -208,8 +220,8 @@ void DyingGaspTrapCfgHandler::GetTargets(int cdb_socket, TargetMap& targets,
   const int rows = cdb_num_instances(cdb_socket, app::path::kTargetAddrEntry);
   APP_LOG(log_category_, app::kDetail, "Getting %d SNMP targets", rows);
   for (int row = 0; row < rows; ++row) {
-    const std::string name = ReadText(
-        __func__, cdb_socket, RowPath(app::path::kTargetAddrEntry, row), "snmpTargetAddrName");
+    const std::string path = RowPath(app::path::kTargetAddrEntry, row);
+    const std::string name = ReadText({__func__, __LINE__}, cdb_socket, path, "snmpTargetAddrName");
     if (name.empty()) continue;
     const TrapTarget target = GetTargetEntry(cdb_socket, name, communities);
     if (target == kEmptyTrapTarget) continue;
@@ -222,18 +234,23 @@ TrapTarget DyingGaspTrapCfgHandler::GetTargetEntry(int cdb_socket, const std::st
                                                    const CommunityMap& communities) {
   APP_LOG(log_category_, app::kDetail, "key: %s", name.c_str());
   const std::string target = EntryPath(app::path::kTargetAddrEntry, name);
-  const std::string params_name = ReadText(__func__, cdb_socket, target, "snmpTargetAddrParams");
-  if (params_name.empty()) return Reject("Target parameters not valid");
+  const std::string params_name =
+      ReadText({__func__, __LINE__}, cdb_socket, target, "snmpTargetAddrParams");
+  if (params_name.empty()) return RejectParameters();
   const std::string params = EntryPath(app::path::kTargetParamsEntry, params_name);
   const std::string sec_name =
-      ReadText(__func__, cdb_socket, params, "snmpTargetParamsSecurityName");
-  if (sec_name.empty()) return Reject("Target parameters not valid");
+      ReadText({__func__, __LINE__}, cdb_socket, params, "snmpTargetParamsSecurityName");
+  if (sec_name.empty()) return RejectParameters();
   int32_t model = -1;
-  Check(__func__, cdb_get_int32(cdb_socket, &model, "%s/snmpTargetParamsMPModel", params.c_str()));
-  if (model != kSnmpV2c) return Reject("Only SNMPv2 supported for dying-gasp trap");
+  Check({__func__, __LINE__},
+        cdb_get_int32(cdb_socket, &model, "%s/snmpTargetParamsMPModel", params.c_str()));
+  if (model != kSnmpV2c) {
+    APP_LOG(log_category_, app::kNotice, "Only SNMPv2 supported for dying-gasp trap");
+    return kEmptyTrapTarget;
+  }
   unsigned char* bytes = nullptr;
   int length = 0;
-  Check(__func__,
+  Check({__func__, __LINE__},
         cdb_get_binary(cdb_socket, &bytes, &length, "%s/snmpTargetAddrTAddress", target.c_str()));
   const Bytes owner(bytes);
   if (length != kAddressSize + kPortSize) {
@@ -249,8 +266,7 @@ TrapTarget DyingGaspTrapCfgHandler::GetTargetEntry(int cdb_socket, const std::st
           sec_name, CommunityOf(sec_name, communities), 0};
 }
 
-/// No usable target, and why.
-TrapTarget DyingGaspTrapCfgHandler::Reject(const char* reason) {
-  APP_LOG_FROM("GetTargetEntry", log_category_, app::kNotice, "%s", reason);
+TrapTarget DyingGaspTrapCfgHandler::RejectParameters() {
+  APP_LOG_FROM("GetTargetEntry", log_category_, app::kNotice, "Target parameters not valid");
   return kEmptyTrapTarget;
 }

@@ -21,47 +21,39 @@ constexpr size_t kNameSize = 128;
 constexpr char kLoad[] = "LoadInitialConfig";
 constexpr char kHandleCfg[] = "HandleCfg";
 
-/// What tells the installation of rules and their removal apart, besides the direction.
-struct RuleChange {
-  bool add;
-  const char* function;
-  const char* no_vrf;
-  const char* ports;
-  const char* purpose;
-  const char* begin;
-  const char* done;
-};
-
-constexpr RuleChange kAddition = {true,   "SetInterfaceRules", "No need for rules for interface",
-                                  "Port", "addition",          "Adding SNMP listening rules for",
-                                  "added"};
-constexpr RuleChange kDeletion = {
-    false,    "DelInterfaceRules", "No rules expected to be for interface",
-    "Ports",  "deletion",          "Removing SNMP listening rules for interface",
-    "removed"};
-
-void ChangeRules(const RuleChange& change, VkConfdInterface* confd_interface,
-                 zlog_category_s* category, const std::string& name, const InterfaceInfo& info) {
+/// Installs the rules of an interface or removes them; each direction has its own words.
+void ChangeRules(bool add, VkConfdInterface* confd_interface, zlog_category_s* category,
+                 const std::string& name, const InterfaceInfo& info) {
+  const char* function = add ? "SetInterfaceRules" : "DelInterfaceRules";
   if (info.vrf == 0) {
-    APP_LOG_FROM(change.function, category, app::kProgress, "%s %s", change.no_vrf, name.c_str());
+    APP_LOG_FROM(
+        function, category, app::kProgress,
+        add ? "No need for rules for interface %s" : "No rules expected to be for interface %s",
+        name.c_str());
     return;
   }
   if (info.udp_port == 0 || info.redir_port == 0) {
-    APP_LOG_FROM(change.function, category, app::kProgress,
-                 "%s not fully configured yet (cfg=%hu, red=%u), not changing rules", change.ports,
+    APP_LOG_FROM(function, category, app::kProgress,
+                 add ? "Port not fully configured yet (cfg=%hu, red=%u), not changing rules"
+                     : "Ports not fully configured yet (cfg=%hu, red=%u), not changing rules",
                  info.udp_port, info.redir_port);
     return;
   }
   const VkConfdCdbSession session(confd_interface, CDB_RUNNING, true);
-  APP_LOG_FROM(change.function, category, app::kProgress, "Creating Iptools instance for %s",
-               change.purpose);
+  APP_LOG_FROM(
+      function, category, app::kProgress,
+      add ? "Creating Iptools instance for addition" : "Creating Iptools instance for deletion");
   libiptools::Iptools iptools(session.Socket(), category);
-  APP_LOG_FROM(change.function, category, app::kProgress, "%s %s", change.begin, name.c_str());
-  APP_LOG_FROM(change.function, category, app::kDetail, "Port %hu redirected to %hu", info.udp_port,
+  APP_LOG_FROM(
+      function, category, app::kProgress,
+      add ? "Adding SNMP listening rules for %s" : "Removing SNMP listening rules for interface %s",
+      name.c_str());
+  APP_LOG_FROM(function, category, app::kDetail, "Port %hu redirected to %hu", info.udp_port,
                info.redir_port);
-  if (iptools.addDelRuleSnmpListenIntf(change.add, info.kernel_name, info.vrf, info.udp_port,
+  if (iptools.addDelRuleSnmpListenIntf(add, info.kernel_name, info.vrf, info.udp_port,
                                        info.redir_port, IP_PROTO_UDP, TARGET_REDIRECT) != 0) {
-    APP_FAULT_FROM(change.function, 0, __LINE__, "Rules NOT %s for interface %s", change.done,
+    APP_FAULT_FROM(function, 0, __LINE__,
+                   add ? "Rules NOT added for interface %s" : "Rules NOT removed for interface %s",
                    name.c_str());
   }
 }
@@ -161,19 +153,19 @@ void SnmpListenCfgHandler::ReservePort(int cdb_socket, int row) {
 }
 
 void SnmpListenCfgHandler::LoadInterface(int cdb_socket, int row) {
-  const auto check = [](int result) {
-    if (result != CONFD_OK) APP_FAULT_FROM(kLoad, 0, __LINE__, "%s", confd_lasterr());
+  const auto check = [](int line, int result) {
+    if (result != CONFD_OK) APP_FAULT_FROM(kLoad, 0, line, "%s", confd_lasterr());
   };
   char name[kNameSize] = {};
-  check(
-      cdb_get_str(cdb_socket, name, sizeof name, "%s[%d]/name", app::path::kListenInterface, row));
+  check(__LINE__, cdb_get_str(cdb_socket, name, sizeof name, "%s[%d]/name",
+                              app::path::kListenInterface, row));
   if (name[0] == '\0') return;
   InterfaceInfo info;
   GatherInterfaceInfo(cdb_socket, name, info);
-  check(cdb_get_u_int16(cdb_socket, &info.udp_port, "%s[%d]/udp-port", app::path::kListenInterface,
-                        row));
-  check(cdb_get_u_int16(cdb_socket, &info.redir_port, "%s[%d]/redir-port",
-                        app::path::kListenInterface, row));
+  check(__LINE__, cdb_get_u_int16(cdb_socket, &info.udp_port, "%s[%d]/udp-port",
+                                  app::path::kListenInterface, row));
+  check(__LINE__, cdb_get_u_int16(cdb_socket, &info.redir_port, "%s[%d]/redir-port",
+                                  app::path::kListenInterface, row));
   // An interface in no VRF has none, and gets one of its own when it comes into a VRF.
   if (info.redir_port != 0) redir_ports_.Add(name, info.redir_port);
   stash_->entries[name] = info;
@@ -316,9 +308,9 @@ void SnmpListenCfgHandler::UpdateEntry(const std::string& name) {
 }
 
 void SnmpListenCfgHandler::SetInterfaceRules(const std::string& name, const InterfaceInfo& info) {
-  ChangeRules(kAddition, confd_interface_, log_category_, name, info);
+  ChangeRules(true, confd_interface_, log_category_, name, info);
 }
 
 void SnmpListenCfgHandler::DelInterfaceRules(const std::string& name, const InterfaceInfo& info) {
-  ChangeRules(kDeletion, confd_interface_, log_category_, name, info);
+  ChangeRules(false, confd_interface_, log_category_, name, info);
 }

@@ -98,7 +98,9 @@ void SnmpListenCallpoint::AddVrfEntry(confd_trans_ctx* tctx, const char* path,
                                       const std::string& name) {
   constexpr char kFunction[] = "CreateCallback";
   const uint16_t port = handler_->listen_handler_->AllocateRedirPort(name);
-  AddExtraEntry(kFunction, tctx, name, kWildcard, port);
+  if (AddExtraEntry(kFunction, tctx, name, kWildcard, port)) {
+    APP_LOG_FROM(kFunction, Category(), app::kDetail, "New extraIpPorts entry: 0.0.0.0:%hu", port);
+  }
   if (maapi_set_elem2(MaapiSocket(tctx), tctx->thandle, std::to_string(port).c_str(),
                       "%s/redir-port", path) != CONFD_OK) {
     APP_FATAL_FROM(kFunction, "Failed to set redirected port (%hu) for interface (%s): %s", port,
@@ -108,6 +110,8 @@ void SnmpListenCallpoint::AddVrfEntry(confd_trans_ctx* tctx, const char* path,
                "Added redirected port %hu to interface %s entry", port, name.c_str());
 }
 
+// What reads a typed value stands here: where a value has another type, the process ends with this
+// function's name.
 int SnmpListenCallpoint::SetElemCallback(confd_trans_ctx* tctx, confd_hkeypath_t* keypath,
                                          confd_value_t* newval) {
   const app::KeyPathText path(keypath);
@@ -122,28 +126,27 @@ int SnmpListenCallpoint::SetElemCallback(confd_trans_ctx* tctx, confd_hkeypath_t
     return CONFD_OK;
   }
   APP_LOG(Category(), app::kDetail, "Changed UDP port for listening interface %s", name.c_str());
-  if (IsL3(__func__, name)) MovePort(tctx, name, newval);
-  return CONFD_OK;
-}
-
-/// Moves the entries of an interface that is in no VRF before or after the transaction.
-void SnmpListenCallpoint::MovePort(confd_trans_ctx* tctx, const std::string& name,
-                                   const confd_value_t* newval) {
+  if (!IsL3(__func__, name)) return CONFD_OK;
   const VkConfdCdbSession session(handler_->confd_interface_, CDB_RUNNING, true);
   const bool had_vrf = InterfaceHadVrf(session.Socket(), L3Name(name));
   const bool has_vrf = InterfaceHasVrf(tctx, L3Name(name));
-  if (!had_vrf) {
-    uint16_t old_port = 0;
-    if (cdb_get_u_int16(session.Socket(), &old_port, "%s{%s}/udp-port", app::path::kListenInterface,
-                        name.c_str()) == CONFD_OK) {
-      DelExtraEntryNoVrf(tctx, name, old_port);
-    } else if (confd_errno != CONFD_ERR_NOEXISTS) {
-      APP_FATAL_FROM("SetElemCallback",
-                     "Failed to retrieve old UDP port value for listening interface (%s): %s",
-                     name.c_str(), confd_lasterr());
-    }
-  }
+  if (!had_vrf) DelOldEntries(session.Socket(), tctx, name);
   if (!has_vrf) AddExtraEntryNoVrf(tctx, name, CONFD_GET_UINT16(newval));
+  return CONFD_OK;
+}
+
+/// Deletes the entries with the port from before the transaction; a new interface had none.
+void SnmpListenCallpoint::DelOldEntries(int cdb_socket, confd_trans_ctx* tctx,
+                                        const std::string& name) {
+  uint16_t old_port = 0;
+  if (cdb_get_u_int16(cdb_socket, &old_port, "%s{%s}/udp-port", app::path::kListenInterface,
+                      name.c_str()) == CONFD_OK) {
+    DelExtraEntryNoVrf(tctx, name, old_port);
+  } else if (confd_errno != CONFD_ERR_NOEXISTS) {
+    APP_FATAL_FROM("SetElemCallback",
+                   "Failed to retrieve old UDP port value for listening interface (%s): %s",
+                   name.c_str(), confd_lasterr());
+  }
 }
 
 int SnmpListenCallpoint::RemoveCallback(confd_trans_ctx* tctx, confd_hkeypath_t* keypath) {
@@ -170,8 +173,9 @@ int SnmpListenCallpoint::RemoveCallback(confd_trans_ctx* tctx, confd_hkeypath_t*
     APP_FATAL("Failed to retrieve VRF (%s) data of listening interface (%s): %s", vrf, name.c_str(),
               confd_lasterr());
   }
-  DelExtraEntry(__func__, "delete", tctx, name, kWildcard,
-                handler_->listen_handler_->AllocateRedirPort(name));
+  const uint16_t port = handler_->listen_handler_->AllocateRedirPort(name);
+  DelExtraEntry(__func__, "delete", tctx, name, kWildcard, port);
+  APP_LOG(Category(), app::kDetail, "Removed extraIpPorts entry: 0.0.0.0:%hu", port);
   return CONFD_OK;
 }
 
@@ -205,17 +209,19 @@ bool SnmpListenCallpoint::InterfaceHasVrf(confd_trans_ctx* tctx, const std::stri
   return false;
 }
 
-void SnmpListenCallpoint::AddExtraEntry(const char* function, confd_trans_ctx* tctx,
+/// False for an entry that is there already.
+bool SnmpListenCallpoint::AddExtraEntry(const char* function, confd_trans_ctx* tctx,
                                         const std::string& name, const std::string& address,
                                         uint16_t port) {
   if (maapi_create(MaapiSocket(tctx), tctx->thandle, "%s{%s:%u}", app::path::kAgentExtraIpPorts,
                    address.c_str(), port) == CONFD_OK) {
-    APP_LOG_FROM(function, Category(), app::kDetail, "New extraIpPorts entry: %s:%hu",
-                 address.c_str(), port);
-  } else if (confd_errno != CONFD_ERR_ALREADY_EXISTS) {
+    return true;
+  }
+  if (confd_errno != CONFD_ERR_ALREADY_EXISTS) {
     APP_FATAL_FROM(function, "Failed to create extraIpPorts entry (%s:%hu) for interface (%s): %s",
                    address.c_str(), port, name.c_str(), confd_lasterr());
   }
+  return false;
 }
 
 /// `failed` is the verb of the fault's text.
@@ -228,19 +234,30 @@ void SnmpListenCallpoint::DelExtraEntry(const char* function, const char* failed
     APP_FATAL_FROM(function, "Failed to %s extraIpPorts entry (%s:%hu) for interface (%s): %s",
                    failed, address.c_str(), port, name.c_str(), confd_lasterr());
   }
-  APP_LOG_FROM(function, Category(), app::kDetail, "Removed extraIpPorts entry: %s:%hu",
+}
+
+void SnmpListenCallpoint::LogAdded(const char* function, const std::string& address,
+                                   uint16_t port) const {
+  APP_LOG_FROM(function, Category(), app::kDetail, "New extraIpPorts entry: %s:%hu",
+               address.c_str(), port);
+}
+
+void SnmpListenCallpoint::LogRemoved(const std::string& address, uint16_t port) const {
+  APP_LOG_FROM("DelExtraEntryNoVrf", Category(), app::kDetail, "Removed extraIpPorts entry: %s:%hu",
                address.c_str(), port);
 }
 
 int SnmpListenCallpoint::AddExtraEntryIPv4(confd_trans_ctx* tctx, const std::string& name,
                                            const nettypes::IPv4Addr& address, uint16_t port) {
-  AddExtraEntry(__func__, tctx, name, address.to_string(), port);
+  const std::string text = address.to_string();
+  if (AddExtraEntry(__func__, tctx, name, text, port)) LogAdded(__func__, text, port);
   return CONFD_OK;
 }
 
 int SnmpListenCallpoint::AddExtraEntryIPv6(confd_trans_ctx* tctx, const std::string& name,
                                            const nettypes::IPv6Addr& address, uint16_t port) {
-  AddExtraEntry(__func__, tctx, name, address.to_string(), port);
+  const std::string text = address.to_string();
+  if (AddExtraEntry(__func__, tctx, name, text, port)) LogAdded(__func__, text, port);
   return CONFD_OK;
 }
 
@@ -300,6 +317,7 @@ int SnmpListenCallpoint::DelExtraEntryNoVrf(confd_trans_ctx* tctx, const std::st
     APP_LOG(Category(), app::kDetail, "Read IPv4 %s for interface %s", address.to_string().c_str(),
             name.c_str());
     DelExtraEntry(__func__, "delete", tctx, name, address.to_string(), port);
+    LogRemoved(address.to_string(), port);
   } else if (confd_errno != CONFD_ERR_NOEXISTS) {
     APP_FATAL("Failed to retrieve IPv4 address of listening interface (%s): %s", name.c_str(),
               confd_lasterr());
@@ -330,4 +348,5 @@ void SnmpListenCallpoint::DelFirstIPv6(int cdb_socket, confd_trans_ctx* tctx,
                address.to_string().c_str(), name.c_str());
   // A refused deletion reports with the words of a creation.
   DelExtraEntry(kFunction, "create", tctx, name, address.to_string(), port);
+  LogRemoved(address.to_string(), port);
 }

@@ -58,6 +58,20 @@ TEST_F(AgentLoadTest, HandlerWithoutAnyConfigurationLoadsAndApplies) {
   EXPECT_THAT(device_.confd.rebinds, IsEmpty());
 }
 
+TEST_F(AgentLoadTest, ExtraListThatWasNeverReadIsNotBound) {
+  Configure(true, "127.0.0.1", agent::kPortNumber, {});
+  device_.confd.RefuseNext(std::string("cdb_get ") + agent::kExtra, CONFD_ERR_NOEXISTS, "gone");
+  Load();
+  EXPECT_THAT(Apply(), ElementsAre(agent::kRetryStarted));
+}
+
+TEST_F(AgentLoadTest, AddressThatWasNeverReadIsNotBound) {
+  Configure(true, "127.0.0.1", agent::kPortNumber, {});
+  device_.confd.RefuseNext(std::string("cdb_get ") + agent::kIp, CONFD_ERR_NOEXISTS, "gone");
+  Load();
+  EXPECT_THAT(Apply(), ElementsAre(agent::kRetryStarted));
+}
+
 TEST_F(AgentLoadTest, UnreadableExtraListKeepsItsProbeResult) {
   StartBound();
   device_.confd.RefuseNext(std::string("cdb_get ") + agent::kExtra, CONFD_ERR_NOEXISTS, "gone");

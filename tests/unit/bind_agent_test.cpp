@@ -1,5 +1,8 @@
 // The bind probe, on real sockets of the loopback interface.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 
 #include "agent_test.h"
@@ -116,14 +119,34 @@ TEST_F(BindAgentTest, PortIsFreeAfterTheProbe) {
   EXPECT_TRUE(handler_.BindAgent("127.0.0.1", port));
 }
 
+TEST_F(BindAgentTest, DescriptorZeroIsASocketLikeAnyOther) {
+  const UdpSocket holder(AF_INET, UdpSocket::kShared);
+  const int standard_input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  const bool bound = handler_.BindAgent("127.0.0.1", holder.Port());
+  const bool is_closed = fcntl(STDIN_FILENO, F_GETFD) == -1;
+  if (!is_closed) close(STDIN_FILENO);
+  if (standard_input >= 0) {
+    dup2(standard_input, STDIN_FILENO);
+    close(standard_input);
+  }
+  EXPECT_TRUE(bound);
+  EXPECT_TRUE(is_closed);
+  ExpectRecords("127.0.0.1", holder.Port(), 11, agent::kBound);
+}
+
 TEST_F(BindAgentTest, TellsThatNoV4SocketCanBeMade) {
+  const std::string text = "Failed to create v4 socket for SNMP agent";
   ProbeWithoutSocket("127.0.0.1");
-  ExpectRecords("127.0.0.1", agent::kPortNumber, 12, "Failed to create v4 socket for SNMP agent");
+  ExpectRecords("127.0.0.1", agent::kPortNumber, 12, text);
+  EXPECT_THAT(Formats(), ElementsAre("Trying to bind to %s:%hu", text));
 }
 
 TEST_F(BindAgentTest, TellsThatNoV6SocketCanBeMade) {
+  const std::string text = "Failed to create v6 socket for SNMP agent";
   ProbeWithoutSocket("::1");
-  ExpectRecords("::1", agent::kPortNumber, 12, "Failed to create v6 socket for SNMP agent");
+  ExpectRecords("::1", agent::kPortNumber, 12, text);
+  EXPECT_THAT(Formats(), ElementsAre("Trying to bind to %s:%hu", text));
 }
 
 TEST_F(BindAgentTest, RefusesWhatIsNoAddressWithTheCurrentError) {

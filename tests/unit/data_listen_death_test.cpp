@@ -43,8 +43,9 @@ class DataListenDeathTest : public DataListenTest {
     device_.confd.RefuseNext(call, CONFD_ERR_EXTERNAL, "broken");
   }
 
-  static std::string Failed(const std::string& assertion) {
-    return "Assertion `" + assertion + "' failed";
+  static std::string Failed(const std::string& callback, const std::string& assertion) {
+    return "virtual int SnmpListenDataHandler::SnmpListenCallpoint::" + callback + ": Assertion `" +
+           assertion + "' failed";
   }
 
   void ExpectFatalCreate(const std::string& call, const std::string& text) {
@@ -252,18 +253,21 @@ TEST_F(DataListenDeathTest, FaultTextIsCutTo300Bytes) {
 }
 
 TEST_F(DataListenDeathTest, KeysOfTheWrongType) {
+  const std::string create = "CreateCallback(confd_trans_ctx*, confd_hkeypath_t*)";
+  const std::string remove = "RemoveCallback(confd_trans_ctx*, confd_hkeypath_t*)";
+  const std::string set = "SetElemCallback(confd_trans_ctx*, confd_hkeypath_t*, confd_value_t*)";
   confd_hkeypath_t number = EntryPath({"snmp", "interface"}, common::MakeUint16(1));
   confd_hkeypath_t leaf = ElementPath({"interface", "udp-port"});
   EXPECT_DEATH(Callpoint().CreateCallback(Context(), &number),
-               HasSubstr(Failed("(&keypath->v[0][0])->type == C_BUF")));
+               HasSubstr(Failed(create, "(&keypath->v[0][0])->type == C_BUF")));
   EXPECT_DEATH(Callpoint().RemoveCallback(Context(), &number),
-               HasSubstr(Failed("(&keypath->v[0][0])->type == C_BUF")));
+               HasSubstr(Failed(remove, "(&keypath->v[0][0])->type == C_BUF")));
   EXPECT_DEATH(Callpoint().SetElemCallback(Context(), &number, nullptr),
-               HasSubstr(Failed("(&keypath->v[0][0])->type == C_XMLTAG")));
+               HasSubstr(Failed(set, "(&keypath->v[0][0])->type == C_XMLTAG")));
   EXPECT_DEATH(Callpoint().SetElemCallback(Context(), &leaf, nullptr),
-               HasSubstr(Failed("(&keypath->v[1][0])->type == C_BUF")));
+               HasSubstr(Failed(set, "(&keypath->v[1][0])->type == C_BUF")));
   EXPECT_DEATH(SetLeaf("l3-eth0", "udp-port", common::MakeUint32(1)),
-               HasSubstr(Failed("(newval)->type == C_UINT16")));
+               HasSubstr(Failed(set, "(newval)->type == C_UINT16")));
 }
 
 }  // namespace

@@ -69,6 +69,7 @@ TEST_F(DataListenTest, CreatedInterfaceInAVrfHasOneEntryAndItsPort) {
               data::Line("CreateCallback", 10, "New extraIpPorts entry: 0.0.0.0:60600"));
   EXPECT_THAT(LogLines()[2], data::Line("CreateCallback", 10,
                                         "Added redirected port 60600 to interface l3-eth0 entry"));
+  EXPECT_EQ("New extraIpPorts entry: 0.0.0.0:%hu", Formats()[1]);
   EXPECT_EQ("[ 0.0.0.0:60600 ]", Extra());
   const fake::Node* leaf = Candidate().Find("/snmp/agent/listen/interface{l3-eth0}/redir-port");
   ASSERT_NE(nullptr, leaf);

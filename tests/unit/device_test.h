@@ -30,18 +30,31 @@ inline void InstallContext(const char* name) {
   vkos::the_context = std::make_unique<vkos::Context>(&signature, &none);
 }
 
-/// A new device for each test, in a process that has a context.
+/// A new device for each test, in a process that has a context. Every session that a test's code
+/// opens must have the flag set.
 class DeviceTest : public ::testing::Test {
  protected:
   DeviceTest() {
     if (vkos::the_context == nullptr) InstallContext("unit-test");
     device_.Reset();
   }
+  ~DeviceTest() override {
+    for (const fake::SessionRecord& session : device_.confd.sessions) {
+      EXPECT_TRUE(session.flag) << "of the session on socket " << session.socket;
+    }
+  }
 
   std::vector<std::string> LogLines() const {
     std::vector<std::string> lines;
     for (const fake::LogRecord& record : device_.log.records) lines.push_back(Line(record));
     return lines;
+  }
+
+  /// The formats of the records.
+  std::vector<std::string> Formats() const {
+    std::vector<std::string> formats;
+    for (const fake::LogRecord& record : device_.log.records) formats.push_back(record.format);
+    return formats;
   }
 
   std::vector<std::string> FaultLines() const {

@@ -8,8 +8,12 @@ using ::testing::HasSubstr;
 
 class DyingGaspDeathTest : public DyingGaspTest {
  protected:
-  static std::string Failed(const std::string& assertion) {
-    return "Assertion `" + assertion + "' failed";
+  static std::string Failed(
+      const std::string& assertion,
+      const std::string& function =
+          "confd_iter_ret DyingGaspTrapCfgHandler::HandleCfg(confd_hkeypath_t*, confd_iter_op, "
+          "confd_value_t*, confd_value_t*)") {
+    return function + ": Assertion `" + assertion + "' failed";
   }
 
   void Handle(confd_hkeypath_t kp, confd_iter_op op) {
@@ -20,7 +24,9 @@ class DyingGaspDeathTest : public DyingGaspTest {
 
 TEST_F(DyingGaspDeathTest, LoadedFlagIsNoBool) {
   Running().Set(gasp::kEnabled, common::MakeUint8(1));
-  EXPECT_DEATH(Load(), HasSubstr(Failed("(&agent_enabled)->type == C_BOOL")));
+  EXPECT_DEATH(Load(),
+               HasSubstr(Failed("(&agent_enabled)->type == C_BOOL",
+                                "virtual void DyingGaspTrapCfgHandler::LoadInitialConfig(int)")));
 }
 
 TEST_F(DyingGaspDeathTest, NameOfALeafIsNoTag) {

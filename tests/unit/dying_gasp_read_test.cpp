@@ -41,10 +41,12 @@ class DyingGaspReadTest : public DyingGaspTest {
                           ", sec_name " + sec_name);
   }
 
-  /// Loads and expects the one target left out with this text, and nothing to apply.
-  void ExpectRejected(const std::string& text) {
+  /// Loads and expects the one target left out with this text, which is its own format unless one
+  /// is given, and nothing to apply.
+  void ExpectRejected(const std::string& text, const std::string& format = "") {
     Load();
     EXPECT_EQ(gasp::Line(kGetTargetEntry, 12, text), LogLines().back());
+    EXPECT_EQ(format.empty() ? text : format, Formats().back());
     EXPECT_EQ(gasp::Line(kGetTargetEntry, 10, "key: t1"), LogLines()[LogLines().size() - 2]);
     const gasp::Lines faults = FaultLines();
     EXPECT_THAT(Apply(), ElementsAreArray(gasp::ApplyLines({}, {})));
@@ -99,6 +101,36 @@ TEST_F(DyingGaspReadTest, SecurityNameThatCannotBeReadIsTheIndexStillInTheBuffer
   EXPECT_THAT(FaultLines(), ElementsAre(gasp::Fault(kGetCommunities, "cannot read")));
   EXPECT_EQ(Got("a", "a"), LogLines()[3]);
   EXPECT_EQ(Added("a", "t1", "a"), LogLines().back());
+}
+
+TEST_F(DyingGaspReadTest, SecurityNameStillInTheBufferHasUpTo127Bytes) {
+  const std::string index(127, 'i');
+  gasp::AddCommunity(Running(), index, "user-i");
+  Refuse(std::string("cdb_get_str ") + gasp::kCommunities + "[0]/snmpCommunitySecurityName");
+  Load();
+  EXPECT_EQ(Got(index, index), LogLines()[3]);
+}
+
+TEST_F(DyingGaspReadTest, FaultsCarryTheLineOfTheReadThatFailed) {
+  AddExample();
+  const std::string address = "cdb_get_binary " + gasp::Row(gasp::kTargets, "t1", "");
+  const std::string parameters = gasp::Row(gasp::kParams, "params-t1", "");
+  std::vector<int> lines;
+  for (const std::string& call :
+       {std::string("cdb_get_str ") + gasp::kCommunities + "[0]/snmpCommunityIndex",
+        std::string("cdb_get_str ") + gasp::kCommunities + "[0]/snmpCommunitySecurityName",
+        std::string("cdb_get_str ") + gasp::kTargets + "[0]/snmpTargetAddrName",
+        "cdb_get_str " + gasp::Row(gasp::kTargets, "t1", "snmpTargetAddrParams"),
+        "cdb_get_str " + parameters + "snmpTargetParamsSecurityName",
+        "cdb_get_int32 " + parameters + "snmpTargetParamsMPModel", address}) {
+    ForgetRecords();
+    Refuse(call);
+    Load();
+    ASSERT_EQ(1U, device_.middleware.faults.size()) << call;
+    lines.push_back(device_.middleware.faults[0].line);
+  }
+  // The reads stand in the source as they are made.
+  for (size_t i = 1; i < lines.size(); ++i) EXPECT_LT(lines[i - 1], lines[i]) << i;
 }
 
 TEST_F(DyingGaspReadTest, EmptySecurityNameOfACommunityIsOne) {
@@ -252,7 +284,8 @@ TEST_F(DyingGaspReadTest, AddressesOfAnotherLengthAreRejected) {
   for (const int length : {18, 7, 5, 2, 0}) {
     ForgetRecords();
     gasp::SetAddress(Running(), "t1", std::string(static_cast<size_t>(length), '\1'));
-    ExpectRejected("Target address not valid, IP length " + std::to_string(length - 2));
+    ExpectRejected("Target address not valid, IP length " + std::to_string(length - 2),
+                   "Target address not valid, IP length %d");
     EXPECT_THAT(faults_, IsEmpty());
   }
 }
@@ -260,7 +293,8 @@ TEST_F(DyingGaspReadTest, AddressesOfAnotherLengthAreRejected) {
 TEST_F(DyingGaspReadTest, AddressThatCannotBeReadIsAFaultAndHasLengthMinusTwo) {
   AddExample();
   Refuse("cdb_get_binary");
-  ExpectRejected("Target address not valid, IP length -2");
+  ExpectRejected("Target address not valid, IP length -2",
+                 "Target address not valid, IP length %d");
   EXPECT_THAT(faults_, ElementsAre(gasp::Fault(kGetTargetEntry, "cannot read")));
 }
 

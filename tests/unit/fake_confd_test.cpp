@@ -78,6 +78,18 @@ TEST_F(FakeConfdTest, SessionsAreCountedAndRefused) {
   EXPECT_EQ(1, device_.confd.opened_sessions);
 }
 
+TEST_F(FakeConfdTest, SessionsAreRecordedWithTheirFlag) {
+  const VkConfdCdbSession first(&interface_, CDB_RUNNING, true);
+  const VkConfdCdbSession second(&interface_, CDB_RUNNING, false);
+  ASSERT_EQ(2U, device_.confd.sessions.size());
+  EXPECT_EQ(first.Socket(), device_.confd.sessions[0].socket);
+  EXPECT_TRUE(device_.confd.sessions[0].flag);
+  EXPECT_EQ(second.Socket(), device_.confd.sessions[1].socket);
+  EXPECT_EQ(CDB_RUNNING, device_.confd.sessions[1].database);
+  EXPECT_FALSE(device_.confd.sessions[1].flag);
+  device_.confd.sessions.clear();
+}
+
 TEST_F(FakeConfdTest, RebindsAreRecordedAlsoWhenTheyFail) {
   EXPECT_EQ(CONFD_OK, maapi_rebind_listener(interface_.MaapiSocket(), CONFD_LISTENER_SNMP));
   EXPECT_EQ(CONFD_ERR, maapi_rebind_listener(3, CONFD_LISTENER_SNMP));

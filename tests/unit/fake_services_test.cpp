@@ -93,6 +93,7 @@ TEST_F(FakeLogTest, FileAndFunctionAreAsLongAsTold) {
        static_cast<unsigned short>(3));
   ASSERT_EQ(1U, device_.log.records.size());
   EXPECT_EQ("log src/file Function 12 text 3", Line(device_.log.records[0]));
+  EXPECT_EQ("%s %hu", device_.log.records[0].format);
   EXPECT_EQ(7, device_.log.records[0].line);
 }
 

@@ -24,6 +24,22 @@ class ListenEntryTest : public ListenTest {
   }
 };
 
+TEST_F(ListenEntryTest, NewRecordHasNeitherVrfNorPorts) {
+  const SnmpListenCfgHandler::InterfaceInfo info;
+  EXPECT_EQ(0U, info.vrf);
+  EXPECT_EQ("", info.kernel_name);
+  EXPECT_EQ(0, info.udp_port);
+  EXPECT_EQ(0, info.redir_port);
+}
+
+TEST_F(ListenEntryTest, CreatedEntryHasNoPortUntilItIsSet) {
+  AddInterface("l3-eth1", 5, "veth1");
+  ChangeEntry("l3-eth1", MOP_CREATED);
+  EXPECT_EQ(0, Entry("l3-eth1").udp_port);
+  EXPECT_EQ(60600, Entry("l3-eth1").redir_port);
+  EXPECT_THAT(Apply(), IsEmpty());
+}
+
 TEST_F(ListenEntryTest, InterfaceWithoutVrfIsRedirectedToItsOwnPort) {
   const SnmpListenCfgHandler::InterfaceInfo info = Gather("l3-eth0");
   EXPECT_EQ(0U, info.vrf);

@@ -47,10 +47,40 @@ TEST_F(ListenRulesTest, Installation) {
                   "log SetInterfaceRules: Port 161 redirected to 60600",
                   "rule add veth1 5 161 60600 2 2", "session close"));
   EXPECT_THAT(FaultLines(), IsEmpty());
+  EXPECT_THAT(Formats(),
+              ElementsAre("Creating Iptools instance for addition",
+                          "Adding SNMP listening rules for %s", "Port %hu redirected to %hu"));
+}
+
+TEST_F(ListenRulesTest, LibraryReadsTheSessionOfItsCall) {
+  handler_->SetInterfaceRules("l3-eth1", kComplete);
+  handler_->DelInterfaceRules("l3-eth1", kComplete);
+  ASSERT_EQ(2U, device_.rules.calls.size());
+  ASSERT_EQ(2U, device_.confd.sessions.size());
+  for (const size_t i : {0U, 1U}) {
+    EXPECT_EQ(device_.confd.sessions[i].socket, device_.rules.calls[i].cdb_socket);
+  }
+}
+
+TEST_F(ListenRulesTest, FormatsOfWhatNeedsNoRules) {
+  const InterfaceInfo no_vrf = {0, "veth1", 161, 161};
+  const InterfaceInfo no_port = {5, "veth1", 161, 0};
+  for (const InterfaceInfo& info : {no_vrf, no_port}) {
+    handler_->SetInterfaceRules("l3-eth1", info);
+    handler_->DelInterfaceRules("l3-eth1", info);
+  }
+  EXPECT_THAT(
+      Formats(),
+      ElementsAre("No need for rules for interface %s", "No rules expected to be for interface %s",
+                  "Port not fully configured yet (cfg=%hu, red=%u), not changing rules",
+                  "Ports not fully configured yet (cfg=%hu, red=%u), not changing rules"));
 }
 
 TEST_F(ListenRulesTest, Removal) {
   handler_->DelInterfaceRules("l3-eth1", kComplete);
+  EXPECT_THAT(Formats(), ElementsAre("Creating Iptools instance for deletion",
+                                     "Removing SNMP listening rules for interface %s",
+                                     "Port %hu redirected to %hu"));
   EXPECT_THAT(LogLines(),
               ElementsAre(Del(11, "Creating Iptools instance for deletion"),
                           Del(11, "Removing SNMP listening rules for interface l3-eth1"),

@@ -8,8 +8,15 @@ using ::testing::HasSubstr;
 
 class SnmpCfgAgentDeathTest : public AgentTest {
  protected:
-  static std::string Failed(const std::string& assertion) {
-    return "Assertion `" + assertion + "' failed";
+  static std::string Failed(const std::string& assertion,
+                            const std::string& function =
+                                "confd_iter_ret SnmpAgentCfgHandler::HandleCfg(confd_hkeypath_t*, "
+                                "confd_iter_op, confd_value_t*, confd_value_t*)") {
+    return function + ": Assertion `" + assertion + "' failed";
+  }
+
+  static std::string FailedLoad(const std::string& assertion) {
+    return Failed(assertion, "virtual void SnmpAgentCfgHandler::LoadInitialConfig(int)");
   }
 };
 
@@ -41,13 +48,13 @@ TEST_F(SnmpCfgAgentDeathTest, NewPortIsNoUint16) {
 TEST_F(SnmpCfgAgentDeathTest, LoadedPortIsNoUint16) {
   Configure(true, "127.0.0.1", agent::kPortNumber, {});
   device_.confd.running.Set(agent::kPort, common::MakeUint32(161));
-  EXPECT_DEATH(Load(), HasSubstr(Failed("(&agent_port)->type == C_UINT16")));
+  EXPECT_DEATH(Load(), HasSubstr(FailedLoad("(&agent_port)->type == C_UINT16")));
 }
 
 TEST_F(SnmpCfgAgentDeathTest, LoadedEnableFlagIsNoBool) {
   Configure(true, "127.0.0.1", agent::kPortNumber, {});
   device_.confd.running.Set(agent::kEnabled, common::MakeUint8(1));
-  EXPECT_DEATH(Load(), HasSubstr(Failed("(&agent_enabled)->type == C_BOOL")));
+  EXPECT_DEATH(Load(), HasSubstr(FailedLoad("(&agent_enabled)->type == C_BOOL")));
 }
 
 }  // namespace

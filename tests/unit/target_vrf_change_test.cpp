@@ -31,6 +31,21 @@ TEST_F(TargetVrfChangeTest, BothSessionsAreOpenedInOrderAndClosed) {
                           "session close", "session close"));
 }
 
+TEST_F(TargetVrfChangeTest, LibraryReadsTheSessionThatTheRuleIsFrom) {
+  target::Set(Running(), "t1", "udp-port", common::MakeUint16(1162));
+  ChangeLeaf("t1", "udp-port");
+  const auto& sessions = device_.confd.sessions;
+  ASSERT_EQ(2U, sessions.size());
+  EXPECT_EQ(CDB_RUNNING, sessions[0].database);
+  EXPECT_EQ(CDB_PRE_COMMIT_RUNNING, sessions[1].database);
+  const auto& calls = device_.rules.routing_calls;
+  ASSERT_EQ(2U, calls.size());
+  EXPECT_FALSE(calls[0].add);
+  EXPECT_EQ(sessions[1].socket, calls[0].cdb_socket);
+  EXPECT_TRUE(calls[1].add);
+  EXPECT_EQ(sessions[0].socket, calls[1].cdb_socket);
+}
+
 TEST_F(TargetVrfChangeTest, EntryThatIsNotDeletedIsRecursed) {
   for (const confd_iter_op op : {MOP_NOP, MOP_CREATED, MOP_MODIFIED, MOP_VALUE_SET}) {
     ForgetRecords();

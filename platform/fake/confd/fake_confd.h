@@ -45,6 +45,13 @@ class Transaction {
   confd_trans_ctx context_ = {&daemon_, kHandle};
 };
 
+/// A session that the program opened by the session class, and the flag that it gave.
+struct SessionRecord {
+  int socket;
+  cdb_db_type database;
+  bool flag;
+};
+
 struct Rebind {
   int socket;
   int listener;
@@ -78,6 +85,7 @@ class Confd {
   Database running;
   std::optional<Database> pre_commit;  ///< Set while a commit is delivered.
   ConfdInterface interface;
+  std::vector<SessionRecord> sessions;       ///< In the order that they were opened.
   std::vector<Rebind> rebinds;               ///< Calls of maapi_rebind_listener, also failed ones.
   std::unique_ptr<Transaction> transaction;  ///< Null when none is being prepared.
   int open_cursors = 0;                      ///< MAAPI cursors that were not destroyed yet.

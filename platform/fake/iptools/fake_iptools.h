@@ -18,6 +18,7 @@ struct InterfaceFacts {
 };
 
 struct RuleCall {
+  int cdb_socket;  ///< That the library's object was made with, also below.
   bool add;
   std::string kernel_name;
   unsigned int vrf;
@@ -28,6 +29,7 @@ struct RuleCall {
 };
 
 struct RoutingCall {
+  int cdb_socket;
   bool add;
   unsigned int vrf;
   std::string address;

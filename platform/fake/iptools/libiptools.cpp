@@ -63,7 +63,8 @@ int Iptools::addDelRuleSnmpListenIntf(bool add, const std::string& kernel_name, 
                                       target_action action) {
   ExpectSession(cdb_socket_);
   fake::Device& device = fake::Device::Instance();
-  device.rules.calls.push_back({add, kernel_name, vrf, port, redirect_port, proto, action});
+  device.rules.calls.push_back(
+      {cdb_socket_, add, kernel_name, vrf, port, redirect_port, proto, action});
   device.Note(RuleText(device.rules.calls.back()));
   return NextAnswer(&device.rules);
 }
@@ -72,7 +73,7 @@ int Iptools::addDelIPRuleIntf(bool add, unsigned int vrf_id, const nettypes::IPA
                               unsigned int dport, ip_proto proto) {
   ExpectSession(cdb_socket_);
   fake::Device& device = fake::Device::Instance();
-  device.rules.routing_calls.push_back({add, vrf_id, dst.to_string(), dport, proto});
+  device.rules.routing_calls.push_back({cdb_socket_, add, vrf_id, dst.to_string(), dport, proto});
   device.Note(std::string("routing rule ") + (add ? "add " : "delete ") + std::to_string(vrf_id) +
               " " + dst.to_string() + " " + std::to_string(dport) + " " + std::to_string(proto));
   return NextAnswer(&device.rules);

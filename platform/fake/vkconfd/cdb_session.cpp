@@ -5,9 +5,11 @@
 #include "fake_device.h"
 
 VkConfdCdbSessionBase::VkConfdCdbSessionBase(VkConfdInterface* confd_interface,
-                                             cdb_db_type database, bool /*flag*/) {
+                                             cdb_db_type database, bool flag) {
   if (confd_interface == nullptr) throw std::runtime_error("no connection to ConfD");
-  socket_ = fake::Device::Instance().confd.OpenSession(database);
+  fake::Confd& confd = fake::Device::Instance().confd;
+  socket_ = confd.OpenSession(database);
+  confd.sessions.push_back({socket_, database, flag});
 }
 
 VkConfdCdbSessionBase::~VkConfdCdbSessionBase() {

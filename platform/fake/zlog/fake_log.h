@@ -18,6 +18,7 @@ struct LogRecord {
   long line;
   int level;
   std::string text;
+  std::string format = {};  ///< That the text was made by.
 };
 
 class Log {

@@ -29,8 +29,13 @@ void zlog(zlog_category_t* category, const char* file, size_t file_length, const
   va_start(arguments, format);
   const std::string text = FormatText(format, arguments);
   va_end(arguments);
-  fake::Device::Instance().log.Write(
-      {category->name, {file, file_length}, {function, function_length}, line, level, text});
+  fake::Device::Instance().log.Write({category->name,
+                                      {file, file_length},
+                                      {function, function_length},
+                                      line,
+                                      level,
+                                      text,
+                                      format});
   errno = kept_errno;
 }
 
