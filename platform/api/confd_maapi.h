@@ -63,7 +63,7 @@ struct maapi_cursor {
 int maapi_init_cursor(int sock, int thandle, maapi_cursor* cursor, const char* fmt, ...)
     __attribute__((format(printf, 4, 5)));
 
-/// Moves on to the next entry.
+/// Moves on to the next entry. CONFD_ERR_NOSESSION when the cursor's beginning was refused.
 int maapi_get_next(maapi_cursor* cursor);
 
 /// Frees what the cursor holds.

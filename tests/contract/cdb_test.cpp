@@ -67,6 +67,28 @@ TEST_F(CdbTest, LeafListWithoutEntriesReadsAsAnEmptyList) {
   EXPECT_EQ(Read(CDB_RUNNING, kExtra), "[ ]");
 }
 
+TEST_F(CdbTest, AddressesKeepTheirHostBitsAndPrefixLength) {
+  Configuration configuration;
+  configuration.l3 = {{"eth0", "", "", "10.0.0.1/24", {"2001:db8::1/64"}}};
+  Start(configuration, {&handler_});
+  const VkConfdCdbSession session(handler_.Interface(), CDB_RUNNING, true);
+  const std::string row = "/config/interface/l3{eth0}/";
+  confd_ipv4_prefix v4 = {};
+  EXPECT_EQ(cdb_get_ipv4_and_plen(session.Socket(), &v4, "%sipv4/address/ip", row.c_str()),
+            CONFD_OK);
+  EXPECT_EQ(ntohl(v4.ip.s_addr), 0x0a000001U);
+  EXPECT_EQ(v4.len, 24);
+  confd_ipv6_prefix v6 = {};
+  EXPECT_EQ(cdb_get_ipv6_and_plen(session.Socket(), &v6, "%sipv6/address[0]/ip", row.c_str()),
+            CONFD_OK);
+  EXPECT_EQ(v6.ip6.s6_addr[15], 1);
+  EXPECT_EQ(v6.len, 64);
+  EXPECT_EQ(cdb_get_ipv4_and_plen(session.Socket(), &v4, "%sipv6/address[0]/ip", row.c_str()),
+            CONFD_ERR);
+  EXPECT_EQ(confd_errno, CONFD_ERR_BADTYPE);
+  EXPECT_EQ(v4.len, 24) << "untouched";
+}
+
 TEST_F(CdbTest, RowsAreReadByKeyAndByPosition) {
   Start({false, "127.0.0.1", 161, {}, {"public", "ops"}}, {&handler_});
   const VkConfdCdbSession session(handler_.Interface(), CDB_RUNNING, true);

@@ -92,7 +92,12 @@ class ContractTest : public testing::Test {
   /// Starts with `configuration` and forgets what the start wrote down.
   void Start(const Configuration& configuration,
              const std::vector<vkconfd::ConfigHandler*>& handlers) {
-    platform_->Start(configuration, handlers);
+    Start(configuration, handlers, {&idle_data_handler_});
+  }
+  void Start(const Configuration& configuration,
+             const std::vector<vkconfd::ConfigHandler*>& handlers,
+             const std::vector<vkconfd::DataHandler*>& data_handlers) {
+    platform_->Start(configuration, handlers, data_handlers);
     journal_.clear();
   }
 
@@ -107,6 +112,7 @@ class ContractTest : public testing::Test {
   }
 
   std::unique_ptr<PlatformUnderTest> platform_;
+  IdleDataHandler idle_data_handler_;
   Journal journal_;
   RecordingHandler handler_{"a", &journal_};
 };

@@ -24,13 +24,13 @@ class DeliveryTest : public ContractTest {
 };
 
 TEST_F(DeliveryTest, EveryHandlerLoadsAndAppliesAtStart) {
-  platform_->Start({}, {&handler_, &other_});
+  platform_->Start({}, {&handler_, &other_}, {&idle_data_handler_});
   EXPECT_THAT(journal_, ElementsAre("a load", "a apply initial", "b load", "b apply initial"));
 }
 
 TEST_F(DeliveryTest, ExceptionWhileConnectingLeavesTheServer) {
   handler_.on_load = [](int) { throw std::runtime_error("cannot load"); };
-  EXPECT_THROW(platform_->Start({}, {&handler_}), std::runtime_error);
+  EXPECT_THROW(platform_->Start({}, {&handler_}, {&idle_data_handler_}), std::runtime_error);
 }
 
 TEST_F(DeliveryTest, ChangedLeafIsSet) {

@@ -20,6 +20,8 @@ constexpr char kAddresses[] =
 constexpr char kParameters[] =
     "/SNMP_TARGET_MIB:SNMP-TARGET-MIB/snmpTargetParamsTable/snmpTargetParamsEntry";
 constexpr char kTargets[] = "/snmp/target";
+constexpr char kL3[] = "/config/interface/l3";
+constexpr char kListening[] = "/snmp/agent/listen/interface";
 constexpr char kVrfs[] = "/metacli-internal:internal/metacli-internal:vrf-config/stringTOindex";
 
 confd_value_t Address(const std::string& text) {
@@ -66,6 +68,47 @@ void AddVrf(fake::Database& database, const Vrf& vrf) {
   database.Set(Row(kVrfs, vrf.name) + "vrf-idx", common::MakeUint32(vrf.index));
 }
 
+confd_ipv4_prefix Ipv4Prefix(const std::string& text) {
+  confd_ipv4_prefix prefix = {};
+  const size_t slash = text.find('/');
+  inet_pton(AF_INET, text.substr(0, slash).c_str(), &prefix.ip);
+  prefix.len = static_cast<uint8_t>(std::stoi(text.substr(slash + 1)));
+  return prefix;
+}
+
+confd_ipv6_prefix Ipv6Prefix(const std::string& text) {
+  confd_ipv6_prefix prefix = {};
+  const size_t slash = text.find('/');
+  inet_pton(AF_INET6, text.substr(0, slash).c_str(), &prefix.ip6);
+  prefix.len = static_cast<uint8_t>(std::stoi(text.substr(slash + 1)));
+  return prefix;
+}
+
+void AddL3(fake::Database& database, const L3& l3) {
+  const std::string row = Row(kL3, l3.name);
+  database.AddEntry(kL3, {{"name", common::MakeBuf(l3.name)}});
+  if (!l3.vrf.empty()) database.Set(row + "vrf", common::MakeBuf(l3.vrf));
+  if (!l3.kernel_name.empty()) {
+    database.Set(row + "kernel-name", common::MakeBuf(l3.kernel_name));
+  }
+  if (!l3.ipv4.empty()) {
+    database.Set(row + "ipv4/address/ip", common::MakeIpv4Prefix(Ipv4Prefix(l3.ipv4)));
+  }
+  if (!l3.ipv6.empty()) database.Set(row + "ipv6/enable", common::MakeBool(true));
+  for (size_t i = 0; i < l3.ipv6.size(); ++i) {
+    const std::string list = row + "ipv6/address";
+    database.AddEntry(list, {{"index", common::MakeUint8(static_cast<uint8_t>(i))}});
+    database.Set(Row(list.c_str(), std::to_string(i)) + "ip",
+                 common::MakeIpv6Prefix(Ipv6Prefix(l3.ipv6[i])));
+  }
+}
+
+void AddListening(fake::Database& database, const Listening& listening) {
+  database.AddEntry(kListening, {{"name", common::MakeBuf(listening.name)}});
+  database.Set(Row(kListening, listening.name) + "udp-port",
+               common::MakeUint16(listening.udp_port));
+}
+
 void Fill(fake::Database& database, const Configuration& configuration) {
   const std::string agent = kAgent;
   database.Set(agent + "enabled", common::MakeBool(configuration.enabled));
@@ -77,6 +120,8 @@ void Fill(fake::Database& database, const Configuration& configuration) {
   for (const std::string& name : configuration.communities) AddCommunity(database, name);
   for (const Vrf& vrf : configuration.vrfs) AddVrf(database, vrf);
   for (const Target& target : configuration.targets) AddTarget(database, target);
+  for (const L3& l3 : configuration.l3) AddL3(database, l3);
+  for (const Listening& listening : configuration.listening) AddListening(database, listening);
 }
 
 class FakePlatform : public PlatformUnderTest {
@@ -90,23 +135,34 @@ class FakePlatform : public PlatformUnderTest {
   }
 
   void Start(const Configuration& configuration,
-             const std::vector<vkconfd::ConfigHandler*>& handlers) override {
+             const std::vector<vkconfd::ConfigHandler*>& handlers,
+             const std::vector<vkconfd::DataHandler*>& data_handlers) override {
     Fill(device_.confd.running, configuration);
     app_interface_ = std::make_unique<vkconfd::AppInterface>(
         vkos::the_context->GetVkmw(), vkmw_trace_register_category("contract"), "contract",
-        handlers, std::vector<vkconfd::ActionHandler*>{},
-        std::vector<vkconfd::DataHandler*>{&data_handler_}, ELEM_CONFD_PHASE_2, 0);
+        handlers, std::vector<vkconfd::ActionHandler*>{}, data_handlers, ELEM_CONFD_PHASE_2, 0);
     vkos::the_context->GetServer().Run();
   }
 
-  void Commit(const Configuration& configuration) override {
-    device_.framework.Commit([&configuration](fake::Database& database) {
-      database = fake::Database();
-      Fill(database, configuration);
-    });
+  bool Commit(const Configuration& configuration) override {
+    try {
+      return device_.framework.Transact([&configuration](fake::Database& database) {
+        database = fake::Database();
+        Fill(database, configuration);
+      });
+    } catch (const std::exception&) {
+      return false;
+    }
   }
 
   void Stop() override { app_interface_.reset(); }
+
+  std::string EnterNetwork() override { return {}; }
+
+  void RefuseListener(uint16_t port) override {
+    device_.confd.RefuseNext("maapi_rebind_listener", CONFD_ERR_EXTERNAL,
+                             "127.0.0.1:" + std::to_string(port) + ": in use");
+  }
 
   bool RunUntil(const std::function<bool()>& condition, long limit_ms) override {
     for (long ms = 0; ms < limit_ms && !condition(); ++ms) device_.clock.Advance(1);
@@ -138,7 +194,6 @@ class FakePlatform : public PlatformUnderTest {
 
  private:
   fake::Device& device_ = fake::Device::Instance();
-  IdleDataHandler data_handler_;
   std::unique_ptr<vkconfd::AppInterface> app_interface_;
 };
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <boost/asio/ip/udp.hpp>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -9,101 +11,17 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "network.h"
 #include "platform_under_test.h"
 #include "runtime/event_loop.h"
 #include "runtime/faults.h"
 #include "runtime/log.h"
-#include "transport_address.h"
+#include "startup_json.h"
 #include "vkconfd/app_interface.h"
 
 namespace contract {
 
 namespace {
-
-std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
-
-std::string Joined(const std::vector<std::string>& parts) {
-  std::string text;
-  for (const std::string& part : parts) text += (text.empty() ? "" : ", ") + part;
-  return text;
-}
-
-std::string CommunityRow(const std::string& name) {
-  std::string row;
-  for (const char* leaf :
-       {"snmpCommunityIndex", "snmpCommunityName", "snmpCommunitySecurityName"}) {
-    row += (row.empty() ? "" : ", ") + Quoted(leaf) + ": " + Quoted(name);
-  }
-  return "{" + row + "}";
-}
-
-/// The text of bytes in base 64.
-std::string Base64(const std::string& bytes) {
-  static constexpr char kDigits[] =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (size_t i = 0; i < bytes.size(); i += 3) {
-    const std::string group = (bytes.substr(i, 3) + std::string(2, '\0')).substr(0, 3);
-    uint32_t bits = 0;
-    for (const char byte : group) bits = bits << 8 | static_cast<unsigned char>(byte);
-    for (const int shift : {18, 12, 6, 0}) text += kDigits[bits >> shift & 63];
-  }
-  const size_t padding = (3 - bytes.size() % 3) % 3;
-  return text.substr(0, text.size() - padding) + std::string(padding, '=');
-}
-
-/// The rows that `row` makes of elements, between brackets.
-template <typename Element, typename MakeRow>
-std::string Rows(const std::vector<Element>& elements, MakeRow row) {
-  std::vector<std::string> rows;
-  for (const Element& element : elements) rows.push_back(row(element));
-  return "[" + Joined(rows) + "]";
-}
-
-std::string TargetRow(const Target& target) {
-  return R"({"name": )" + Quoted(target.name) +
-         (target.vrf.empty() ? "" : R"(, "vrf": )" + Quoted(target.vrf)) + R"(, "ip": )" +
-         Quoted(target.ip) + R"(, "udp-port": )" + std::to_string(target.port) + "}";
-}
-
-std::string AddressRow(const Target& target) {
-  return R"({"snmpTargetAddrName": )" + Quoted(target.name) + R"(, "snmpTargetAddrTAddress": )" +
-         Quoted(Base64(TransportAddress(target.ip, target.port))) +
-         R"(, "snmpTargetAddrParams": )" + Quoted(target.name) + "}";
-}
-
-std::string ParametersRow(const Target& target) {
-  return R"({"snmpTargetParamsName": )" + Quoted(target.name) + R"(, "snmpTargetParamsMPModel": )" +
-         std::to_string(target.model) + R"(, "snmpTargetParamsSecurityName": )" +
-         Quoted(target.sec_name) + "}";
-}
-
-std::string VrfRow(const Vrf& vrf) {
-  return R"({"name": )" + Quoted(vrf.name) + R"(, "vrf-idx": )" + std::to_string(vrf.index) + "}";
-}
-
-/// The members of a configuration that tell where notifications go.
-std::string TargetsJson(const Configuration& configuration) {
-  return R"("metacli-internal:internal": {"vrf-config": {"stringTOindex": )" +
-         Rows(configuration.vrfs, VrfRow) + R"(}}, "snmp:snmp": {"target": )" +
-         Rows(configuration.targets, TargetRow) +
-         R"(}, "SNMP-TARGET-MIB:SNMP-TARGET-MIB": {"snmpTargetAddrTable": )" +
-         R"({"snmpTargetAddrEntry": )" + Rows(configuration.targets, AddressRow) +
-         R"(}, "snmpTargetParamsTable": {"snmpTargetParamsEntry": )" +
-         Rows(configuration.targets, ParametersRow) + "}}";
-}
-
-std::string Json(const Configuration& configuration) {
-  std::vector<std::string> extra;
-  for (const std::string& entry : configuration.extra) extra.push_back(Quoted(entry));
-  return R"({"confd_dyncfg:confdConfig": {"snmpAgent": {"enabled": )" +
-         std::string(configuration.enabled ? "true" : "false") + R"(, "ip": )" +
-         Quoted(configuration.ip) + R"(, "port": )" + std::to_string(configuration.port) +
-         R"(, "extraIpPorts": [)" + Joined(extra) +
-         R"(]}}, "SNMP-COMMUNITY-MIB:SNMP-COMMUNITY-MIB": {"snmpCommunityTable": )" +
-         R"({"snmpCommunityEntry": )" + Rows(configuration.communities, CommunityRow) + "}}, " +
-         TargetsJson(configuration) + "}";
-}
 
 /// The number of a level's name.
 std::string LevelNumber(const std::string& name) {
@@ -174,22 +92,39 @@ class HostPlatform : public PlatformUnderTest {
   }
 
   void Start(const Configuration& configuration,
-             const std::vector<vkconfd::ConfigHandler*>& handlers) override {
+             const std::vector<vkconfd::ConfigHandler*>& handlers,
+             const std::vector<vkconfd::DataHandler*>& data_handlers) override {
     Write(configuration);
     app_interface_ = std::make_unique<vkconfd::AppInterface>(
         vkos::the_context->GetVkmw(), vkmw_trace_register_category("contract"), "contract",
-        handlers, std::vector<vkconfd::ActionHandler*>{},
-        std::vector<vkconfd::DataHandler*>{&data_handler_}, ELEM_CONFD_PHASE_2, 0);
+        handlers, std::vector<vkconfd::ActionHandler*>{}, data_handlers, ELEM_CONFD_PHASE_2, 0);
     host::Loop().restart();
     host::Loop().poll();
   }
 
-  void Commit(const Configuration& configuration) override {
+  bool Commit(const Configuration& configuration) override {
     Write(configuration);
+    const size_t faults = FaultTexts().size();
     host::Reload();
+    const std::vector<std::string> texts = FaultTexts();
+    return std::none_of(texts.begin() + static_cast<std::ptrdiff_t>(faults), texts.end(),
+                        [](const std::string& text) {
+                          return text.rfind("start-up configuration refused", 0) == 0;
+                        });
   }
 
   void Stop() override { app_interface_.reset(); }
+
+  std::string EnterNetwork() override {
+    std::string refused = host::test::EnterNewNetwork();
+    if (refused.empty()) host::test::Output("ip link set lo up");
+    return refused;
+  }
+
+  void RefuseListener(uint16_t port) override {
+    holder_.open(boost::asio::ip::udp::v4());
+    holder_.bind({boost::asio::ip::address_v4::loopback(), port});
+  }
 
   bool RunUntil(const std::function<bool()>& condition, long limit_ms) override {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limit_ms);
@@ -231,12 +166,12 @@ class HostPlatform : public PlatformUnderTest {
  private:
   void Write(const Configuration& configuration) {
     std::ofstream file(folder_.Path() + "/startup.json");
-    file << Json(configuration);
+    file << StartupJson(configuration);
   }
 
   TemporaryFolder folder_;
   size_t faults_before_;
-  IdleDataHandler data_handler_;
+  boost::asio::ip::udp::socket holder_{host::Loop()};
   std::unique_ptr<vkconfd::AppInterface> app_interface_;
   std::unique_ptr<KeptErrors> kept_errors_;
 };

@@ -28,7 +28,22 @@ struct Vrf {
   uint32_t index;
 };
 
-/// A configuration of the agent and of where notifications go.
+/// An L3 interface; what is empty it does not have. Addresses have their prefix length.
+struct L3 {
+  std::string name;
+  std::string vrf = {};
+  std::string kernel_name = {};
+  std::string ipv4 = {};
+  std::vector<std::string> ipv6 = {};  ///< IPv6 is enabled when there are any.
+};
+
+/// A row of the listening interfaces, which has the models' one callpoint.
+struct Listening {
+  std::string name;
+  uint16_t udp_port;
+};
+
+/// A configuration of the agent, of its interfaces and of where notifications go.
 struct Configuration {
   bool enabled = false;
   std::string ip = "127.0.0.1";
@@ -37,6 +52,8 @@ struct Configuration {
   std::vector<std::string> communities;  ///< Index, name and security name at once.
   std::vector<Target> targets = {};
   std::vector<Vrf> vrfs = {};
+  std::vector<L3> l3 = {};
+  std::vector<Listening> listening = {};
 };
 
 class PlatformUnderTest {
@@ -47,15 +64,25 @@ class PlatformUnderTest {
   virtual void InstallContext(const vkos::Context::HaStateChangeCallbacks& callbacks) = 0;
 
   /// Brings a configuration into force, makes the application interface for these handlers and
-  /// runs the server until they are connected. What a handler throws passes.
+  /// runs the server until they are connected. What a handler throws passes. One of the data
+  /// handlers serves the callpoint of the models.
   virtual void Start(const Configuration& configuration,
-                     const std::vector<vkconfd::ConfigHandler*>& handlers) = 0;
+                     const std::vector<vkconfd::ConfigHandler*>& handlers,
+                     const std::vector<vkconfd::DataHandler*>& data_handlers) = 0;
 
-  /// Replaces the configuration in one commit and returns when it is delivered.
-  virtual void Commit(const Configuration& configuration) = 0;
+  /// Replaces the configuration in one transaction and returns when it is delivered; false when it
+  /// was refused. Only for configurations that keep all that a callpoint wrote.
+  virtual bool Commit(const Configuration& configuration) = 0;
 
   /// Destroys the application interface.
   virtual void Stop() = 0;
+
+  /// Puts the process into a network of its own, where rules can be set. Returns why that cannot
+  /// be; empty when it is done.
+  virtual std::string EnterNetwork() = 0;
+
+  /// From now on the agent's listener at `port` of 127.0.0.1 cannot be opened, once.
+  virtual void RefuseListener(uint16_t port) = 0;
 
   /// Lets time pass until `condition` holds; false when it does not within `limit_ms`.
   virtual bool RunUntil(const std::function<bool()>& condition, long limit_ms) = 0;

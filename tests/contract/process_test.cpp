@@ -102,9 +102,28 @@ TEST_F(ProcessTest, RebindOfAnUnknownListenerFails) {
   EXPECT_STRNE(confd_lasterr(), "");
 }
 
+TEST_F(ProcessTest, RebindOfADisabledAgentOpensNothing) {
+  Start({false, "127.0.0.1", 21612, {}, {}}, {&handler_});
+  EXPECT_EQ(maapi_rebind_listener(handler_.Interface()->MaapiSocket(), CONFD_LISTENER_SNMP),
+            CONFD_OK);
+}
+
+TEST_F(ProcessTest, RebindNamesTheListenersThatFailed) {
+  platform_->RefuseListener(21613);
+  Start({true, "127.0.0.1", 21613, {}, {}}, {&handler_});
+  const int socket = handler_.Interface()->MaapiSocket();
+  EXPECT_EQ(maapi_rebind_listener(socket, CONFD_LISTENER_SNMP), CONFD_ERR);
+  EXPECT_EQ(confd_errno, CONFD_ERR_EXTERNAL);
+  EXPECT_THAT(confd_lasterr(), testing::HasSubstr("127.0.0.1:21613"));
+}
+
 TEST_F(ProcessTest, FaultsAreRaised) {
   vkmw_gen_fault(0, "Function", "src/file", 3, "text");
   EXPECT_THAT(platform_->FaultTexts(), ElementsAre("text"));
+}
+
+TEST_F(ProcessTest, LevelsAreAskedFor) {
+  EXPECT_NE(zlog_level_enabled(vkmw_trace_register_category("contract"), 12), 0);
 }
 
 TEST_F(ProcessTest, CategoriesAreOnePerName) {

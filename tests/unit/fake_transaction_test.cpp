@@ -145,10 +145,10 @@ class FakeHooksTest : public DeviceTest {
 
 TEST_F(FakeHooksTest, CallsGoInOrderAndOwnWritesAreCallsToo) {
   EXPECT_TRUE(device_.framework.Transact(Edit));
-  EXPECT_THAT(
-      handler_.callpoint.calls,
-      ElementsAre("remove interface{old}", "create interface{new}", "set 2 interface{new}/udp-port",
-                  "set 1 interface{kept}/udp-port", "set 7 interface{new}/redir-port"));
+  EXPECT_THAT(handler_.callpoint.calls,
+              ElementsAre("remove interface{old}", "create interface{new}",
+                          "set 7 interface{new}/redir-port", "set 2 interface{new}/udp-port",
+                          "set 1 interface{kept}/udp-port"));
   EXPECT_EQ(2, device_.confd.running.Instances("/snmp/agent/listen/interface"));
   EXPECT_THAT(device_.Events("transaction"), ElementsAre("transaction init", "transaction finish"));
 }

@@ -138,6 +138,8 @@ TEST_F(ListenLoadTest, PortsThatCannotBeReadAreFaultsAndTheRowIsStored) {
   EXPECT_THAT(FaultLines(),
               ElementsAre(listening::Fault("LoadInitialConfig", "no udp"),
                           listening::Fault("LoadInitialConfig", std::string(299, 'e'))));
+  EXPECT_LT(device_.middleware.faults[0].line, device_.middleware.faults[1].line)
+      << "each read has its own";
   EXPECT_EQ(0, Entry("l3-a").udp_port);
   EXPECT_EQ(60600, Entry("l3-a").redir_port) << "the gathered one stays";
 }

@@ -14,8 +14,10 @@ class DataHandler : public BaseHandler {
   /// Serves one callpoint of the models. The callbacks are called within a transaction, for each
   /// change below the list that carries the callpoint: removed entries, then created entries and
   /// their leaves that are set, then leaves set in other entries. Writes into the transaction that
-  /// fall under a callpoint are changes as well. Every callback returns CONFD_OK, or CONFD_ERR to
-  /// refuse the transaction. Arguments are valid during the call.
+  /// fall under a callpoint are changes as well, also those of the value that is there; they are
+  /// told in their order, right behind the call that made the first of them. Every callback
+  /// returns CONFD_OK, or CONFD_ERR to refuse the transaction; nothing more is told then, and so it
+  /// is when one throws. Arguments are valid during the call.
   class Callpoint {
    public:
     Callpoint() = default;
@@ -52,8 +54,9 @@ class DataHandler : public BaseHandler {
   /// The meaning of the flags is the platform's.
   DataHandler(bool flag1, bool flag2, bool flag3, bool flag4, bool flag5, bool flag6, bool flag7);
 
-  /// A transaction begins (ends) in which callpoints may be called. Between them the MAAPI socket
-  /// of the handler's connection is attached to it.
+  /// A transaction with changes below a callpoint begins (ends). Between them the MAAPI socket of
+  /// the handler's connection is attached to it. CONFD_ERR refuses its beginning; handlers that it
+  /// had begun for are told of the end.
   virtual int TransactionInit(confd_trans_ctx* tctx);
   virtual int TransactionFinish(confd_trans_ctx* tctx);
 

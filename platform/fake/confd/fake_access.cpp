@@ -11,6 +11,7 @@ bool Take(const confd_value_t& value, confd_value_t* result) {
 
 bool Take(const confd_value_t& value, TextRoom room) {
   if (value.type != C_BUF) return false;
+  if (room.size <= 0) return true;
   const std::string text = common::ValueText(value);
   const size_t length = text.copy(room.text, static_cast<size_t>(room.size) - 1);
   room.text[length] = '\0';

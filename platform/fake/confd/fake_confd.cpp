@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "confd/error.h"
+#include "confd/fake_differences.h"
 #include "fake_device.h"
 
 namespace fake {
@@ -60,6 +62,11 @@ Database* Confd::Candidate(int socket, int handle) const {
   common::Fail(CONFD_ERR_NOSESSION,
                "no transaction " + std::to_string(handle) + " on socket " + std::to_string(socket));
   return nullptr;
+}
+
+void Confd::NoteWrite(const std::string& path, confd_iter_op op) const {
+  std::vector<common::Change> change = ChangeAt(transaction->candidate, path, op);
+  if (!change.empty()) transaction->writes.push_back(std::move(change));
 }
 
 const Database* Confd::SessionDatabase(int socket) const {

@@ -1,6 +1,7 @@
 // ConfD's side: the databases, the sessions on them and what the program asked for.
 #pragma once
 
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -33,6 +34,9 @@ class Transaction {
 
   Database candidate;
   VkConfdInterface* attached = nullptr;  ///< Whose MAAPI socket reaches the transaction.
+
+  /// What was written by MAAPI calls and no callpoint was told of yet, the oldest first.
+  std::deque<std::vector<common::Change>> writes;
 
   /// For the callbacks; valid while the transaction lives.
   confd_trans_ctx* Context() {
@@ -81,6 +85,9 @@ class Confd {
   /// The candidate that a MAAPI socket and a handle reach; null, with the error set, when there is
   /// no such transaction.
   Database* Candidate(int socket, int handle) const;
+
+  /// Takes down a write of the transaction: the change `op` of what is at `path` now.
+  void NoteWrite(const std::string& path, confd_iter_op op) const;
 
   Database running;
   std::optional<Database> pre_commit;  ///< Set while a commit is delivered.

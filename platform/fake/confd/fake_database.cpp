@@ -177,6 +177,18 @@ const Node* Database::Find(const std::string& path) const {
   return FindNode(Mutable(root_), common::ParsePath(path));
 }
 
+std::vector<const Node*> Database::Way(const std::string& path) const {
+  std::vector<const Node*> way;
+  Node* node = Mutable(root_);
+  for (const PathStep& step : common::ParsePath(path)) {
+    const auto child = FindChild(node, step);
+    if (child == node->children.end()) return {};
+    node = &*child;
+    way.push_back(node);
+  }
+  return way;
+}
+
 std::vector<confd_value_t> Database::LeafValues(const Node& entry) {
   if (entry.name != "target") throw std::invalid_argument("unknown leaves of " + entry.name);
   std::vector<confd_value_t> values;

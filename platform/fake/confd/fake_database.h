@@ -56,6 +56,9 @@ class Database {
   /// The element at `path`, null when there is none. Stays the database's.
   const Node* Find(const std::string& path) const;
 
+  /// The elements from the outermost one to the one at `path`; empty when that is not there.
+  std::vector<const Node*> Way(const std::string& path) const;
+
   /// Number of entries of the list at `path`.
   int Instances(const std::string& path) const;
 

@@ -78,6 +78,22 @@ std::vector<Change> ChildChanges(const Node* before, const Node* after) {
 
 }  // namespace
 
+std::vector<Change> ChangeAt(const Database& database, const std::string& path, confd_iter_op op) {
+  const std::vector<const Node*> way = database.Way(path);
+  std::vector<Change> changes;
+  for (auto node = way.rbegin(); node != way.rend(); ++node) {
+    Change change = MakeChange(**node);
+    change.op = node == way.rbegin() ? op : MOP_MODIFIED;
+    if (change.op == MOP_VALUE_SET) {
+      change.new_value = OwnedValue(common::CopyValue((*node)->value.Value()));
+    }
+    change.children = std::move(changes);
+    changes.clear();
+    changes.push_back(std::move(change));
+  }
+  return changes;
+}
+
 std::vector<Change> Differences(const Database& before, const Database& after) {
   return ChildChanges(&before.Root(), &after.Root());
 }

@@ -31,12 +31,16 @@ int maapi_init_cursor(int sock, int thandle, maapi_cursor* cursor, const char* f
                                return static_cast<int>(CONFD_OK);
                              });
   va_end(arguments);
+  if (result == CONFD_OK) return result;
+  delete walk;
+  cursor->position = nullptr;
   return result;
 }
 
 int maapi_get_next(maapi_cursor* cursor) {
   auto* walk = static_cast<Walk*>(cursor->position);
   cursor->n = 0;
+  if (walk == nullptr) return common::Fail(CONFD_ERR_NOSESSION, "the cursor is at no list");
   if (!fake::Device::Instance().confd.Accept("maapi_get_next")) return CONFD_ERR;
   if (walk->next == walk->entries.size()) return CONFD_OK;
   for (const common::OwnedValue& key : walk->entries[walk->next]) {

@@ -38,7 +38,7 @@ struct RoutingCall {
 };
 
 struct RuleLibrary {
-  /// By listening name. One that is not there is in no VRF and has its own name without "l3-".
+  /// By listening name. What is not there is looked up in the configuration, as addresses are.
   std::map<std::string, InterfaceFacts> interfaces;
 
   /// What the next calls return or throw, first one first; the ones behind return 0.

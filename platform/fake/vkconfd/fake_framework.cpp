@@ -23,6 +23,18 @@ class PreCommit {
   PreCommit& operator=(const PreCommit&) = delete;
 };
 
+/// A transaction that ends with the object.
+class OpenTransaction {
+ public:
+  explicit OpenTransaction(Confd* confd) : confd_(confd) { confd->BeginTransaction(); }
+  ~OpenTransaction() { confd_->EndTransaction(); }
+  OpenTransaction(const OpenTransaction&) = delete;
+  OpenTransaction& operator=(const OpenTransaction&) = delete;
+
+ private:
+  Confd* confd_;
+};
+
 /// Reports an exception that left a handler during a commit.
 void RaiseFault(const std::string& operation, const std::string& reason) {
   vkmw_gen_fault(0, __func__, "platform/fake/vkconfd/fake_framework", __LINE__,
@@ -85,15 +97,16 @@ void Framework::Commit(const std::function<void(Database&)>& edit) {
 bool Framework::Transact(const std::function<void(Database&)>& edit) {
   assert(live_);
   Confd& confd = Device::Instance().confd;
-  Transaction& transaction = confd.BeginTransaction();
-  edit(transaction.candidate);
-  const std::vector<vkconfd::DataHandler*>& handlers = registrations.back().data_handlers;
-  for (vkconfd::DataHandler* handler : handlers) handler->TransactionInit(transaction.Context());
-  const int result = CallHooks(confd.running, &transaction, handlers);
-  for (vkconfd::DataHandler* handler : handlers) handler->TransactionFinish(transaction.Context());
-  Database after = std::move(transaction.candidate);
-  confd.EndTransaction();
-  if (result != CONFD_OK) return false;
+  Database after;
+  {
+    const OpenTransaction open(&confd);
+    Transaction& transaction = *confd.transaction;
+    edit(transaction.candidate);
+    if (CallHooks(confd.running, &transaction, registrations.back().data_handlers) != CONFD_OK) {
+      return false;
+    }
+    after = std::move(transaction.candidate);
+  }
   Commit([&after](Database& running) { running = std::move(after); });
   return true;
 }
