@@ -2,22 +2,12 @@
 
 #include <syslog.h>
 
-#include <algorithm>
+#include <boost/asio/error.hpp>
 #include <cassert>
-#include <iterator>
-#include <map>
-#include <string_view>
-#include <system_error>
-#include <unordered_map>
 #include <utility>
 
-#include "snmp/agent_library.h"
+#include "snmp/agent_impl.h"
 #include "snmp/descriptors.h"
-#include "snmp/library_timer.h"
-#include "snmp/listener_plan.h"
-#include "snmp/read_access.h"
-#include "snmp/request_channel.h"
-#include "snmp/udp_listener.h"
 
 namespace host {
 
@@ -26,43 +16,22 @@ namespace {
 // Requests of one listener in a row, before the others have their turn.
 constexpr size_t kBatch = 32;
 
-// In their normal form.
-constexpr const char* kWildcards[] = {"0.0.0.0", "::"};
-
-bool IsWildcard(const Endpoint& endpoint) {
-  return std::find(std::begin(kWildcards), std::end(kWildcards), endpoint.address) !=
-         std::end(kWildcards);
-}
-
 }  // namespace
 
-struct SnmpAgent::Impl {
-  Impl(boost::asio::io_context& event_loop, SnmpLog log_call)
-      : loop(event_loop), log(std::move(log_call)), library(log), timer(event_loop) {}
+SnmpAgent::Impl::Impl(boost::asio::io_context& event_loop, SnmpLog log_call, CheckTimes check_times)
+    : loop(event_loop),
+      log(std::move(log_call)),
+      times(check_times),
+      library([this](int priority, const std::string& text) { TakeText(priority, text); }),
+      timer(event_loop),
+      own(event_loop),
+      round_timer(event_loop) {
+  access.SetOwn(own.Community());
+}
 
-  std::vector<ListenerFailure> Open(const std::set<Endpoint>& endpoints);
-  std::error_code OpenOne(const Endpoint& endpoint, UdpListener& listener);
-  std::vector<UdpListener*> OverlappedBy(const Endpoint& endpoint) const;
-  void Close(const std::set<Endpoint>& endpoints);
-  void Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark) const;
-  void MarkOpened(const Endpoint& endpoint, UdpListener& listener) const;
-  void Wait(const std::shared_ptr<UdpListener>& listener);
-  void AnswerQueued(UdpListener& listener, size_t limit);
-  void Answer(UdpListener& listener, std::string_view answer);
-
-  boost::asio::io_context& loop;
-  SnmpLog log;
-  AgentLibrary library;
-  ReadAccess access;
-  RequestChannel channel;
-  LibraryTimer timer;
-  std::set<Endpoint> open;  // the keys of the map, for plans
-  std::map<Endpoint, std::shared_ptr<UdpListener>> listeners;
-  std::unordered_map<uint16_t, uint32_t> marks;  // by port, none of them 0
-  Datagram datagram;
-  bool shares = false;
-  UnsentAnswers unsent;
-};
+void SnmpAgent::Impl::Log(int priority, const std::string& text) const {
+  if (log && !text.empty()) log(priority, text);
+}
 
 std::vector<ListenerFailure> SnmpAgent::Impl::Open(const std::set<Endpoint>& endpoints) {
   std::vector<ListenerFailure> failures;
@@ -113,16 +82,18 @@ void SnmpAgent::Impl::Close(const std::set<Endpoint>& endpoints) {
     open.erase(endpoint);
     const auto node = listeners.extract(endpoint);
     AnswerQueued(*node.mapped(), node.mapped()->QueueLimit());
+    node.mapped()->Close();
     unsent.Forget(endpoint);
+    deaf.Forget(endpoint);
+    suspects.erase(endpoint);
   }
 }
 
 void SnmpAgent::Impl::Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark) const {
   const std::error_code error = listener.SetMark(mark);
-  if (error && log) {
-    log(LOG_WARNING,
-        ToText(endpoint) + ": mark " + std::to_string(mark) + " not set: " + error.message());
-  }
+  if (!error) return;
+  Log(LOG_WARNING,
+      ToText(endpoint) + ": mark " + std::to_string(mark) + " not set: " + error.message());
 }
 
 void SnmpAgent::Impl::MarkOpened(const Endpoint& endpoint, UdpListener& listener) const {
@@ -137,8 +108,11 @@ void SnmpAgent::Impl::Wait(const std::shared_ptr<UdpListener>& listener) {
   listener->WaitForRequest(
       [this, waiting = std::weak_ptr(listener)](const boost::system::error_code& error) {
         const auto ready = waiting.lock();
-        if (!error && ready) {
-          AnswerQueued(*ready, kBatch);
+        if (!ready || error == boost::asio::error::operation_aborted) return;
+        if (!error) AnswerQueued(*ready, kBatch);
+        if (error || ready->Failure()) {
+          FoundDeaf(ready->At(), (error ? error.message() : ready->Failure().message()));
+        } else {
           Wait(ready);
         }
       });
@@ -146,12 +120,32 @@ void SnmpAgent::Impl::Wait(const std::shared_ptr<UdpListener>& listener) {
 
 void SnmpAgent::Impl::AnswerQueued(UdpListener& listener, size_t limit) {
   for (size_t i = 0; i < limit && listener.Receive(datagram); ++i) {
-    const std::string_view answer = channel.Process(datagram.Bytes());
-    if (!answer.empty()) {
-      Answer(listener, answer);
-    }
+    Log(LOG_WARNING, deaf.Hears(listener.At(), DeafListeners::Sign::kSystem));
+    Process(listener);
   }
   timer.Follow();
+}
+
+void SnmpAgent::Impl::Process(UdpListener& listener) {
+  const uint64_t strangers = access.Strangers();
+  access.LetOwnIn(own.IsFrom(listener.At(), datagram.peer));
+  is_processing = true;
+  const std::string_view answer = channel.Process(datagram.Bytes());
+  is_processing = false;
+  if (!answer.empty()) Answer(listener, answer);
+  if (access.Strangers() != strangers) complaint = "unknown community";
+  if (complaint.empty()) return;
+  Log(LOG_WARNING, refused.Refused(datagram.peer, complaint, RefusedRequests::Clock::now()));
+  complaint.clear();
+}
+
+// What the library says of a request is told with its sender.
+void SnmpAgent::Impl::TakeText(int priority, const std::string& text) {
+  if (is_processing) {
+    complaint = text;
+  } else {
+    Log(priority, text);
+  }
 }
 
 void SnmpAgent::Impl::Answer(UdpListener& listener, std::string_view answer) {
@@ -160,25 +154,27 @@ void SnmpAgent::Impl::Answer(UdpListener& listener, std::string_view answer) {
     unsent.Sent(listener.At(), datagram.peer);
     return;
   }
-  const std::string text =
-      unsent.Failed(listener.At(), datagram.peer, error, UnsentAnswers::Clock::now());
-  if (!text.empty() && log) {
-    log(LOG_WARNING, text);
-  }
+  Log(LOG_WARNING, unsent.Failed(listener.At(), datagram.peer, error, UnsentAnswers::Clock::now()));
 }
 
-SnmpAgent::SnmpAgent(boost::asio::io_context& loop, SnmpLog log) {
+SnmpAgent::SnmpAgent(boost::asio::io_context& loop, SnmpLog log, CheckTimes times) {
   MakeRoomForListeners();
-  impl_ = std::make_unique<Impl>(loop, std::move(log));
+  impl_ = std::make_unique<Impl>(loop, std::move(log), times);
 }
 
 SnmpAgent::~SnmpAgent() = default;
 
 std::vector<ListenerFailure> SnmpAgent::SetListeners(const std::set<Endpoint>& wanted) {
   assert(!impl_->channel.IsBusy());
-  const ListenerPlan plan = PlanListeners(impl_->open, wanted);
-  std::vector<ListenerFailure> failures = impl_->Open(plan.open);
-  impl_->Close(plan.close);
+  impl_->ReopenClosed();
+  std::vector<ListenerFailure> failures = impl_->Settle(PlanListeners(impl_->open, wanted));
+  impl_->FollowListeners();
+  return failures;
+}
+
+std::vector<ListenerFailure> SnmpAgent::Impl::Settle(const ListenerPlan& plan) {
+  std::vector<ListenerFailure> failures = Open(plan.open);
+  Close(plan.close);
   if (failures.empty() || plan.close.empty()) {
     return failures;
   }
@@ -187,7 +183,7 @@ std::vector<ListenerFailure> SnmpAgent::SetListeners(const std::set<Endpoint>& w
   for (const ListenerFailure& failure : failures) {
     failed.insert(failure.endpoint);
   }
-  return impl_->Open(failed);
+  return Open(failed);
 }
 
 void SnmpAgent::SetCommunities(const std::vector<std::string>& communities) {
@@ -200,7 +196,7 @@ void SnmpAgent::SetMark(uint16_t port, uint32_t mark) {
   } else if (impl_->marks.erase(port) == 0) {
     return;
   }
-  for (const char* address : kWildcards) {
+  for (const char* address : {"0.0.0.0", "::"}) {
     const auto open = impl_->listeners.find({address, port});
     if (open != impl_->listeners.end()) {
       impl_->Mark(open->first, *open->second, mark);
@@ -223,6 +219,10 @@ std::string SnmpAgent::WhyNot(const Endpoint& endpoint) {
 }
 
 const UnsentAnswers& SnmpAgent::Unsent() const { return impl_->unsent; }
+
+const DeafListeners& SnmpAgent::Deaf() const { return impl_->deaf; }
+
+uint64_t SnmpAgent::Refused() const { return impl_->refused.Total(); }
 
 const std::set<Endpoint>& SnmpAgent::Listeners() const { return impl_->open; }
 

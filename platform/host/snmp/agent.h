@@ -2,6 +2,8 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -9,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "snmp/deaf_listeners.h"
 #include "snmp/endpoint.h"
 #include "snmp/unsent_answers.h"
 
@@ -17,6 +20,12 @@ namespace host {
 /// Told of one text of the agent's library, without a line end. `priority` is one of syslog's
 /// (LOG_ERR, LOG_INFO ...). Called on the loop's thread; must not throw.
 using SnmpLog = std::function<void(int priority, const std::string& text)>;
+
+/// How often an agent looks after its listeners.
+struct CheckTimes {
+  std::chrono::milliseconds pause = std::chrono::minutes(1);     ///< Between two rounds.
+  std::chrono::milliseconds patience = std::chrono::seconds(5);  ///< For an answer to itself.
+};
 
 /// A listener that could not be opened, and why, in the words of the system.
 struct ListenerFailure {
@@ -28,13 +37,25 @@ struct ListenerFailure {
 /// most one object exists at a time (asserted); another one may follow it. Every call is made on
 /// the thread that runs the loop and never from within a log call.
 ///
-/// Reads and writes no files. While no request comes, nothing is waiting but the sockets: no timer
-/// runs unless the library asked for one.
+/// Reads and writes no files. While no request comes, nothing is waiting but the sockets and, while
+/// there are listeners, the timer of the next round of checks.
+///
+/// A listener that does not hear is opened anew, which is logged: at once where the system refuses
+/// to give what has come, and in a round where its descriptor is not its own any more, where what
+/// has come was not taken since the round before, or where it does not answer a request that the
+/// agent sends to it. Wildcards whose port has a mark are not asked, for redirect ports answer
+/// nobody who asks them by their own number; of the others kAskedAtOnce are asked in a round, each
+/// in its turn.
+///
+/// Requests that are refused, and what the library says of requests, are logged once per sender and
+/// minute at most.
 class SnmpAgent {
  public:
   /// Brings the library up, without listeners and communities. Raises the process's soft limit of
   /// descriptors to the hard one. `loop` outlives the agent; `log` may be empty.
-  explicit SnmpAgent(boost::asio::io_context& loop, SnmpLog log = {});
+  explicit SnmpAgent(boost::asio::io_context& loop, SnmpLog log = {}, CheckTimes times = {});
+
+  static constexpr size_t kAskedAtOnce = 64;
 
   /// Closes all sockets; requests that are still queued are not answered.
   ~SnmpAgent();
@@ -69,10 +90,14 @@ class SnmpAgent {
   /// Why a listener could not be opened now, in the words of the system; empty when it could.
   std::string WhyNot(const Endpoint& endpoint);
 
-  /// The listeners that are open, in their normal form.
+  /// The listeners that are open, in their normal form, and deaf ones that are to be opened anew.
   const std::set<Endpoint>& Listeners() const;
 
   const UnsentAnswers& Unsent() const;
+  const DeafListeners& Deaf() const;
+
+  /// How many requests were refused.
+  uint64_t Refused() const;
 
   /// True while the library has something to do at a later time.
   bool TimerRuns() const;

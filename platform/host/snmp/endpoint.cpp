@@ -53,6 +53,10 @@ std::ostream& operator<<(std::ostream& stream, const Endpoint& endpoint) {
   return stream << ToText(endpoint);
 }
 
+bool IsWildcard(const Endpoint& endpoint) {
+  return endpoint.address == "0.0.0.0" || endpoint.address == "::";
+}
+
 Endpoint Normalized(const Endpoint& endpoint) {
   Endpoint normalized = endpoint;
   boost::system::error_code error;

@@ -24,6 +24,9 @@ bool operator<(const Endpoint& a, const Endpoint& b);
 std::string ToText(const Endpoint& endpoint);
 std::ostream& operator<<(std::ostream& stream, const Endpoint& endpoint);
 
+/// Whether the endpoint, in its normal form, is at all addresses: 0.0.0.0 or ::.
+bool IsWildcard(const Endpoint& endpoint);
+
 /// The endpoint with its address in the one form that two texts of the same address share. A text
 /// that is no address is left as it is.
 Endpoint Normalized(const Endpoint& endpoint);

@@ -1,15 +1,10 @@
 #include "snmp/read_access.h"
 
-#include <string_view>
-#include <utility>
-
 #include "snmp/netsnmp.h"
 
 namespace host {
 
 namespace {
-
-using Communities = std::set<std::string, std::less<>>;
 
 constexpr int kQuestions[] = {SNMPD_CALLBACK_ACM_CHECK, SNMPD_CALLBACK_ACM_CHECK_INITIAL,
                               SNMPD_CALLBACK_ACM_CHECK_SUBTREE};
@@ -19,45 +14,44 @@ bool IsRead(const netsnmp_pdu& request) {
          request.command == SNMP_MSG_GETBULK;
 }
 
-bool IsKnown(const Communities& communities, const netsnmp_pdu& request) {
-  const std::string_view community(reinterpret_cast<const char*>(request.community),
-                                   request.community_len);
-  return communities.find(community) != communities.end();
+}  // namespace
+
+bool ReadAccess::IsKnown(std::string_view community) const {
+  return communities_.find(community) != communities_.end() || (lets_own_in_ && community == own_);
 }
 
 // A stranger is ignored as a whole; what a known one may not do is refused object by object.
-int Decide(const Communities& communities, int question, const netsnmp_pdu& request) {
+int ReadAccess::Answer(int /*major*/, int question, void* server_argument, void* client_argument) {
+  auto& access = *static_cast<ReadAccess*>(client_argument);
+  auto& view = *static_cast<view_parameters*>(server_argument);
   const bool is_initial = question == SNMPD_CALLBACK_ACM_CHECK_INITIAL;
-  if (!IsKnown(communities, request)) {
-    if (is_initial) {
-      snmp_increment_statistic(STAT_SNMPINBADCOMMUNITYNAMES);
-    }
-    return VACM_NOSECNAME;
+  const std::string_view community(reinterpret_cast<const char*>(view.pdu->community),
+                                   view.pdu->community_len);
+  if (access.IsKnown(community)) {
+    view.errorcode = is_initial || IsRead(*view.pdu) ? VACM_SUCCESS : VACM_NOTINVIEW;
+    return SNMPERR_SUCCESS;
   }
-  return is_initial || IsRead(request) ? VACM_SUCCESS : VACM_NOTINVIEW;
-}
-
-int Answer(int /*major*/, int question, void* server_argument, void* client_argument) {
-  auto* view = static_cast<view_parameters*>(server_argument);
-  view->errorcode = Decide(*static_cast<Communities*>(client_argument), question, *view->pdu);
+  if (is_initial && community != access.own_) {
+    snmp_increment_statistic(STAT_SNMPINBADCOMMUNITYNAMES);
+    ++access.strangers_;
+  }
+  view.errorcode = VACM_NOSECNAME;
   return SNMPERR_SUCCESS;
 }
 
-}  // namespace
-
 ReadAccess::ReadAccess() {
   for (const int question : kQuestions) {
-    snmp_register_callback(SNMP_CALLBACK_APPLICATION, question, Answer, &communities_);
+    snmp_register_callback(SNMP_CALLBACK_APPLICATION, question, Answer, this);
   }
 }
 
 ReadAccess::~ReadAccess() {
   for (const int question : kQuestions) {
-    snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, question, Answer, &communities_, 1);
+    snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, question, Answer, this, 1);
   }
 }
 
-void ReadAccess::SetCommunities(Communities communities) {
+void ReadAccess::SetCommunities(std::set<std::string, std::less<>> communities) {
   communities_ = std::move(communities);
   communities_.erase("");
 }

@@ -1,10 +1,10 @@
 #include "snmp/udp_listener.h"
 
 #include <netinet/in.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <boost/asio/ip/udp.hpp>
-#include <cassert>
 #include <cerrno>
 #include <cstring>
 
@@ -86,6 +86,20 @@ size_t AnswerControlSize(msghdr& message, sockaddr_storage& peer, bool is_marked
   return is_turned ? message.msg_controllen : 0;
 }
 
+bool IsEmpty(int error) { return error == EAGAIN || error == EWOULDBLOCK; }
+
+// An error that waits at a socket, of a network that is down say, is told once in place of a
+// datagram; so what is told again and again is the socket's own.
+ssize_t Take(int socket, msghdr& message) {
+  constexpr int kTries = 4;
+  ssize_t size = -1;
+  for (int i = 0; i < kTries && size < 0; ++i) {
+    size = ::recvmsg(socket, &message, 0);
+    if (size < 0 && IsEmpty(errno)) break;
+  }
+  return size;
+}
+
 int OpenSocket(int family) {
   const int socket = ::socket(family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_UDP);
   return socket < 0 ? socket : MoveUp(socket);
@@ -115,9 +129,8 @@ std::error_code UdpListener::Open(const Endpoint& endpoint, Place place) {
 }
 
 void UdpListener::Share(bool on) {
-  const bool done = Enable(socket_.native_handle(), SOL_SOCKET, SO_REUSEADDR, on ? 1 : 0);
-  assert(done);
-  static_cast<void>(done);
+  // Refused only where the descriptor is lost, which the next check finds.
+  Enable(socket_.native_handle(), SOL_SOCKET, SO_REUSEADDR, on ? 1 : 0);
 }
 
 std::error_code UdpListener::SetMark(uint32_t mark) {
@@ -134,10 +147,12 @@ bool UdpListener::Receive(Datagram& datagram) {
   iovec bytes = {datagram.buffer.data(), datagram.buffer.size()};
   msghdr message = MessageOf(bytes, datagram.peer, sizeof(datagram.peer), datagram.control.data(),
                              datagram.control.size());
-  const ssize_t size = ::recvmsg(socket_.native_handle(), &message, 0);
+  const ssize_t size = Take(socket_.native_handle(), message);
+  failure_ = size < 0 && !IsEmpty(errno) ? LastError() : std::error_code();
   if (size < 0) {
     return false;
   }
+  ++received_;
   datagram.size = static_cast<size_t>(size);
   datagram.peer_size = message.msg_namelen;
   datagram.control_size = AnswerControlSize(message, datagram.peer, is_marked_);
@@ -152,12 +167,33 @@ std::error_code UdpListener::Answer(Datagram& request, std::string_view answer) 
   return sent < 0 ? LastError() : std::error_code();
 }
 
+bool UdpListener::HasQueued() {
+  int size = 0;
+  return ::ioctl(socket_.native_handle(), FIONREAD, &size) == 0 && size > 0;
+}
+
+std::error_code UdpListener::Check() {
+  udp::endpoint local;
+  auto size = static_cast<socklen_t>(local.capacity());
+  if (::getsockname(socket_.native_handle(), local.data(), &size) != 0) return LastError();
+  const bool is_own = size <= local.capacity() && local.port() == endpoint_.port;
+  return is_own ? std::error_code() : std::make_error_code(std::errc::bad_file_descriptor);
+}
+
+void UdpListener::Close() {
+  boost::system::error_code ignored;
+  if (Check()) {
+    socket_.release();
+  } else {
+    socket_.close(ignored);
+  }
+}
+
 size_t UdpListener::QueueLimit() {
   int bytes = 0;
   socklen_t size = sizeof(bytes);
   const int result = ::getsockopt(socket_.native_handle(), SOL_SOCKET, SO_RCVBUF, &bytes, &size);
-  assert(result == 0);
-  return static_cast<size_t>(bytes) / kSmallestCharge + 1;
+  return result == 0 ? static_cast<size_t>(bytes) / kSmallestCharge + 1 : 0;
 }
 
 }  // namespace host

@@ -46,6 +46,7 @@ class UdpListener {
   const Endpoint& At() const { return endpoint_; }
 
   /// Whether others with SO_REUSEADDR may be bound beside it, the newest of which hears what comes.
+  /// Nothing happens when it is not open.
   void Share(bool on);
 
   /// What is sent from now on carries `mark`, 0 for none. Answers of a marked listener leave by the
@@ -53,14 +54,30 @@ class UdpListener {
   /// Returns the system's error; without the right to administer the network it is EPERM.
   std::error_code SetMark(uint32_t mark);
 
-  /// Takes the next datagram from the queue; false when there is none.
+  /// Takes the next datagram from the queue; false when there is none, or when the system refuses
+  /// to give it, which Failure() tells then.
   bool Receive(Datagram& datagram);
+
+  /// Why the last Receive() was refused, again and again; no error when it was not.
+  const std::error_code& Failure() const { return failure_; }
+
+  /// How many datagrams were taken.
+  uint64_t Received() const { return received_; }
+
+  /// Whether something waits to be taken, an empty datagram aside.
+  bool HasQueued();
+
+  /// Whether the descriptor is still that of the socket that was opened; the error when it is not.
+  std::error_code Check();
+
+  /// Closes the socket; a descriptor that is not its own any more is let go as it is.
+  void Close();
 
   /// Sends `answer` back to where `request` came from. What cannot be sent at once is dropped, for
   /// a manager asks again. Returns the system's error.
   std::error_code Answer(Datagram& request, std::string_view answer);
 
-  /// No more datagrams than these can be queued at any time.
+  /// No more datagrams than these can be queued at any time; 0 when it is not open.
   size_t QueueLimit();
 
   /// Calls `handler` with an error code once a datagram is queued, or with an error when the
@@ -75,6 +92,8 @@ class UdpListener {
   boost::asio::posix::stream_descriptor socket_;
   Endpoint endpoint_;
   bool is_marked_ = false;
+  uint64_t received_ = 0;
+  std::error_code failure_;
 };
 
 }  // namespace host

@@ -1,0 +1,95 @@
+// The parts of the agent, for its own files alone.
+#pragma once
+
+#include <boost/asio/steady_timer.hpp>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <unordered_map>
+#include <vector>
+
+#include "snmp/agent.h"
+#include "snmp/agent_library.h"
+#include "snmp/library_timer.h"
+#include "snmp/listener_plan.h"
+#include "snmp/own_requests.h"
+#include "snmp/read_access.h"
+#include "snmp/refused_requests.h"
+#include "snmp/request_channel.h"
+#include "snmp/udp_listener.h"
+
+namespace host {
+
+struct SnmpAgent::Impl {
+  using Sign = DeafListeners::Sign;
+
+  Impl(boost::asio::io_context& event_loop, SnmpLog log_call, CheckTimes check_times);
+
+  void Log(int priority, const std::string& text) const;
+
+  std::vector<ListenerFailure> Settle(const ListenerPlan& plan);
+  std::vector<ListenerFailure> Open(const std::set<Endpoint>& endpoints);
+  std::error_code OpenOne(const Endpoint& endpoint, UdpListener& listener);
+  std::vector<UdpListener*> OverlappedBy(const Endpoint& endpoint) const;
+  void Close(const std::set<Endpoint>& endpoints);
+  void Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark) const;
+  void MarkOpened(const Endpoint& endpoint, UdpListener& listener) const;
+  void Wait(const std::shared_ptr<UdpListener>& listener);
+  void AnswerQueued(UdpListener& listener, size_t limit);
+  void Process(UdpListener& listener);
+  void TakeText(int priority, const std::string& text);
+  void Answer(UdpListener& listener, std::string_view answer);
+
+  // agent_checks.cpp
+
+  /// The system told that a listener does not hear: it is opened anew, unless it was just now.
+  void FoundDeaf(const Endpoint& endpoint, const std::string& reason);
+  void Reopen(const Endpoint& endpoint, const std::string& reason, Sign sign);
+  void ReopenClosed();
+
+  /// Begins with the rounds when there are listeners, and ends them when there are none.
+  void FollowListeners();
+  void After(std::chrono::milliseconds delay, void (Impl::*next)());
+  void Pause();
+  /// Somebody is to be looked after again soon.
+  void Hurry();
+  void BeginRound();
+  void CheckSome();
+  void CheckOne(const Endpoint& endpoint, UdpListener& listener);
+  void AskSome();
+  void EndRound();
+  void Judge(const Endpoint& endpoint, const OwnRequests::Asked& asked);
+
+  boost::asio::io_context& loop;
+  SnmpLog log;
+  CheckTimes times;
+  bool is_processing = false;  // a request, by the library
+  std::string complaint;       // about that request
+  AgentLibrary library;
+  ReadAccess access;
+  RequestChannel channel;
+  LibraryTimer timer;
+  std::set<Endpoint> open;  // the keys of the map, for plans
+  std::map<Endpoint, std::shared_ptr<UdpListener>> listeners;
+  std::unordered_map<uint16_t, uint32_t> marks;  // by port, none of them 0
+  Datagram datagram;
+  bool shares = false;
+  UnsentAnswers unsent;
+  RefusedRequests refused;
+  DeafListeners deaf;
+  OwnRequests own;
+  std::map<Endpoint, uint64_t> suspects;  // that had requests waiting, and what they had taken
+  bool is_urgent = false;                 // the next pause is a short one
+  Endpoint checked;                       // the last one that the round has checked
+  Endpoint asked;                         // the last one that was asked
+  bool runs = false;                      // there are rounds
+  bool pauses = false;                    // until the next one
+  boost::asio::steady_timer round_timer;
+  // Gone before the loop drops the calls that it has queued already.
+  std::shared_ptr<Impl*> self = std::make_shared<Impl*>(this);
+};
+
+}  // namespace host
