@@ -124,16 +124,29 @@ std::vector<Row> Rows(const lyd_node* parent, const char* list, MakeRow make_row
   return rows;
 }
 
-/// Nothing when all were sent.
-void PrintUnsent(const lyd_node* agent) {
-  std::vector<Row> rows = Rows(agent, "listener", [](const lyd_node* entry) -> Row {
-    return {Text(entry, "endpoint"), Text(entry, "answers-not-sent"), Text(entry, "answer-error")};
-  });
-  const auto all_sent = [](const Row& row) { return row[1] == "-"; };
-  rows.erase(std::remove_if(rows.begin(), rows.end(), all_sent), rows.end());
+/// A table of the listeners for which `make_row` has a second cell; nothing without them.
+template <typename MakeRow>
+void PrintSome(const lyd_node* agent, const char* title, const Row& heads, MakeRow make_row) {
+  std::vector<Row> rows = Rows(agent, "listener", make_row);
+  const auto has_none = [](const Row& row) { return row[1] == "-"; };
+  rows.erase(std::remove_if(rows.begin(), rows.end(), has_none), rows.end());
   if (rows.empty()) return;
   std::cout << '\n';
-  PrintTable(std::cout, "Answers not sent", {"from", "answers", "last error"}, rows);
+  PrintTable(std::cout, title, heads, rows);
+}
+
+/// What went wrong at listeners that were open.
+void PrintTroubles(const lyd_node* agent) {
+  PrintSome(agent, "Answers not sent", {"from", "answers", "last error"},
+            [](const lyd_node* entry) -> Row {
+              return {Text(entry, "endpoint"), Text(entry, "answers-not-sent"),
+                      Text(entry, "answer-error")};
+            });
+  PrintSome(agent, "Found deaf", {"address", "opened anew", "hears again", "last reason"},
+            [](const lyd_node* entry) -> Row {
+              return {Text(entry, "endpoint"), Text(entry, "reopened"), YesNo(entry, "hears-again"),
+                      Text(entry, "deaf-reason")};
+            });
 }
 
 void PrintTables(const lyd_node* state) {
@@ -144,14 +157,16 @@ void PrintTables(const lyd_node* state) {
             << "   commits: " << Text(counters, "commits")
             << "   rebinds: " << Text(counters, "rebinds")
             << "   retries: " << Text(counters, "retries")
-            << "   answers not sent: " << Text(counters, "answers-not-sent") << "\n\n";
+            << "   answers not sent: " << Text(counters, "answers-not-sent")
+            << "   listeners reopened: " << Text(counters, "listeners-reopened")
+            << "   requests refused: " << Text(counters, "requests-refused") << "\n\n";
   PrintTable(std::cout, "The agent listens at",
              {"address", "bound", "since", "tries", "last error", "why not"},
              Rows(agent, "listener", [](const lyd_node* entry) -> Row {
                return {Text(entry, "endpoint"), YesNo(entry, "bound"),     Text(entry, "since"),
                        Text(entry, "tries"),    Text(entry, "last-error"), Text(entry, "reason")};
              }));
-  PrintUnsent(agent);
+  PrintTroubles(agent);
   std::cout << '\n';
   PrintTable(std::cout, "Listening interfaces",
              {"name", "VRF", "kernel name", "port", "redirected to", "in kernel", "why not"},

@@ -195,6 +195,30 @@ def test_answers_that_cannot_be_sent_are_counted_and_told_once(daemon, site):
     assert snmp.answers(manager, DEFAULT), "others are answered"
 
 
+def test_bad_communities_are_one_record_of_their_sender(daemon, site):
+    start(daemon)
+    daemon.wait_record(REBOUND)
+    manager = site.managers["default"]
+    flood = f"""
+import socket
+message = bytes.fromhex("3027020101040770726976617465a019020101020100020100"
+                        "300e300c06082b060102010103000500")
+sender = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+for _ in range(100):
+    sender.sendto(message, ("{DEFAULT}", 161))
+"""
+    manager.run("/usr/bin/python3", "-c", flood)
+
+    def refused():
+        return int(leaves(state(daemon).find(".//state:counters", NS))["requests-refused"])
+
+    wait_until(lambda: refused() == 100, "all of them refused")
+    told = daemon.records("request refused: unknown community")
+    assert len(told) == 1
+    assert " notice " in str(told[0])
+    assert snmp.answers(manager, DEFAULT), "others are answered"
+
+
 class ReadOnlySettings:
     """A namespace in which the kernel's settings cannot be written."""
 

@@ -226,8 +226,10 @@ void Framework::SettleAgent() {
 
 Tree Framework::State() {
   const VkConfdCdbSession session(this, CDB_RUNNING, true);
-  const AgentFacts agent = {agent_.Listeners(), agent_.Unsent(), listener_retry_.Runs(),
-                            [this](const Endpoint& endpoint) { return agent_.WhyNot(endpoint); }};
+  const AgentFacts agent = {
+      agent_.Listeners(),     agent_.Unsent(),
+      agent_.Deaf(),          agent_.Refused(),
+      listener_retry_.Runs(), [this](const Endpoint& endpoint) { return agent_.WhyNot(endpoint); }};
   return ReadState(engine_.Models().Context(), session.Socket(), agent, history_, rules_, commits_);
 }
 

@@ -30,11 +30,21 @@ std::string RoleText() {
   }
 }
 
+std::string DeafXml(const DeafRecord& record) {
+  return Element("reopened", record.reopened) + Leaf("hears-again", record.hears) +
+         Leaf("deaf-reason", record.reason);
+}
+
 std::string ListenerXml(const Endpoint& endpoint, const AgentFacts& agent,
                         const ListenerRecord* record) {
-  const bool bound = agent.listeners.count(endpoint) > 0;
+  const auto deaf = agent.deaf.OfListeners().find(endpoint);
+  const bool was_deaf = deaf != agent.deaf.OfListeners().end();
+  const bool is_closed = was_deaf && deaf->second.is_closed;
+  const bool bound = agent.listeners.count(endpoint) > 0 && !is_closed;
   std::string content = Leaf("endpoint", ToText(endpoint)) + Leaf("bound", bound);
-  if (!bound) {
+  if (is_closed) {
+    content += Leaf("reason", "deaf, and opened anew in a moment: " + deaf->second.reason);
+  } else if (!bound) {
     const std::string reason = agent.why_not(endpoint);
     content += Leaf("reason", reason.empty() ? "waits for the next rebind" : reason);
   }
@@ -47,6 +57,7 @@ std::string ListenerXml(const Endpoint& endpoint, const AgentFacts& agent,
     content += Element("answers-not-sent", unsent->second.count) +
                Leaf("answer-error", unsent->second.last_error);
   }
+  if (was_deaf) content += DeafXml(deaf->second);
   return Element("listener", content);
 }
 
@@ -179,7 +190,9 @@ Tree ReadState(ly_ctx* context, int cdb_socket, const AgentFacts& agent,
       TargetsXml(cdb_socket, rules) + FaultsXml() +
       Element("counters", Element("commits", commits) + Element("rebinds", history.Rebinds()) +
                               Element("retries", FactsOfTimers().fired) +
-                              Element("answers-not-sent", agent.unsent.Total())) +
+                              Element("answers-not-sent", agent.unsent.Total()) +
+                              Element("listeners-reopened", agent.deaf.Total()) +
+                              Element("requests-refused", agent.refused)) +
       "</snmp-state>";
   return ParseState(context, xml);
 }

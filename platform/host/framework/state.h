@@ -1,6 +1,7 @@
 // What the daemon does with its configuration, for operators to see.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <set>
 #include <string>
@@ -8,6 +9,7 @@
 #include "config/tree.h"
 #include "framework/listener_history.h"
 #include "rules/rules.h"
+#include "snmp/deaf_listeners.h"
 #include "snmp/endpoint.h"
 #include "snmp/unsent_answers.h"
 
@@ -17,6 +19,8 @@ namespace host {
 struct AgentFacts {
   std::set<Endpoint> listeners;  ///< That are open.
   UnsentAnswers unsent;
+  DeafListeners deaf;
+  uint64_t refused = 0;  ///< Requests.
   bool retries = false;  ///< Refused listeners are tried again in a moment.
   /// Why a listener that is not open could not be opened now; empty when it could.
   std::function<std::string(const Endpoint&)> why_not;

@@ -99,6 +99,14 @@ UnsentAnswers AgentThread::Unsent() {
   return Run([this] { return agent_->Unsent(); });
 }
 
+DeafListeners AgentThread::Deaf() {
+  return Run([this] { return agent_->Deaf(); });
+}
+
+uint64_t AgentThread::Refused() {
+  return Run([this] { return agent_->Refused(); });
+}
+
 void AgentThread::Wait() {
   Run([] {});
 }

@@ -42,6 +42,8 @@ class AgentThread {
   void Share(bool on);
   std::string WhyNot(const Endpoint& endpoint);
   UnsentAnswers Unsent();
+  DeafListeners Deaf();
+  uint64_t Refused();
 
   /// Waits until the agent has done what it was told.
   void Wait();

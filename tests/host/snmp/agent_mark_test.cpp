@@ -13,27 +13,12 @@ namespace {
 
 using boost::asio::ip::udp;
 
-/// Listeners stand behind FD_SETSIZE.
-constexpr int kDescriptorsAtMost = 2048;
-
 /// The mark of a socket of this process; none when it is not there.
 std::optional<uint32_t> MarkOf(int socket) {
   uint32_t mark = 0;
   socklen_t size = sizeof(mark);
   const bool is_there = ::getsockopt(socket, SOL_SOCKET, SO_MARK, &mark, &size) == 0;
   return is_there ? std::optional(mark) : std::nullopt;
-}
-
-/// The socket of this process that is bound to the endpoint; -1 for none.
-int SocketAt(const Endpoint& endpoint) {
-  const udp::endpoint wanted = ToUdp(endpoint);
-  for (int socket = 0; socket < kDescriptorsAtMost; ++socket) {
-    udp::endpoint local;
-    auto size = static_cast<socklen_t>(local.capacity());
-    if (::getsockname(socket, local.data(), &size) != 0) continue;
-    if (size == wanted.size() && local == wanted) return socket;
-  }
-  return -1;
 }
 
 std::optional<uint32_t> MarkOf(const Endpoint& endpoint) { return MarkOf(SocketAt(endpoint)); }

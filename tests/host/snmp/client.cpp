@@ -1,6 +1,7 @@
 #include "client.h"
 
 #include <poll.h>
+#include <sys/socket.h>
 
 #include <array>
 
@@ -17,6 +18,19 @@ uint16_t FreePort() {
   // IPv6 with mapped IPv4, so that both are free.
   udp::socket socket(unused, udp::endpoint(udp::v6(), 0));
   return socket.local_endpoint().port();
+}
+
+// Listeners stand behind FD_SETSIZE.
+int SocketAt(const Endpoint& endpoint) {
+  constexpr int kDescriptorsAtMost = 2048;
+  const udp::endpoint wanted = ToUdp(endpoint);
+  for (int socket = 0; socket < kDescriptorsAtMost; ++socket) {
+    udp::endpoint local;
+    auto size = static_cast<socklen_t>(local.capacity());
+    if (::getsockname(socket, local.data(), &size) != 0) continue;
+    if (size == wanted.size() && local == wanted) return socket;
+  }
+  return -1;
 }
 
 Client::Client(const Endpoint& server) : socket_(unused_) {

@@ -16,6 +16,9 @@ uint16_t FreePort();
 
 boost::asio::ip::udp::endpoint ToUdp(const Endpoint& endpoint);
 
+/// The socket of this process that is bound to the endpoint; -1 for none.
+int SocketAt(const Endpoint& endpoint);
+
 /// A socket connected to one listener, so that it hears what comes from there only.
 class Client {
  public:
