@@ -103,20 +103,31 @@ spdlog::level::level_enum Threshold() {
   return spdlog::level::info;
 }
 
-/// All categories of the process, made on first use.
-zlog_category_s* Category(const std::string& name) {
-  static const std::vector<spdlog::sink_ptr> sinks = MakeSinks();
-  static const spdlog::level::level_enum threshold = Threshold();
-  static std::map<std::string, zlog_category_s> categories;
-  static std::mutex mutex;
-  const std::lock_guard lock(mutex);
-  zlog_category_s& category = categories[name];
-  if (category.logger == nullptr) {
-    category.logger = std::make_shared<spdlog::logger>(name, sinks.begin(), sinks.end());
-    category.logger->set_level(threshold);
-    category.logger->flush_on(threshold);
+class Log {
+ public:
+  /// The category of a name, made on first use. From any thread.
+  zlog_category_s* Category(const std::string& name) {
+    const std::lock_guard lock(mutex_);
+    zlog_category_s& category = categories_[name];
+    if (category.logger == nullptr) {
+      category.logger = std::make_shared<spdlog::logger>(name, sinks_.begin(), sinks_.end());
+      category.logger->set_level(threshold_);
+      category.logger->flush_on(threshold_);
+    }
+    return &category;
   }
-  return &category;
+
+ private:
+  const std::vector<spdlog::sink_ptr> sinks_ = MakeSinks();
+  const spdlog::level::level_enum threshold_ = Threshold();
+  std::map<std::string, zlog_category_s> categories_;
+  std::mutex mutex_;
+};
+
+/// Never destroyed: categories live as long as the process, and what ends with it still writes.
+Log& TheLog() {
+  static auto* const log = new Log;
+  return *log;
 }
 
 std::string Format(const char* format, va_list arguments) {
@@ -146,14 +157,11 @@ std::string OneLine(const std::string& text) {
 
 }  // namespace
 
-zlog_category_t* LogCategory() {
-  static zlog_category_t* const category = vkmw_trace_register_category("platform");
-  return category;
-}
-
 }  // namespace host
 
-zlog_category_s* vkmw_trace_register_category(const char* name) { return host::Category(name); }
+zlog_category_s* vkmw_trace_register_category(const char* name) {
+  return host::TheLog().Category(name);
+}
 
 void zlog(zlog_category_t* category, const char* file, size_t file_length, const char* function,
           size_t function_length, long line, int level, const char* format, ...) {

@@ -23,11 +23,6 @@ bool StartZlog() {
 
 }  // namespace
 
-zlog_category_t* LogCategory() {
-  static zlog_category_t* const category = vkmw_trace_register_category("platform");
-  return category;
-}
-
 }  // namespace host
 
 zlog_category_s* vkmw_trace_register_category(const char* name) {
