@@ -13,9 +13,8 @@
 
 #include "network.h"
 #include "platform_under_test.h"
-#include "runtime/event_loop.h"
-#include "runtime/faults.h"
 #include "runtime/log.h"
+#include "runtime/process.h"
 #include "startup_json.h"
 #include "vkconfd/app_interface.h"
 
@@ -76,7 +75,7 @@ class TemporaryFolder {
 
 class HostPlatform : public PlatformUnderTest {
  public:
-  HostPlatform() : faults_before_(host::LastFaults().size()) {
+  HostPlatform() {
     setenv("CONFIGURATION_DIRECTORY", folder_.Path().c_str(), 1);
     setenv("STATE_DIRECTORY", folder_.Path().c_str(), 1);
     setenv("RUNTIME_DIRECTORY", folder_.Path().c_str(), 1);
@@ -98,14 +97,14 @@ class HostPlatform : public PlatformUnderTest {
     app_interface_ = std::make_unique<vkconfd::AppInterface>(
         vkos::the_context->GetVkmw(), vkmw_trace_register_category("contract"), "contract",
         handlers, std::vector<vkconfd::ActionHandler*>{}, data_handlers, ELEM_CONFD_PHASE_2, 0);
-    host::Loop().restart();
-    host::Loop().poll();
+    Process().loop.restart();
+    Process().loop.poll();
   }
 
   bool Commit(const Configuration& configuration) override {
     Write(configuration);
     const size_t faults = FaultTexts().size();
-    host::Reload();
+    Process().Reload();
     const std::vector<std::string> texts = FaultTexts();
     return std::none_of(texts.begin() + static_cast<std::ptrdiff_t>(faults), texts.end(),
                         [](const std::string& text) {
@@ -128,16 +127,16 @@ class HostPlatform : public PlatformUnderTest {
 
   bool RunUntil(const std::function<bool()>& condition, long limit_ms) override {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limit_ms);
-    host::Loop().restart();
+    Process().loop.restart();
     while (!condition() && std::chrono::steady_clock::now() < deadline) {
-      host::Loop().run_one_until(deadline);
+      Process().loop.run_one_until(deadline);
     }
     return condition();
   }
 
   void RunFor(long ms) override {
-    host::Loop().restart();
-    host::Loop().run_for(std::chrono::milliseconds(ms));
+    Process().loop.restart();
+    Process().loop.run_for(std::chrono::milliseconds(ms));
   }
 
   void GoActive() override { raise(SIGUSR1); }
@@ -145,9 +144,7 @@ class HostPlatform : public PlatformUnderTest {
 
   std::vector<std::string> FaultTexts() const override {
     std::vector<std::string> texts;
-    for (size_t i = faults_before_; i < host::LastFaults().size(); ++i) {
-      texts.push_back(host::LastFaults()[i].text);
-    }
+    for (const host::Fault& fault : Process().faults) texts.push_back(fault.text);
     return texts;
   }
 
@@ -164,14 +161,16 @@ class HostPlatform : public PlatformUnderTest {
   }
 
  private:
+  static host::Process& Process() { return vkos::the_context->GetVkmw()->process; }
+
   void Write(const Configuration& configuration) {
     std::ofstream file(folder_.Path() + "/startup.json");
     file << StartupJson(configuration);
   }
 
   TemporaryFolder folder_;
-  size_t faults_before_;
-  boost::asio::ip::udp::socket holder_{host::Loop()};
+  boost::asio::io_context holders_loop_;
+  boost::asio::ip::udp::socket holder_{holders_loop_};
   std::unique_ptr<vkconfd::AppInterface> app_interface_;
   std::unique_ptr<KeptErrors> kept_errors_;
 };

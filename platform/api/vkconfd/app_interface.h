@@ -20,8 +20,9 @@ class AppInterface {
   /// commit and its ApplyCommitConfig after its last. The commit is in force then: an exception of
   /// a handler is reported as a fault and the delivery goes on.
   ///
-  /// The handlers stay the caller's and outlive the object; the lists are copied. `argument` is
-  /// the platform's. Throws std::exception when the configuration cannot be brought up.
+  /// The handle and the handlers stay the caller's and outlive the object; the lists are copied.
+  /// `argument` is the platform's. Throws std::exception when the configuration cannot be brought
+  /// up.
   AppInterface(vkmw_t* vkmw, zlog_category_s* log_category, const char* name,
                const std::vector<ConfigHandler*>& config_handlers,
                const std::vector<ActionHandler*>& action_handlers,

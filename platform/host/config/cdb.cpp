@@ -1,4 +1,4 @@
-// The cdb_ calls: reads of the current engine's sessions.
+// The cdb_ calls: reads of the sessions of the process's engine.
 #include <cstdarg>
 #include <stdexcept>
 #include <string>
@@ -7,6 +7,7 @@
 #include "confd_cdb.h"
 #include "config/calls.h"
 #include "config/engine.h"
+#include "runtime/process.h"
 #include "vkconfd/cdb_session.h"
 
 namespace host {
@@ -17,7 +18,7 @@ namespace {
 template <typename Read>
 int ReadPath(int sock, const char* format, va_list arguments, Read read) {
   return CallWithPath(format, arguments, [sock, &read](const std::string& path) {
-    Engine* engine = Engine::Current();
+    Engine* engine = ThisProcess().engine;
     Reader* session = engine == nullptr ? nullptr : engine->FindSession(sock);
     if (session != nullptr) return read(session, path);
     throw CallRefused(CONFD_ERR_NOSESSION, "path \"" + path + "\": socket " + std::to_string(sock) +
@@ -44,7 +45,7 @@ int ExpectSome(int children, const std::string& path) {
 }
 
 int OpenSession(const VkConfdInterface* confd_interface, cdb_db_type database) {
-  Engine* engine = Engine::Current();
+  Engine* engine = ThisProcess().engine;
   if (confd_interface == nullptr || engine == nullptr) {
     throw std::runtime_error("a CDB session needs a connection");
   }
@@ -123,6 +124,6 @@ VkConfdCdbSessionBase::VkConfdCdbSessionBase(VkConfdInterface* confd_interface,
     : socket_(host::OpenSession(confd_interface, database)) {}
 
 VkConfdCdbSessionBase::~VkConfdCdbSessionBase() {
-  host::Engine* engine = host::Engine::Current();
+  host::Engine* engine = host::ThisProcess().engine;
   if (engine != nullptr) engine->CloseSession(socket_);
 }

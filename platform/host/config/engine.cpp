@@ -11,8 +11,6 @@ namespace host {
 
 namespace {
 
-Engine* current_engine = nullptr;
-
 /// The tree from before the commit is readable as long as this lives.
 class DeliveryScope {
  public:
@@ -58,10 +56,6 @@ Engine::Engine(const std::string& models_folder, const std::string& running_file
       deliver_(std::move(deliver)),
       hooks_(hooks),
       running_(ReadTree(schema_.Context(), "{}")) {}
-
-Engine* Engine::Current() { return current_engine; }
-
-void Engine::SetCurrent(Engine* engine) { current_engine = engine; }
 
 LoadResult Engine::LoadStored() {
   RefuseNested();

@@ -48,11 +48,6 @@ class Engine {
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
 
-  /// The engine that the process's cdb_ calls read, null when there is none. Set and cleared by its
-  /// owner, and cleared before the engine is destroyed.
-  static Engine* Current();
-  static void SetCurrent(Engine* engine);
-
   /// Takes the stored file as the running configuration, or the defaults when there is none;
   /// delivers nothing. A file that cannot be used is moved aside, the defaults are taken and the
   /// result tells why. Throws std::runtime_error when it cannot be moved aside either.

@@ -7,6 +7,7 @@
 #include "confd_maapi.h"
 #include "config/calls.h"
 #include "config/engine.h"
+#include "runtime/process.h"
 
 namespace host {
 
@@ -16,7 +17,7 @@ namespace {
 template <typename Operation>
 int InTransaction(int thandle, const char* format, va_list arguments, Operation operation) {
   return CallWithPath(format, arguments, [thandle, &operation](const std::string& path) {
-    Engine* engine = Engine::Current();
+    Engine* engine = ThisProcess().engine;
     Transaction* transaction = engine == nullptr ? nullptr : engine->FindTransaction(thandle);
     if (transaction != nullptr) return operation(transaction, path);
     throw CallRefused(CONFD_ERR_NOSESSION,

@@ -3,28 +3,41 @@
 #include <boost/asio/post.hpp>
 
 #include "framework/framework.h"
-#include "runtime/event_loop.h"
+#include "runtime/log.h"
+#include "runtime/process.h"
+#include "snmp/agent_thread.h"
 
 namespace vkconfd {
 
-struct AppInterface::Impl {
-  Impl(const std::vector<ConfigHandler*>& config_handlers,
-       const std::vector<DataHandler*>& data_handlers)
-      : framework(host::Folders::OfProcess(), config_handlers, data_handlers) {
-    host::SetReload([this] { framework.Reload(); });
-  }
-  ~Impl() { host::SetReload(nullptr); }
+namespace {
 
+void LogAgentText(int /*priority*/, const std::string& text) {
+  HOST_LOG(host::kNotice, "%s", text.c_str());
+}
+
+}  // namespace
+
+struct AppInterface::Impl {
+  Impl(host::Process& owner, const std::vector<ConfigHandler*>& config_handlers,
+       const std::vector<DataHandler*>& data_handlers)
+      : process(owner),
+        framework(process, agent, host::Folders::OfProcess(), config_handlers, data_handlers) {
+    process.reload = [this] { framework.Reload(); };
+  }
+  ~Impl() { process.reload = nullptr; }
+
+  host::Process& process;
+  host::AgentThread agent{LogAgentText};
   host::Framework framework;
 };
 
-AppInterface::AppInterface(vkmw_t* /*vkmw*/, zlog_category_s* /*log_category*/,
-                           const char* /*name*/, const std::vector<ConfigHandler*>& config_handlers,
+AppInterface::AppInterface(vkmw_t* vkmw, zlog_category_s* /*log_category*/, const char* /*name*/,
+                           const std::vector<ConfigHandler*>& config_handlers,
                            const std::vector<ActionHandler*>& /*action_handlers*/,
                            const std::vector<DataHandler*>& data_handlers,
                            ELEM_CONFD_PHASE_ET phase, int /*argument*/)
-    : impl_(std::make_unique<Impl>(config_handlers, data_handlers)) {
-  boost::asio::post(host::Loop(), [this, phase] { impl_->framework.Connect(phase); });
+    : impl_(std::make_unique<Impl>(vkmw->process, config_handlers, data_handlers)) {
+  boost::asio::post(impl_->process.loop, [this, phase] { impl_->framework.Connect(phase); });
 }
 
 AppInterface::~AppInterface() = default;

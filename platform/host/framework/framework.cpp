@@ -1,6 +1,7 @@
 #include "framework/framework.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -10,21 +11,15 @@
 
 #include "delivery/delivery.h"
 #include "framework/agent_settings.h"
-#include "framework/libiptools.h"
 #include "framework/state.h"
-#include "runtime/event_loop.h"
 #include "runtime/faults.h"
 #include "runtime/log.h"
 #include "runtime/service_manager.h"
-#include "runtime/timer_facts.h"
-#include "runtime/watchdog.h"
 #include "vkconfd/cdb_session.h"
 
 namespace host {
 
 namespace {
-
-Framework* current = nullptr;
 
 /// There is one management session, so its number tells nothing.
 constexpr int kMaapiSocket = 1;
@@ -67,15 +62,14 @@ bool HasAgentAddresses(const std::vector<common::Change>& changes) {
                      [&changes](const char* path) { return common::IsTouched(changes, path); });
 }
 
-void LogAgentText(int /*priority*/, const std::string& text) {
-  HOST_LOG(kNotice, "%s", text.c_str());
-}
-
 }  // namespace
 
-Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*> handlers,
+Framework::Framework(Process& process, AgentCalls& agent, const Folders& folders,
+                     std::vector<vkconfd::ConfigHandler*> handlers,
                      std::vector<vkconfd::DataHandler*> data_handlers)
-    : folders_(folders),
+    : process_(process),
+      agent_(agent),
+      folders_(folders),
       handlers_(std::move(handlers)),
       data_handlers_(std::move(data_handlers)),
       callpoints_(data_handlers_, this),
@@ -83,10 +77,9 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
           folders.models, folders.RunningFile(),
           [this](std::vector<common::Change>& changes) { Deliver(changes); }, &callpoints_,
           StandardModels(folders)),
-      agent_(LogAgentText),
-      listener_retry_(Loop(), [this] { return TryRefusedListeners(); }),
-      rules_retry_(Loop(), [this] { return !rules_.Retry(); }),
-      monitor_(Loop(), [this] { rules_.Restore(); }) {
+      listener_retry_(process.loop, [this] { return TryRefusedListeners(); }),
+      rules_retry_(process.loop, [this] { return !rules_.Retry(); }),
+      monitor_(process.loop, [this] { rules_.Restore(); }) {
   callpoints_.CheckAgainst(engine_.Models());
   MakeFolder(folders.state);
   rules_.SetMarkObserver(
@@ -98,29 +91,30 @@ Framework::Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*
   rules_.SetRefusalObserver([this] {
     if (!rules_retry_.Runs()) rules_retry_.Follow(true);
   });
-  ServeRules(&rules_);
-  SetWatchdogCheck([this] { agent_.Wait(); });
-  SetTimerScope([this] { return std::make_shared<ProbeWindow>(agent_); });
-  Engine::SetCurrent(&engine_);
-  current = this;
+  assert(process_.framework == nullptr);
+  process_.watchdog_check = [this] { agent_.Wait(); };
+  process_.timers->scope = [this] { return std::make_shared<ProbeWindow>(agent_); };
+  process_.engine = &engine_;
+  process_.rules = &rules_;
+  process_.framework = this;
 }
 
 Framework::~Framework() {
+  const ProcessScope scope(process_);
   if (connected_) {
     for (vkconfd::ConfigHandler* handler : handlers_) Disconnect(handler);
     for (vkconfd::DataHandler* handler : data_handlers_) Disconnect(handler);
   }
   netconf_.reset();
-  SetWatchdogCheck({});
-  SetTimerScope({});
-  ServeRules(nullptr);
-  current = nullptr;
-  Engine::SetCurrent(nullptr);
+  process_.watchdog_check = nullptr;
+  process_.timers->scope = nullptr;
+  process_.framework = nullptr;
+  process_.rules = nullptr;
+  process_.engine = nullptr;
 }
 
-Framework* Framework::Current() { return current; }
-
 void Framework::Connect(ELEM_CONFD_PHASE_ET phase) {
+  const ProcessScope scope(process_);
   // A first start's file may have changes below a callpoint already.
   for (vkconfd::DataHandler* handler : data_handlers_) {
     handler->SetConfdInterface(this);
@@ -145,7 +139,7 @@ void Framework::OpenNetconf() {
   try {
     MakeFolder(folders_.runtime);
     const char* group = getenv("SNMP_APP_NETCONF_GROUP");
-    netconf_ = std::make_unique<NetconfServer>(Loop(), folders_.NetconfSocket(),
+    netconf_ = std::make_unique<NetconfServer>(process_.loop, folders_.NetconfSocket(),
                                                group == nullptr ? "" : group, &engine_,
                                                [this] { return State(); });
   } catch (const std::exception& exception) {
@@ -193,6 +187,7 @@ void Framework::Disconnect(vkconfd::BaseHandler* handler) {
 }
 
 void Framework::Reload() {
+  const ProcessScope scope(process_);
   NotifyReloading();
   ReplaceByStartupFile();
   TellReady();
@@ -230,7 +225,8 @@ Tree Framework::State() {
       agent_.Listeners(),     agent_.Unsent(),
       agent_.Deaf(),          agent_.Refused(),
       listener_retry_.Runs(), [this](const Endpoint& endpoint) { return agent_.WhyNot(endpoint); }};
-  return ReadState(engine_.Models().Context(), session.Socket(), agent, history_, rules_, commits_);
+  return ReadState(engine_.Models().Context(), session.Socket(), process_, agent, history_, rules_,
+                   commits_);
 }
 
 std::vector<ListenerFailure> Framework::RebindAgent() {

@@ -16,7 +16,8 @@
 #include "rules/rules.h"
 #include "rules/rules_monitor.h"
 #include "runtime/folders.h"
-#include "snmp/agent_thread.h"
+#include "runtime/process.h"
+#include "snmp/agent_calls.h"
 #include "vkconfd/base_handler.h"
 #include "vkconfd/config_handler.h"
 #include "vkconfd/data_handler.h"
@@ -25,21 +26,20 @@ namespace host {
 
 class Framework : public VkConfdInterface {
  public:
-  /// Loads the models and brings the agent up, without listeners. NETCONF needs the folders
-  /// `standard_models`, which may lack the models, and `runtime`. The handlers stay the caller's.
-  /// Throws std::exception when the models cannot be loaded or their callpoints are not those that
-  /// the data handlers register.
-  Framework(const Folders& folders, std::vector<vkconfd::ConfigHandler*> handlers,
+  /// Loads the models; becomes what `process` works on, which has no other one (asserted). `agent`
+  /// follows the configuration; it has no listeners yet. NETCONF needs the folders
+  /// `standard_models`, which may lack the models, and `runtime`. Process, agent and handlers stay
+  /// the caller's and outlive the object. Throws std::exception when the models cannot be loaded or
+  /// their callpoints are not those that the data handlers register.
+  Framework(Process& process, AgentCalls& agent, const Folders& folders,
+            std::vector<vkconfd::ConfigHandler*> handlers,
             std::vector<vkconfd::DataHandler*> data_handlers);
 
-  /// Disconnects the handlers, removes the rules of the process and closes the listeners.
+  /// Disconnects the handlers and removes the rules of the process; the agent's listeners stay.
   ~Framework() override;
 
   Framework(const Framework&) = delete;
   Framework& operator=(const Framework&) = delete;
-
-  /// The one of this process, or null.
-  static Framework* Current();
 
   /// Connects the data handlers, brings the stored configuration into force, without one the
   /// start-up file, and connects the other handlers to it. An exception of a handler propagates.
@@ -71,13 +71,14 @@ class Framework : public VkConfdInterface {
   /// again.
   bool TryRefusedListeners();
 
+  Process& process_;
+  AgentCalls& agent_;
   Folders folders_;
   std::vector<vkconfd::ConfigHandler*> handlers_;
   std::vector<vkconfd::DataHandler*> data_handlers_;
   bool connected_ = false;
   Callpoints callpoints_;
   Engine engine_;
-  AgentThread agent_;
   ListenerHistory history_;
   SlowRetry listener_retry_;
   SlowRetry rules_retry_;

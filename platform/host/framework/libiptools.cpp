@@ -1,6 +1,4 @@
 // The rule library's calls.
-#include "framework/libiptools.h"
-
 #include <zlog.h>
 
 #include <limits>
@@ -9,18 +7,7 @@
 #include "libiptools/iptools.h"
 #include "rules/rules.h"
 #include "runtime/log.h"
-
-namespace host {
-
-namespace {
-
-Rules* rules_in_force = nullptr;
-
-}  // namespace
-
-void ServeRules(Rules* rules) { rules_in_force = rules; }
-
-}  // namespace host
+#include "runtime/process.h"
 
 namespace {
 
@@ -32,7 +19,7 @@ bool ChangeRedirect(bool add, const std::string& kernel_name, unsigned int vrf, 
                     unsigned int redirect_port) {
   const auto from = static_cast<uint16_t>(port);
   const auto to = static_cast<uint16_t>(redirect_port);
-  host::Rules& rules = *host::rules_in_force;
+  host::Rules& rules = *host::ThisProcess().rules;
   return add ? rules.AddRedirect(kernel_name, from, to, vrf)
              : rules.DeleteRedirect(kernel_name, from, to);
 }
@@ -40,7 +27,7 @@ bool ChangeRedirect(bool add, const std::string& kernel_name, unsigned int vrf, 
 bool ChangeDestination(bool add, const boost::asio::ip::address& address, unsigned int port,
                        unsigned int vrf) {
   const host::DestinationRule rule = {address, static_cast<uint16_t>(port), vrf};
-  host::Rules& rules = *host::rules_in_force;
+  host::Rules& rules = *host::ThisProcess().rules;
   return add ? rules.AddDestination(rule) : rules.DeleteDestination(rule);
 }
 
@@ -68,7 +55,7 @@ int Iptools::addDelRuleSnmpListenIntf(bool add, const std::string& kernel_name, 
                                       unsigned int port, unsigned int redirect_port, ip_proto proto,
                                       target_action action) {
   const char* reason = "see the platform's log";
-  if (host::rules_in_force == nullptr) {
+  if (host::ThisProcess().rules == nullptr) {
     reason = kNoRules;
   } else if (proto != IP_PROTO_UDP || action != TARGET_REDIRECT) {
     reason = "only UDP ports can be redirected";
@@ -88,7 +75,7 @@ int Iptools::addDelIPRuleIntf(bool add, unsigned int vrf_id, const nettypes::IPA
   const char* reason = "see the platform's log";
   boost::system::error_code no_address;
   const auto address = boost::asio::ip::make_address(dst.to_string(), no_address);
-  if (host::rules_in_force == nullptr) {
+  if (host::ThisProcess().rules == nullptr) {
     reason = kNoRules;
   } else if (proto != IP_PROTO_UDP) {
     reason = "only UDP packets can be routed by a rule";

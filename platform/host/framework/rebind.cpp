@@ -4,6 +4,7 @@
 #include "confd/error.h"
 #include "confd_maapi.h"
 #include "framework/framework.h"
+#include "runtime/process.h"
 
 namespace host {
 
@@ -31,10 +32,11 @@ int maapi_rebind_listener(int /*sock*/, int listener) {
   if (listener != CONFD_LISTENER_SNMP) {
     return common::Fail(CONFD_ERR_EXTERNAL, "no listener " + std::to_string(listener));
   }
-  if (host::Framework::Current() == nullptr) {
+  host::Framework* const framework = host::ThisProcess().framework;
+  if (framework == nullptr) {
     return common::Fail(CONFD_ERR_NOSESSION, "no configuration is loaded");
   }
-  const std::vector<host::ListenerFailure> failures = host::Framework::Current()->RebindAgent();
+  const std::vector<host::ListenerFailure> failures = framework->RebindAgent();
   if (!failures.empty()) {
     return common::Fail(CONFD_ERR_EXTERNAL, host::FailureText(failures));
   }

@@ -1,6 +1,7 @@
 #include "framework/state.h"
 
 #include <boost/asio/ip/address.hpp>
+#include <deque>
 #include <stdexcept>
 #include <string>
 
@@ -11,16 +12,13 @@
 #include "framework/agent_settings.h"
 #include "framework/interface_facts.h"
 #include "netconf/xml.h"
-#include "runtime/faults.h"
-#include "runtime/ha_role.h"
-#include "runtime/timer_facts.h"
 
 namespace host {
 
 namespace {
 
-std::string RoleText() {
-  switch (CurrentHaRole()) {
+std::string RoleText(HaRole role) {
+  switch (role) {
     case HaRole::kActive:
       return "active";
     case HaRole::kStandby:
@@ -61,12 +59,13 @@ std::string ListenerXml(const Endpoint& endpoint, const AgentFacts& agent,
   return Element("listener", content);
 }
 
-std::string AgentXml(int cdb_socket, const AgentFacts& agent, const ListenerHistory& history) {
+std::string AgentXml(int cdb_socket, const AgentFacts& agent, const ListenerHistory& history,
+                     bool program_retries) {
   std::string content;
   for (const Endpoint& endpoint : Normalized(ReadAgentListeners(cdb_socket))) {
     content += ListenerXml(endpoint, agent, history.Find(endpoint));
   }
-  const bool retries = agent.retries || FactsOfTimers().running > 0;
+  const bool retries = agent.retries || program_retries;
   return Element("agent", content + Leaf("retry-pending", retries));
 }
 
@@ -169,9 +168,9 @@ std::string TargetsXml(int cdb_socket, const Rules& rules) {
   return content;
 }
 
-std::string FaultsXml() {
+std::string FaultsXml(const std::deque<Fault>& faults) {
   std::string content;
-  for (const Fault& fault : LastFaults()) {
+  for (const Fault& fault : faults) {
     content += Element(
         "fault", Leaf("time", TimeText(fault.time)) + Leaf("code", std::to_string(fault.code)) +
                      Leaf("function", fault.function) + Leaf("line", std::to_string(fault.line)) +
@@ -182,14 +181,15 @@ std::string FaultsXml() {
 
 }  // namespace
 
-Tree ReadState(ly_ctx* context, int cdb_socket, const AgentFacts& agent,
+Tree ReadState(ly_ctx* context, int cdb_socket, const Process& process, const AgentFacts& agent,
                const ListenerHistory& history, const Rules& rules, uint64_t commits) {
+  const TimerFacts& timers = process.timers->facts;
   const std::string xml =
-      R"(<snmp-state xmlns="urn:snmp-app:state">)" + Leaf("ha-role", RoleText()) +
-      AgentXml(cdb_socket, agent, history) + InterfacesXml(cdb_socket, rules) +
-      TargetsXml(cdb_socket, rules) + FaultsXml() +
+      R"(<snmp-state xmlns="urn:snmp-app:state">)" + Leaf("ha-role", RoleText(process.role)) +
+      AgentXml(cdb_socket, agent, history, timers.running > 0) + InterfacesXml(cdb_socket, rules) +
+      TargetsXml(cdb_socket, rules) + FaultsXml(process.faults) +
       Element("counters", Element("commits", commits) + Element("rebinds", history.Rebinds()) +
-                              Element("retries", FactsOfTimers().fired) +
+                              Element("retries", timers.fired) +
                               Element("answers-not-sent", agent.unsent.Total()) +
                               Element("listeners-reopened", agent.deaf.Total()) +
                               Element("requests-refused", agent.refused)) +

@@ -9,6 +9,7 @@
 #include "config/tree.h"
 #include "framework/listener_history.h"
 #include "rules/rules.h"
+#include "runtime/process.h"
 #include "snmp/deaf_listeners.h"
 #include "snmp/endpoint.h"
 #include "snmp/unsent_answers.h"
@@ -27,11 +28,11 @@ struct AgentFacts {
 };
 
 /// The state data of snmp-app-state: the agent's listeners, redirects and routing rules as they are
-/// now, the last faults and counters. `cdb_socket` reads the running configuration, `rules` is what
-/// is set up in the kernel, `commits` how many were delivered. A listener that should be open and
-/// is not is tried once, so that it can tell why. Throws std::runtime_error when the models lack
-/// what it reads or makes.
-Tree ReadState(ly_ctx* context, int cdb_socket, const AgentFacts& agent,
+/// now, the last faults and counters. `cdb_socket` reads the running configuration of `process`,
+/// `rules` is what is set up in the kernel, `commits` how many were delivered. A listener that
+/// should be open and is not is tried once, so that it can tell why. Throws std::runtime_error when
+/// the models lack what it reads or makes.
+Tree ReadState(ly_ctx* context, int cdb_socket, const Process& process, const AgentFacts& agent,
                const ListenerHistory& history, const Rules& rules, uint64_t commits);
 
 }  // namespace host

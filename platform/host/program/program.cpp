@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,9 +23,9 @@ namespace {
   exit(is_written ? answer.status : EXIT_FAILURE);
 }
 
-void BeAlone() {
+std::shared_ptr<void> BeAlone(boost::asio::io_context& loop) {
   try {
-    ClaimAlone(Folders::OfProcess().state);
+    return ClaimAlone(Folders::OfProcess().state, loop);
   } catch (const std::exception& exception) {
     HOST_FAULT(std::string(exception.what()));
     exit(EXIT_FAILURE);
@@ -34,9 +35,9 @@ void BeAlone() {
 /// The C library hands the command line to what it runs before main(), which takes none. All that
 /// is done with it waits until the program brings its process up.
 __attribute__((constructor)) void TakeCommandLine(int count, char** words) {
-  SetStartCheck([count, words] {
+  SetStartCheck([count, words](boost::asio::io_context& loop) {
     if (count > 1) Finish(AnswerArguments({words + 1, words + count}));
-    BeAlone();
+    return BeAlone(loop);
   });
 }
 

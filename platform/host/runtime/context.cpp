@@ -5,27 +5,11 @@
 #include <string>
 
 #include "runtime/event_loop.h"
-#include "runtime/ha_role.h"
 #include "runtime/log.h"
+#include "runtime/process.h"
 #include "runtime/service_manager.h"
 #include "runtime/start_check.h"
 #include "runtime/watchdog.h"
-
-struct vkmw_t {
-  vkmw_process_signature_t signature;
-};
-
-namespace {
-
-host::HaRole current_role = host::HaRole::kUnknown;
-
-}  // namespace
-
-namespace host {
-
-HaRole CurrentHaRole() { return current_role; }
-
-}  // namespace host
 
 namespace vkos {
 
@@ -33,7 +17,10 @@ std::unique_ptr<Context> the_context;
 
 struct Context::Impl : public Server {
   Impl(const vkmw_process_signature_t& signature, const HaStateChangeCallbacks& table)
-      : vkmw{signature}, callbacks(table), signals(host::Loop(), SIGTERM, SIGINT, SIGHUP) {
+      : vkmw{signature, {}}, callbacks(table) {
+    signals.add(SIGTERM);
+    signals.add(SIGINT);
+    signals.add(SIGHUP);
     signals.add(SIGUSR1);
     signals.add(SIGUSR2);
     // A peer that goes away while it is written to must not end the process.
@@ -42,8 +29,9 @@ struct Context::Impl : public Server {
   }
 
   void Run() override {
-    host::Loop().restart();
-    host::Loop().run();
+    const host::ProcessScope scope(process);
+    process.loop.restart();
+    process.loop.run();
     host::NotifyStopping();
   }
 
@@ -58,19 +46,19 @@ struct Context::Impl : public Server {
   void Handle(int number) {
     switch (number) {
       case SIGHUP:
-        host::Reload();
+        process.Reload();
         break;
       case SIGUSR1:
-        current_role = host::HaRole::kActive;
+        process.role = host::HaRole::kActive;
         Tell(callbacks.go_active);
         break;
       case SIGUSR2:
-        current_role = host::HaRole::kStandby;
+        process.role = host::HaRole::kStandby;
         Tell(callbacks.go_standby);
         break;
       default:
         HOST_LOG(host::kProgress, "Signal %d: ending.", number);
-        host::Loop().stop();
+        process.loop.stop();
     }
   }
 
@@ -79,16 +67,18 @@ struct Context::Impl : public Server {
   }
 
   vkmw_t vkmw;
+  host::Process& process = vkmw.process;
+  /// Before signals are taken: until then they end the process.
+  std::shared_ptr<void> kept_for_start_check = host::RunStartCheck(process.loop);
   HaStateChangeCallbacks callbacks;
-  boost::asio::signal_set signals;
-  host::Watchdog watchdog{host::Loop()};
+  boost::asio::signal_set signals{process.loop};
+  host::Watchdog watchdog{process.loop, [this] {
+                            if (process.watchdog_check) process.watchdog_check();
+                          }};
 };
 
-Context::Context(const vkmw_process_signature_t* signature,
-                 const HaStateChangeCallbacks* callbacks) {
-  host::RunStartCheck();
-  impl_ = std::make_unique<Impl>(*signature, *callbacks);
-}
+Context::Context(const vkmw_process_signature_t* signature, const HaStateChangeCallbacks* callbacks)
+    : impl_(std::make_unique<Impl>(*signature, *callbacks)) {}
 
 Context::~Context() = default;
 

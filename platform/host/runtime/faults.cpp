@@ -1,17 +1,14 @@
 #include "runtime/faults.h"
 
 #include <cstring>
+#include <deque>
 
 #include "runtime/log.h"
+#include "runtime/process.h"
 
 namespace host {
 
 namespace {
-
-std::deque<Fault>& Faults() {
-  static std::deque<Fault> faults;
-  return faults;
-}
 
 zlog_category_t* FaultCategory() {
   static zlog_category_t* const category = vkmw_trace_register_category("fault");
@@ -20,12 +17,10 @@ zlog_category_t* FaultCategory() {
 
 }  // namespace
 
-const std::deque<Fault>& LastFaults() { return Faults(); }
-
 }  // namespace host
 
 void vkmw_gen_fault(int code, const char* function, const char* file, int line, const char* text) {
-  std::deque<host::Fault>& faults = host::Faults();
+  std::deque<host::Fault>& faults = host::ThisProcess().faults;
   if (faults.size() == host::kKeptFaults) faults.pop_front();
   faults.push_back({std::chrono::system_clock::now(), code, function, file, line, text});
   zlog(host::FaultCategory(), file, strlen(file), function, strlen(function), line, host::kNotice,

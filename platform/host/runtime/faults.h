@@ -1,8 +1,8 @@
-// The faults of the process: a log record of their own category, and kept for the operator to see.
+// Faults: a log record of their own category, and kept by the process for the operator to see.
 #pragma once
 
 #include <chrono>
-#include <deque>
+#include <cstddef>
 #include <string>
 
 #include "vkmw/vkmw.h"
@@ -18,9 +18,7 @@ struct Fault {
   std::string text;
 };
 
-/// The last faults, oldest first; at most kKeptFaults.
-const std::deque<Fault>& LastFaults();
-
+/// How many a process keeps.
 constexpr size_t kKeptFaults = 32;
 
 }  // namespace host

@@ -1,10 +1,9 @@
-// The node's role in a pair, as the process was told.
+// The node's role in a pair.
 #pragma once
 
 namespace host {
 
+/// As the process was told.
 enum class HaRole { kUnknown, kActive, kStandby };
-
-HaRole CurrentHaRole();
 
 }  // namespace host

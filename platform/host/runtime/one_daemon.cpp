@@ -21,7 +21,6 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "runtime/event_loop.h"
 #include "runtime/faults.h"
 #include "runtime/log.h"
 
@@ -38,7 +37,7 @@ const std::string& SocketName() {
 }
 
 struct Claims {
-  std::unique_ptr<Stream::acceptor> network;
+  int network = -1;                    ///< The bound socket.
   std::map<std::string, int> folders;  ///< The open folder of each path.
 };
 
@@ -55,25 +54,43 @@ Claims& OfProcess() {
 }
 
 /// Nobody is served at the socket. Who connected only wants to know whose it is; without anybody to
-/// turn it away, it waits in the queue.
-void TurnAway(Stream::acceptor* acceptor) {
-  acceptor->async_accept([acceptor](const boost::system::error_code& error, const Stream::socket&) {
-    if (!error) TurnAway(acceptor);
-  });
-}
+/// turn it away, it waits in the queue. The socket stays the process's.
+class Doorkeeper {
+ public:
+  Doorkeeper(boost::asio::io_context& loop, int socket)
+      : acceptor_(std::make_shared<Stream::acceptor>(loop, Stream(), socket)) {
+    TurnAway(acceptor_);
+  }
+  ~Doorkeeper() {
+    boost::system::error_code ignored;
+    acceptor_->release(ignored);
+  }
+  Doorkeeper(const Doorkeeper&) = delete;
+  Doorkeeper& operator=(const Doorkeeper&) = delete;
+
+ private:
+  static void TurnAway(const std::shared_ptr<Stream::acceptor>& acceptor) {
+    acceptor->async_accept([waiting = std::weak_ptr(acceptor)](
+                               const boost::system::error_code& error, const Stream::socket&) {
+      const auto open = waiting.lock();
+      if (!error && open) TurnAway(open);
+    });
+  }
+
+  std::shared_ptr<Stream::acceptor> acceptor_;
+};
 
 /// False when the name is taken.
 bool BindNetwork() {
-  auto acceptor = std::make_unique<Stream::acceptor>(Loop());
-  acceptor->open();
-  fcntl(acceptor->native_handle(), F_SETFD, FD_CLOEXEC);
+  boost::asio::io_context unused;
+  Stream::acceptor acceptor(unused, Stream());
+  fcntl(acceptor.native_handle(), F_SETFD, FD_CLOEXEC);
   boost::system::error_code error;
-  acceptor->bind(Stream::endpoint(SocketName()), error);
+  acceptor.bind(Stream::endpoint(SocketName()), error);
   if (error == boost::asio::error::address_in_use) return false;
   if (error) throw std::runtime_error("cannot claim the network namespace: " + error.message());
-  acceptor->listen();
-  TurnAway(acceptor.get());
-  OfProcess().network = std::move(acceptor);
+  acceptor.listen();
+  OfProcess().network = acceptor.release();
   return true;
 }
 
@@ -118,7 +135,7 @@ bool Counts(const ucred& holder) {
 }
 
 void ClaimNetwork() {
-  if (OfProcess().network != nullptr || BindNetwork()) return;
+  if (OfProcess().network >= 0 || BindNetwork()) return;
   const ucred holder = HolderOfNetwork();
   if (Counts(holder)) Refuse(holder.pid, "serves this network namespace");
   HOST_FAULT("process " + std::to_string(holder.pid) + " of user " + std::to_string(holder.uid) +
@@ -184,13 +201,15 @@ void ClaimFolder(const std::string& path) {
 
 }  // namespace
 
-void ClaimAlone(const std::string& state) {
+std::shared_ptr<void> ClaimAlone(const std::string& state, boost::asio::io_context& loop) {
   ClaimNetwork();
   ClaimFolder(state);
+  if (OfProcess().network < 0) return nullptr;
+  return std::make_shared<Doorkeeper>(loop, OfProcess().network);
 }
 
 void LeaveClaims() {
-  if (OfProcess().network != nullptr) close(OfProcess().network->native_handle());
+  if (OfProcess().network >= 0) close(OfProcess().network);
   for (const auto& claim : OfProcess().folders) close(claim.second);
 }
 

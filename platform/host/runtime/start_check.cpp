@@ -6,17 +6,17 @@ namespace host {
 
 namespace {
 
-std::function<void()>& StartCheck() {
-  static std::function<void()> check;
+StartCheck& Check() {
+  static StartCheck check;
   return check;
 }
 
 }  // namespace
 
-void SetStartCheck(std::function<void()> check) { StartCheck() = std::move(check); }
+void SetStartCheck(StartCheck check) { Check() = std::move(check); }
 
-void RunStartCheck() {
-  if (StartCheck()) StartCheck()();
+std::shared_ptr<void> RunStartCheck(boost::asio::io_context& loop) {
+  return Check() ? Check()(loop) : nullptr;
 }
 
 }  // namespace host

@@ -7,26 +7,7 @@
 #include <utility>
 
 #include "runtime/event_loop.h"
-#include "runtime/timer_facts.h"
-
-namespace {
-
-host::TimerFacts facts;
-
-host::TimerScope& Scope() {
-  static host::TimerScope scope;
-  return scope;
-}
-
-}  // namespace
-
-namespace host {
-
-const TimerFacts& FactsOfTimers() { return facts; }
-
-void SetTimerScope(TimerScope scope) { Scope() = std::move(scope); }
-
-}  // namespace host
+#include "runtime/process.h"
 
 namespace vkos {
 
@@ -34,7 +15,7 @@ struct Timer::Impl {
   using Clock = std::chrono::steady_clock;
 
   Impl(const vkmw_sig_t& signal, long period_ms, Callback& action)
-      : name(signal.name), period(period_ms), callback(action), timer(host::Loop()) {}
+      : name(signal.name), period(period_ms), callback(action) {}
 
   /// Starts a round. The system's timer is set by the loop, so that a timer that is stopped at once
   /// causes no wake-up.
@@ -42,7 +23,7 @@ struct Timer::Impl {
     SetRunning(true);
     const unsigned int mine = ++*round;
     const std::weak_ptr<unsigned int> current = round;
-    boost::asio::post(host::Loop(), [this, mine, current, due = Clock::now() + period] {
+    boost::asio::post(timers->loop, [this, mine, current, due = Clock::now() + period] {
       if (IsCurrent(mine, current)) Wait(mine, due);
     });
   }
@@ -53,9 +34,9 @@ struct Timer::Impl {
     timer.async_wait([this, mine, current](const boost::system::error_code& error) {
       if (error || !IsCurrent(mine, current)) return;
       SetRunning(false);
-      ++facts.fired;
+      ++timers->facts.fired;
       host::RunEvent("timer " + name, [this] {
-        const std::shared_ptr<void> scope = Scope() ? Scope()() : nullptr;
+        const std::shared_ptr<void> scope = timers->scope ? timers->scope() : nullptr;
         callback.Execute();
       });
     });
@@ -77,7 +58,7 @@ struct Timer::Impl {
   ~Impl() { SetRunning(false); }
 
   void SetRunning(bool runs) {
-    if (runs != running) facts.running += runs ? 1 : -1;
+    if (runs != running) timers->facts.running += runs ? 1 : -1;
     running = runs;
   }
 
@@ -85,7 +66,8 @@ struct Timer::Impl {
   bool running = false;
   std::chrono::milliseconds period;
   Callback& callback;
-  boost::asio::steady_timer timer;
+  const std::shared_ptr<host::TimerLoop> timers = host::ThisProcess().timers;
+  boost::asio::steady_timer timer{timers->loop};
   std::shared_ptr<unsigned int> round = std::make_shared<unsigned int>(0);
 };
 

@@ -7,18 +7,8 @@
 
 namespace host {
 
-namespace {
-
-std::function<void()>& Check() {
-  static std::function<void()> check;
-  return check;
-}
-
-}  // namespace
-
-void SetWatchdogCheck(std::function<void()> check) { Check() = std::move(check); }
-
-Watchdog::Watchdog(boost::asio::io_context& loop) {
+Watchdog::Watchdog(boost::asio::io_context& loop, std::function<void()> check)
+    : check_(std::move(check)) {
   uint64_t period_us = 0;
   if (sd_watchdog_enabled(0, &period_us) <= 0) return;
   pause_ = std::chrono::microseconds(period_us / 2);
@@ -31,7 +21,7 @@ void Watchdog::Wait() {
   timer_->async_wait([this](const boost::system::error_code& error) {
     // The object may be gone then.
     if (error) return;
-    if (Check()) Check()();
+    if (check_) check_();
     sd_notify(0, "WATCHDOG=1");
     Wait();
   });

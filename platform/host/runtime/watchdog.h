@@ -15,17 +15,16 @@ namespace host {
 /// A check that never returns, of another thread say, keeps the sign of life back, too.
 class Watchdog {
  public:
-  /// Reads WATCHDOG_USEC and WATCHDOG_PID. `loop` outlives the object.
-  explicit Watchdog(boost::asio::io_context& loop);
+  /// Reads WATCHDOG_USEC and WATCHDOG_PID. `check` is called before each sign of life; it may be
+  /// empty. `loop` outlives the object.
+  explicit Watchdog(boost::asio::io_context& loop, std::function<void()> check = {});
 
  private:
   void Wait();
 
+  std::function<void()> check_;
   std::chrono::microseconds pause_{0};
   std::optional<boost::asio::steady_timer> timer_;
 };
-
-/// Has the watchdog call `check` before each sign of life; nothing when it is empty.
-void SetWatchdogCheck(std::function<void()> check);
 
 }  // namespace host

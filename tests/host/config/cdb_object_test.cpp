@@ -7,6 +7,7 @@
 #include "confd/error.h"
 #include "confd/value_text.h"
 #include "config/engine.h"
+#include "runtime/process.h"
 #include "support.h"
 #include "vkconfd/cdb_session.h"
 
@@ -35,7 +36,7 @@ class CdbShapesTest : public ::testing::Test {
  protected:
   CdbShapesTest() {
     for (confd_value_t& value : values_) value = common::MakeUint8(7);
-    host::Engine::SetCurrent(&engine_);
+    process_.engine = &engine_;
     common::ClearError();
     engine_.ReplaceByFile(folder_.Write("startup.json", kShapes));
     session_ = std::make_unique<VkConfdCdbSession>(&connection_, CDB_RUNNING, true);
@@ -43,7 +44,6 @@ class CdbShapesTest : public ::testing::Test {
   ~CdbShapesTest() override {
     for (confd_value_t& value : values_) confd_free_value(&value);
     session_.reset();
-    host::Engine::SetCurrent(nullptr);
   }
 
   int Socket() const { return session_->Socket(); }
@@ -77,6 +77,7 @@ class CdbShapesTest : public ::testing::Test {
 
   TestFolder folder_;
   Connection connection_;
+  host::Process process_;
   host::Engine engine_{TEST_FOLDER "/models", folder_.Path("running.json"), nullptr};
   std::unique_ptr<VkConfdCdbSession> session_;
   std::array<confd_value_t, 12> values_ = {};

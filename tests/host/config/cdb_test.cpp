@@ -4,6 +4,7 @@
 #include "confd/error.h"
 #include "confd/value_text.h"
 #include "config/engine.h"
+#include "runtime/process.h"
 #include "support.h"
 #include "vkconfd/cdb_session.h"
 
@@ -25,16 +26,13 @@ class Connection : public VkConfdInterface {
 class CdbTest : public ::testing::Test {
  protected:
   CdbTest() {
-    host::Engine::SetCurrent(&engine_);
+    process_.engine = &engine_;
     common::ClearError();
     engine_.ReplaceByFile(folder_.Write(
         "startup.json", CommunityJson(CommunityRow("a", "alpha") + "," + CommunityRow("b", "x"))));
     session_ = std::make_unique<VkConfdCdbSession>(&connection_, CDB_RUNNING, true);
   }
-  ~CdbTest() override {
-    session_.reset();
-    host::Engine::SetCurrent(nullptr);
-  }
+  ~CdbTest() override { session_.reset(); }
 
   int Socket() const { return session_->Socket(); }
 
@@ -45,6 +43,7 @@ class CdbTest : public ::testing::Test {
 
   TestFolder folder_;
   Connection connection_;
+  host::Process process_;
   host::Engine engine_{MODELS_FOLDER, folder_.Path("running.json"), nullptr};
   std::unique_ptr<VkConfdCdbSession> session_;
 };
@@ -104,12 +103,12 @@ TEST_F(CdbTest, NoSession) {
 }
 
 TEST_F(CdbTest, NoEngine) {
-  host::Engine::SetCurrent(nullptr);
+  process_.engine = nullptr;
   EXPECT_EQ(cdb_num_instances(Socket(), "%s", kRows), CONFD_ERR);
   ExpectError(CONFD_ERR_NOSESSION, kRows);
   EXPECT_THAT([this] { VkConfdCdbSession(&connection_, CDB_RUNNING, true); },
               ThrowsMessage<std::runtime_error>(HasSubstr("needs a connection")));
-  host::Engine::SetCurrent(&engine_);
+  process_.engine = &engine_;
 }
 
 TEST_F(CdbTest, SessionsHaveSocketsOfTheirOwn) {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "config/engine.h"
+#include "runtime/process.h"
 #include "support.h"
 #include "vkconfd/cdb_session.h"
 
@@ -55,8 +56,7 @@ class Connection : public VkConfdInterface {
 
 class Delivery : public ::testing::Test {
  protected:
-  Delivery() { host::Engine::SetCurrent(&engine_); }
-  ~Delivery() override { host::Engine::SetCurrent(nullptr); }
+  Delivery() { process_.engine = &engine_; }
 
   host::CommitResult Replace(const std::string& settings) {
     return engine_.ReplaceByFile(folder_.Write("startup.json", AgentJson(settings)));
@@ -75,6 +75,7 @@ class Delivery : public ::testing::Test {
   TestFolder folder_;
   Connection connection_;
   std::function<void(std::vector<common::Change>&)> deliver_ = [](auto&) {};
+  host::Process process_;
   host::Engine engine_{MODELS_FOLDER, folder_.Path("running.json"),
                        [this](auto& changes) { deliver_(changes); }};
 };

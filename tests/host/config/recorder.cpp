@@ -56,10 +56,8 @@ HookedEngine::HookedEngine(const TestFolder& test_folder)
           MODELS_FOLDER, test_folder.Path("running.json"),
           [this](auto& changes) { delivered = Describe(changes, "/confdConfig/snmpAgent"); },
           &hooks) {
-  host::Engine::SetCurrent(&engine);
+  process.engine = &engine;
 }
-
-HookedEngine::~HookedEngine() { host::Engine::SetCurrent(nullptr); }
 
 host::CommitResult HookedEngine::Replace(const std::string& json) {
   hooks.calls.clear();

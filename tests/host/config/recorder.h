@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "config/engine.h"
+#include "runtime/process.h"
 #include "support.h"
 
 namespace host_test {
@@ -37,11 +38,10 @@ std::string ListenJson(const std::vector<std::pair<std::string, int>>& rows,
 /// Creates and deletes 0.0.0.0:6NNNN for each entry, with its redirect port, as the daemon does.
 int FollowWithExtraEntries(int handle, const host::HookCall& call);
 
-/// An engine with a recorder, current as long as it lives.
+/// An engine with a recorder, which the calls of platform/api work on as long as it lives.
 class HookedEngine {
  public:
   explicit HookedEngine(const TestFolder& folder);
-  ~HookedEngine();
 
   host::CommitResult Replace(const std::string& json);
   std::string RunningText() const { return host::PrintTree(engine.Running().get()); }
@@ -49,6 +49,7 @@ class HookedEngine {
   const TestFolder& folder;
   Recorder hooks;
   std::vector<std::string> delivered;  ///< Changes of the last delivery at the agent's settings.
+  host::Process process;
   host::Engine engine;
 };
 

@@ -1,5 +1,3 @@
-#include "framework/libiptools.h"
-
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -11,6 +9,7 @@
 #include "network.h"
 #include "rules/rules.h"
 #include "runtime/log.h"
+#include "runtime/process.h"
 
 namespace host::test {
 namespace {
@@ -25,9 +24,8 @@ class LibiptoolsTest : public NetworkTest {
     if (IsSkipped()) return;
     rules_.emplace();
     rules_->Settle();
-    ServeRules(&*rules_);
+    process_.rules = &*rules_;
   }
-  void TearDown() override { ServeRules(nullptr); }
 
   int Change(bool add, unsigned int vrf = 100, unsigned int port = 161,
              unsigned int redirect_port = 60600, ip_proto proto = IP_PROTO_UDP,
@@ -37,6 +35,7 @@ class LibiptoolsTest : public NetworkTest {
   }
 
   std::optional<Rules> rules_;
+  Process process_;
 };
 
 TEST(LibiptoolsWithoutRules, RefusesAll) {

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "runtime/faults.h"
+#include "runtime/process.h"
 
 namespace host {
 namespace {
@@ -66,6 +66,7 @@ TEST_F(SlowRetryTest, BeginsAnewWhenAnotherOneWasRefused) {
 }
 
 TEST_F(SlowRetryTest, AnExceptionIsAFaultAndNotTheEnd) {
+  const Process process;
   int count = 0;
   SlowRetry retry(
       loop_,
@@ -77,8 +78,8 @@ TEST_F(SlowRetryTest, AnExceptionIsAFaultAndNotTheEnd) {
   retry.Follow(true);
   loop_.run();
   EXPECT_EQ(count, 2);
-  ASSERT_FALSE(LastFaults().empty());
-  EXPECT_EQ(LastFaults().back().text, "another attempt: no session");
+  ASSERT_FALSE(process.faults.empty());
+  EXPECT_EQ(process.faults.back().text, "another attempt: no session");
 }
 
 TEST_F(SlowRetryTest, MayGoWhileItWaits) {

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "config/engine.h"
+#include "runtime/process.h"
 #include "support.h"
 #include "vkconfd/cdb_session.h"
 
@@ -96,9 +97,8 @@ class TargetRulesTest : public ::testing::Test {
  protected:
   explicit TargetRulesTest(const char* models = MODELS_FOLDER)
       : engine_(models, folder_.Path("running.json"), nullptr) {
-    host::Engine::SetCurrent(&engine_);
+    process_.engine = &engine_;
   }
-  ~TargetRulesTest() override { host::Engine::SetCurrent(nullptr); }
 
   void Replace(const std::vector<Target>& targets) {
     engine_.ReplaceByFile(folder_.Write("startup.json", TargetsJson(targets)));
@@ -121,6 +121,7 @@ class TargetRulesTest : public ::testing::Test {
 
   TestFolder folder_;
   Connection connection_;
+  host::Process process_;
   host::Engine engine_;
   host::TargetRules rules_;
 };

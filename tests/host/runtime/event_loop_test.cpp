@@ -4,25 +4,27 @@
 
 #include <stdexcept>
 
-#include "runtime/faults.h"
+#include "runtime/process.h"
 
 namespace host {
 namespace {
 
 TEST(EventLoop, ExceptionOfAnEventBecomesAFault) {
+  const Process process;
   RunEvent("timer x", [] { throw std::runtime_error("no session"); });
-  EXPECT_EQ(LastFaults().back().text, "timer x: no session");
+  EXPECT_EQ(process.faults.back().text, "timer x: no session");
   RunEvent("timer y", [] { throw 5; });
-  EXPECT_EQ(LastFaults().back().text, "timer y: unknown exception");
+  EXPECT_EQ(process.faults.back().text, "timer y: unknown exception");
 }
 
 TEST(EventLoop, ReloadCallsWhatIsSet) {
+  Process process;
   int reloads = 0;
-  SetReload([&reloads] { ++reloads; });
-  Reload();
+  process.reload = [&reloads] { ++reloads; };
+  process.Reload();
   EXPECT_EQ(reloads, 1);
-  SetReload(nullptr);
-  Reload();
+  process.reload = nullptr;
+  process.Reload();
   EXPECT_EQ(reloads, 1);
 }
 

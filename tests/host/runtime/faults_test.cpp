@@ -1,17 +1,18 @@
-#include "runtime/faults.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "runtime/process.h"
 
 namespace host {
 namespace {
 
 TEST(Faults, AreKeptWithAllTheySay) {
+  const Process process;
   const auto before = std::chrono::system_clock::now();
   vkmw_gen_fault(1, "Function", "src/file", 300, "what happened");
-  ASSERT_FALSE(LastFaults().empty());
-  const Fault& fault = LastFaults().back();
+  ASSERT_FALSE(process.faults.empty());
+  const Fault& fault = process.faults.back();
   EXPECT_EQ(fault.code, 1);
   EXPECT_EQ(fault.function, "Function");
   EXPECT_EQ(fault.file, "src/file");
@@ -21,12 +22,13 @@ TEST(Faults, AreKeptWithAllTheySay) {
 }
 
 TEST(Faults, OnlyTheLastAreKept) {
+  const Process process;
   for (size_t i = 0; i <= kKeptFaults; ++i) {
     vkmw_gen_fault(0, "Function", "src/file", 1, std::to_string(i).c_str());
   }
-  ASSERT_EQ(LastFaults().size(), kKeptFaults);
-  EXPECT_EQ(LastFaults().front().text, "1");
-  EXPECT_EQ(LastFaults().back().text, std::to_string(kKeptFaults));
+  ASSERT_EQ(process.faults.size(), kKeptFaults);
+  EXPECT_EQ(process.faults.front().text, "1");
+  EXPECT_EQ(process.faults.back().text, std::to_string(kKeptFaults));
 }
 
 }  // namespace

@@ -9,10 +9,15 @@
 #include <unistd.h>
 
 #include <array>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -22,7 +27,8 @@ namespace {
 /// What ClaimAlone throws, empty when it claims.
 std::string Claim(const std::string& state) {
   try {
-    ClaimAlone(state);
+    boost::asio::io_context loop;
+    const std::shared_ptr<void> turns_away = ClaimAlone(state, loop);
     return "";
   } catch (const std::exception& exception) {
     return exception.what();
@@ -134,6 +140,36 @@ TEST_F(OneDaemonTest, ClaimsGoWithTheProcessThoughACopyLivesOn) {
   EXPECT_EQ(0, kill(id, SIGKILL)) << "the copy was not there any more";
   close(report[0]);
   close(report[1]);
+}
+
+/// What somebody finds who connects to the daemon's name while `loop` runs.
+std::string Ask(boost::asio::io_context& loop) {
+  using Stream = boost::asio::local::stream_protocol;
+  Stream::socket socket(loop);
+  socket.connect(Stream::endpoint(std::string("\0snmp-app", 9)));
+  std::string answer = "waits";
+  std::array<char, 1> letter = {};
+  socket.async_receive(boost::asio::buffer(letter), [&](const auto& error, size_t) {
+    answer = error.message();
+    loop.stop();
+  });
+  loop.run_for(std::chrono::seconds(20));
+  return answer;
+}
+
+TEST_F(OneDaemonTest, EachLoopTurnsAwayWhoAsksAndTheClaimStays) {
+  const Process first([&] {
+    std::string answers;
+    for (int time = 0; time < 2; ++time) {
+      boost::asio::io_context loop;
+      const std::shared_ptr<void> turns_away = ClaimAlone(Folder("a"), loop);
+      answers += Ask(loop) + ", ";
+    }
+    return answers;
+  });
+  EXPECT_EQ("End of file, End of file, ", first.word);
+  const Process second([&] { return Claim(Folder("b")); });
+  EXPECT_NE("", second.word);
 }
 
 TEST_F(OneDaemonTest, FolderThatCannotBeOpenedIsNotClaimed) {

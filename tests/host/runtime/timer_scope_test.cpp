@@ -5,8 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "runtime/event_loop.h"
-#include "runtime/timer_facts.h"
+#include "runtime/process.h"
 #include "vkos/timer.h"
 
 namespace host {
@@ -33,21 +32,21 @@ class TimerScopeTest : public ::testing::Test {
   };
 
   TimerScopeTest() {
-    SetTimerScope([this] {
+    process_.timers->scope = [this] {
       events_ += "enters ";
       return std::shared_ptr<void>(nullptr, [this](void*) { events_ += "leaves "; });
-    });
+    };
   }
-  ~TimerScopeTest() override { SetTimerScope({}); }
 
   void FireOnce() {
     const vkos::Timer timer(&kSignal, 1, callback_, false);
-    const uint64_t before = FactsOfTimers().fired;
-    Loop().restart();
-    while (FactsOfTimers().fired == before)
-      ASSERT_EQ(Loop().run_one_for(std::chrono::seconds(20)), 1U);
+    const uint64_t before = process_.timers->facts.fired;
+    process_.loop.restart();
+    while (process_.timers->facts.fired == before)
+      ASSERT_EQ(process_.loop.run_one_for(std::chrono::seconds(20)), 1U);
   }
 
+  Process process_;
   std::string events_;
   Callback callback_{events_};
 };
@@ -64,7 +63,7 @@ TEST_F(TimerScopeTest, EndsWhenTheCallbackThrows) {
 }
 
 TEST_F(TimerScopeTest, NoneWhenItIsEmpty) {
-  SetTimerScope({});
+  process_.timers->scope = nullptr;
   FireOnce();
   EXPECT_EQ(events_, "fires ");
 }
@@ -72,8 +71,8 @@ TEST_F(TimerScopeTest, NoneWhenItIsEmpty) {
 TEST_F(TimerScopeTest, NotEnteredForATimerThatIsStopped) {
   vkos::Timer timer(&kSignal, 1, callback_, false);
   timer.Pause();
-  Loop().restart();
-  Loop().run_for(std::chrono::milliseconds(5));
+  process_.loop.restart();
+  process_.loop.run_for(std::chrono::milliseconds(5));
   EXPECT_EQ(events_, "");
 }
 

@@ -1,0 +1,41 @@
+#include "runtime/process.h"
+
+namespace host {
+
+namespace {
+
+Process* entered = nullptr;
+Process* newest = nullptr;
+
+}  // namespace
+
+Process::Process() : older_(newest) { newest = this; }
+
+/// A new context is made before the one that it replaces is destroyed, so any of them may go first.
+Process::~Process() {
+  Process** link = &newest;
+  while (*link != this) link = &(*link)->older_;
+  *link = older_;
+}
+
+void Process::Reload() {
+  const ProcessScope scope(*this);
+  if (reload) reload();
+}
+
+Process& ThisProcess() {
+  if (entered != nullptr) return *entered;
+  if (newest != nullptr) return *newest;
+  static Process* const nobodys = [] {
+    auto* const process = new Process;
+    newest = nullptr;
+    return process;
+  }();
+  return *nobodys;
+}
+
+ProcessScope::ProcessScope(Process& process) : outer_(entered) { entered = &process; }
+
+ProcessScope::~ProcessScope() { entered = outer_; }
+
+}  // namespace host

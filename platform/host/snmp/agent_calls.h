@@ -1,0 +1,56 @@
+// What the configuration has an SNMP agent do.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "snmp/agent.h"
+#include "snmp/deaf_listeners.h"
+#include "snmp/endpoint.h"
+#include "snmp/unsent_answers.h"
+
+namespace host {
+
+/// What SnmpAgent says of a call holds here. A process has one agent, since its library keeps its
+/// state there: who follows a configuration is given one.
+class AgentCalls {
+ public:
+  virtual ~AgentCalls() = default;
+
+  virtual std::vector<ListenerFailure> SetListeners(const std::set<Endpoint>& wanted) = 0;
+  virtual void SetCommunities(const std::vector<std::string>& communities) = 0;
+
+  /// May return before it is done: thousands of marks are set without waiting for each. In force
+  /// when the next other call returns.
+  virtual void SetMark(uint16_t port, uint32_t mark) = 0;
+
+  virtual std::set<Endpoint> Listeners() = 0;
+  virtual void Share(bool on) = 0;
+  virtual std::string WhyNot(const Endpoint& endpoint) = 0;
+  virtual UnsentAnswers Unsent() = 0;
+  virtual DeafListeners Deaf() = 0;
+  virtual uint64_t Refused() = 0;
+
+  /// Waits until the agent has done what it was told.
+  virtual void Wait() = 0;
+};
+
+/// While it exists, the addresses of the agent's listeners can be probed by sockets with
+/// SO_REUSEADDR, those of other programs included: to be held where a probe may be made, and no
+/// longer. One at a time.
+class ProbeWindow {
+ public:
+  /// `agent` outlives the object.
+  explicit ProbeWindow(AgentCalls& agent) : agent_(agent) { agent_.Share(true); }
+  ~ProbeWindow() { agent_.Share(false); }
+
+  ProbeWindow(const ProbeWindow&) = delete;
+  ProbeWindow& operator=(const ProbeWindow&) = delete;
+
+ private:
+  AgentCalls& agent_;
+};
+
+}  // namespace host
