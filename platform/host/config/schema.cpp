@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "confd/tag_table.h"
+#include "config/expression_limit.h"
 #include "config/netconf_features.h"
 #include "config/yang_data.h"
 
@@ -180,6 +181,7 @@ Schema::Schema(const std::string& folder, const std::string& standard_folder) {
     }
   }
   GivePlugins(context_.get());
+  LimitExpressions(context_.get());
   // The models' own tags first: a computed one must not take the place of one that is written.
   for (const lys_module* module : modules_) DefineTags(module);
   for (const lys_module* module : modules_) CollectFacts(module);

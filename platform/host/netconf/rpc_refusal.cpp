@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "config/expression_limit.h"
 #include "config/yang_data.h"
 
 namespace host {
@@ -27,6 +28,7 @@ constexpr KnownRefusal kKnown[] = {
     // One that has another key twice; what lacks a key is told by the edit.
     {"List instance is missing its key", "bad-element", "bad-element"},
     {"inside an inner node", "invalid-value", nullptr},
+    {kExpressionTooLong, "too-big", nullptr},
 };
 
 /// Choices are no elements: what a request without any of their cases lacks.
