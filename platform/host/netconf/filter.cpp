@@ -127,10 +127,10 @@ Tree SelectSubtree(const lyd_node* filter, const lyd_node* data) {
   return result;
 }
 
-Tree SelectXPath(const char* expression, const lyd_node* data, std::chrono::milliseconds limit) {
+Tree SelectXPath(const char* expression, const lyd_node* data, const SearchLimits& limits) {
   if (data == nullptr) return nullptr;
   Tree result;
-  for (const lyd_node* node : FindXPath(expression, data, limit)) {
+  for (const lyd_node* node : FindXPath(expression, data, limits)) {
     lyd_node* copy = CopyNode(node, kWhole | LYD_DUP_WITH_PARENTS).release();
     while (lyd_parent(copy) != nullptr) copy = lyd_parent(copy);
     lyd_node* first = result.release();

@@ -3,7 +3,6 @@
 
 #include <libyang/libyang.h>
 
-#include <chrono>
 #include <cstddef>
 
 #include "config/tree.h"
@@ -21,7 +20,6 @@ Tree SelectSubtree(const lyd_node* filter, const lyd_node* data);
 
 /// What an XPath expression with module names as prefixes selects, with what it stands in. Throws
 /// RpcError as FindXPath() does.
-Tree SelectXPath(const char* expression, const lyd_node* data,
-                 std::chrono::milliseconds limit = kXPathLimit);
+Tree SelectXPath(const char* expression, const lyd_node* data, const SearchLimits& limits = {});
 
 }  // namespace host

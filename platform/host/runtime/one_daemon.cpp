@@ -208,9 +208,4 @@ std::shared_ptr<void> ClaimAlone(const std::string& state, boost::asio::io_conte
   return std::make_shared<Doorkeeper>(loop, OfProcess().network);
 }
 
-void LeaveClaims() {
-  if (OfProcess().network >= 0) close(OfProcess().network);
-  for (const auto& claim : OfProcess().folders) close(claim.second);
-}
-
 }  // namespace host

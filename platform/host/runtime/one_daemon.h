@@ -19,7 +19,4 @@ namespace host {
 [[nodiscard]] std::shared_ptr<void> ClaimAlone(const std::string& state,
                                                boost::asio::io_context& loop);
 
-/// In a copy of the process: leaves the claims to the process alone, so that they end with it.
-void LeaveClaims();
-
 }  // namespace host

@@ -2,12 +2,7 @@
 #include "netconf/filter.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <chrono>
 #include <string>
 
 #include "netconf/rpc_error.h"
@@ -156,69 +151,6 @@ TEST_F(FilterTest, AFilterHasALimit) {
   EXPECT_THAT(
       [&] { select(host::kMaxFilterElements); },
       Throws<host::RpcError>(ResultOf([](const auto& error) { return error.Tag(); }, "too-big")));
-}
-
-/// Each level looks at all nodes for each of all nodes.
-constexpr char kEndless[] = "//*[//*[//*[//*[//*[//*[//*[//*[//*[//*[//*]]]]]]]]]]";
-
-/// The error-tag that a search for `kEndless` ends with; what `Limits` sets holds meanwhile.
-template <typename Limits>
-std::string TagOfEndless(const lyd_node* data, std::chrono::milliseconds limit) {
-  try {
-    const Limits limits;
-    host::SelectXPath(kEndless, data, limit);
-  } catch (const host::RpcError& error) {
-    return error.Tag();
-  }
-  return "";
-}
-
-struct NoLimits {
-  NoLimits() {}
-};
-
-/// For good, so for a process that ends with the test.
-struct OneSecondOfProcessor {
-  OneSecondOfProcessor() {
-    const rlimit second = {1, 1};
-    setrlimit(RLIMIT_CPU, &second);
-  }
-};
-
-/// Sanitizers need descriptors, too, as soon as an error is looked at.
-class NoDescriptors {
- public:
-  NoDescriptors() {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const rlimit none = {0, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-  }
-  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-  NoDescriptors(const NoDescriptors&) = delete;
-  NoDescriptors& operator=(const NoDescriptors&) = delete;
-
- private:
-  rlimit before_ = {};
-};
-
-TEST_F(FilterTest, AnXPathSearchThatTakesTooLongIsEnded) {
-  const host::Tree data = Data();
-  EXPECT_EQ(TagOfEndless<NoLimits>(data.get(), std::chrono::milliseconds(100)), "resource-denied");
-  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no process is left";
-  EXPECT_EQ(errno, ECHILD);
-}
-
-TEST_F(FilterTest, AnXPathSearchThatTheKernelEndsIsTold) {
-  const host::Tree data = Data();
-  const auto search = [&] {
-    return TagOfEndless<OneSecondOfProcessor>(data.get(), std::chrono::minutes(1));
-  };
-  EXPECT_EXIT(_exit(search() == "operation-failed" ? 0 : 1), ::testing::ExitedWithCode(0), "");
-}
-
-TEST_F(FilterTest, AnXPathSearchThatCannotBeginIsTold) {
-  const host::Tree data = Data();
-  EXPECT_EQ(TagOfEndless<NoDescriptors>(data.get(), std::chrono::minutes(1)), "operation-failed");
 }
 
 TEST_F(FilterTest, OfNoDataIsNothing) {

@@ -118,30 +118,6 @@ TEST_F(OneDaemonTest, ClaimingAgainChangesNothing) {
   EXPECT_EQ("", process.word);
 }
 
-TEST_F(OneDaemonTest, ClaimsGoWithTheProcessThoughACopyLivesOn) {
-  int report[2];
-  ASSERT_EQ(0, pipe(report));
-  Process first([&] {
-    const std::string refusal = Claim(Folder("a"));
-    const pid_t id = fork();
-    if (id == 0) {
-      LeaveClaims();
-      const pid_t self = getpid();
-      if (write(report[1], &self, sizeof self) < 0) _exit(EXIT_FAILURE);
-      while (true) pause();
-    }
-    return refusal;
-  });
-  pid_t id = 0;
-  ASSERT_EQ(static_cast<ssize_t>(sizeof id), read(report[0], &id, sizeof id));
-  first.Kill();
-  const Process second([&] { return Claim(Folder("a")); });
-  EXPECT_EQ("", second.word);
-  EXPECT_EQ(0, kill(id, SIGKILL)) << "the copy was not there any more";
-  close(report[0]);
-  close(report[1]);
-}
-
 /// What somebody finds who connects to the daemon's name while `loop` runs.
 std::string Ask(boost::asio::io_context& loop) {
   using Stream = boost::asio::local::stream_protocol;
