@@ -1,13 +1,16 @@
 """Start, end, roles, and doing nothing."""
 
+import fcntl
+import os
 import signal
+import socket
 import subprocess
 import time
 
 import pytest
 
 from lab import snmp
-from lab.daemon import configuration
+from lab.daemon import TREE, configuration
 from lab.wait import wait_until
 
 ADDRESS = "198.51.100.1"
@@ -91,3 +94,32 @@ def test_idle_wakes_for_nothing(daemon, manager, capsys):
     with capsys.disabled():
         print(f"\nidle for 10 s: woken {woken} times")
     assert woken == 0
+
+
+def test_ends_in_order_while_nobody_reads_its_records(router, daemon):
+    """Standard error and the service manager's socket are full, and stay so."""
+    read, write = os.pipe()
+    fcntl.fcntl(write, fcntl.F_SETPIPE_SZ, 4096)
+    daemon.write_startup(configuration(ADDRESS))
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+        manager.bind("\0snmp-app-unread-manager")
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as other:
+            other.setblocking(False)
+            with pytest.raises(BlockingIOError):
+                while True:
+                    other.sendto(b"FILL=1", "\0snmp-app-unread-manager")
+        environment = {**os.environ, "CONFIGURATION_DIRECTORY": daemon.configuration,
+                       "STATE_DIRECTORY": daemon.state, "RUNTIME_DIRECTORY": daemon.runtime,
+                       "SNMP_APP_MODELS": os.path.join(TREE, "yang"),
+                       "SNMP_APP_LOG_LEVEL": "detail",
+                       "NOTIFY_SOCKET": "@snmp-app-unread-manager"}
+        with subprocess.Popen(router.command(daemon.program), env=environment,
+                              stderr=write) as process:
+            os.close(write)
+            try:
+                wait_until(lambda: os.path.exists(daemon.netconf_socket), "the socket", 20)
+                process.send_signal(signal.SIGTERM)
+                assert process.wait(timeout=10) == 0
+            finally:
+                process.kill()
+    os.close(read)

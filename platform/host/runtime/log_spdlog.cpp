@@ -3,8 +3,6 @@
 #include "runtime/log.h"
 
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/stdout_sinks.h>
-#include <spdlog/sinks/systemd_sink.h>
 #include <spdlog/spdlog.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/log_sinks.h"
 #include "vkmw/vkmw.h"
 
 struct zlog_category_s {
@@ -77,13 +76,13 @@ std::vector<spdlog::sink_ptr> MakeSinks() {
   std::vector<spdlog::sink_ptr> sinks;
   const bool journal = UnderServiceManager();
   if (journal) {
-    sinks.push_back(std::make_shared<spdlog::sinks::systemd_sink_mt>("snmp-app", true));
+    sinks.push_back(std::make_shared<JournalSink>("snmp-app"));
     auto formatter = std::make_unique<spdlog::pattern_formatter>();
     formatter->add_flag<LevelName>('*').set_pattern("%* %n [%g:%# %!] %v");
     sinks.back()->set_formatter(std::move(formatter));
   }
   if (!journal || !StandardErrorIsJournal()) {
-    sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
+    sinks.push_back(std::make_shared<StandardErrorSink>());
     auto formatter = std::make_unique<spdlog::pattern_formatter>();
     formatter->add_flag<LevelName>('*').set_pattern("%Y-%m-%dT%H:%M:%S.%e %* %n [%g:%# %!] %v");
     sinks.back()->set_formatter(std::move(formatter));

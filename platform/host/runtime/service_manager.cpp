@@ -1,13 +1,79 @@
 #include "runtime/service_manager.h"
 
-#include <systemd/sd-daemon.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/asio/steady_timer.hpp>
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <cstdlib>
+#include <deque>
+#include <string>
+
+#include "runtime/event_loop.h"
 
 namespace host {
 
-void NotifyReady() { sd_notify(0, "READY=1"); }
+namespace {
 
-void NotifyReloading() { sd_notify(0, "RELOADING=1"); }
+constexpr std::chrono::milliseconds kPause(100);
 
-void NotifyStopping() { sd_notify(0, "STOPPING=1"); }
+/// False when the manager's queue is full.
+bool Send(const std::string& text) {
+  const char* const name = getenv("NOTIFY_SOCKET");
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  if (name == nullptr || *name == '\0') return true;
+  const std::string path = name;
+  if (path.size() > sizeof address.sun_path) return true;
+  path.copy(address.sun_path, path.size());
+  if (path[0] == '@') address.sun_path[0] = '\0';
+  const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
+  const ssize_t sent = sendto(descriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+                              reinterpret_cast<const sockaddr*>(&address), size);
+  const int error = sent < 0 ? errno : 0;
+  if (descriptor >= 0) close(descriptor);
+  return error != EAGAIN && error != ENOBUFS;
+}
+
+/// What the manager has still to be told, each once. Never destroyed, as the loop.
+struct Waiting {
+  std::deque<std::string> texts;
+  boost::asio::steady_timer timer{Loop()};
+};
+
+Waiting& OfProcess() {
+  static auto* const waiting = new Waiting;
+  return *waiting;
+}
+
+void SendWaiting() {
+  Waiting& waiting = OfProcess();
+  while (!waiting.texts.empty() && Send(waiting.texts.front())) waiting.texts.pop_front();
+  if (waiting.texts.empty()) return;
+  waiting.timer.expires_after(kPause);
+  waiting.timer.async_wait([](const boost::system::error_code& error) {
+    if (!error) RunEvent("service manager", SendWaiting);
+  });
+}
+
+}  // namespace
+
+void Notify(const std::string& text) {
+  std::deque<std::string>& texts = OfProcess().texts;
+  texts.erase(std::remove(texts.begin(), texts.end(), text), texts.end());
+  texts.push_back(text);
+  SendWaiting();
+}
+
+void NotifyReady() { Notify("READY=1"); }
+
+void NotifyReloading() { Notify("RELOADING=1"); }
+
+void NotifyStopping() { Notify("STOPPING=1"); }
 
 }  // namespace host

@@ -1,7 +1,14 @@
-// What the process tells its service manager; nothing happens without one. See sd_notify(3).
+// What the process tells its service manager; nothing happens without one. See sd_notify(3), the
+// protocol's page: the library's call waits for a manager that does not read.
 #pragma once
 
+#include <string>
+
 namespace host {
+
+/// Sends `text` to the socket NOTIFY_SOCKET and never waits: what a full queue does not take is
+/// sent by the loop, in order and once, as soon as the manager reads.
+void Notify(const std::string& text);
 
 /// The configuration is loaded and applied: the service is up, or up again after a reload.
 void NotifyReady();

@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <utility>
 
+#include "runtime/event_loop.h"
+#include "runtime/service_manager.h"
+
 namespace host {
 
 Watchdog::Watchdog(boost::asio::io_context& loop, std::function<void()> check)
@@ -21,8 +24,10 @@ void Watchdog::Wait() {
   timer_->async_wait([this](const boost::system::error_code& error) {
     // The object may be gone then.
     if (error) return;
-    if (check_) check_();
-    sd_notify(0, "WATCHDOG=1");
+    RunEvent("watchdog", [this] {
+      if (check_) check_();
+      Notify("WATCHDOG=1");
+    });
     Wait();
   });
 }

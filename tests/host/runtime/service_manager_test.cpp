@@ -1,0 +1,98 @@
+#include "runtime/service_manager.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "runtime/event_loop.h"
+
+namespace host {
+namespace {
+
+/// Stands for the service manager, at a path or, with @ in front, an abstract name.
+class Manager {
+ public:
+  explicit Manager(const std::string& name) : name_(name) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    name.copy(address.sun_path, sizeof address.sun_path);
+    if (name[0] == '@') address.sun_path[0] = '\0';
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+    EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    setenv("NOTIFY_SOCKET", name.c_str(), 1);
+    alarm(60);  // What waits for it is ended.
+  }
+  ~Manager() {
+    alarm(0);
+    unsetenv("NOTIFY_SOCKET");
+    close(socket_);
+    if (name_[0] != '@') unlink(name_.c_str());
+  }
+  Manager(const Manager&) = delete;
+  Manager& operator=(const Manager&) = delete;
+
+  std::string Received() const {
+    std::array<char, 64> text = {};
+    const ssize_t size = recv(socket_, text.data(), text.size(), MSG_DONTWAIT);
+    return size > 0 ? std::string(text.data(), static_cast<size_t>(size)) : std::string();
+  }
+
+ private:
+  std::string name_;
+  int socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+};
+
+std::string Name(const std::string& prefix) {
+  return prefix + "snmp-app-manager-" + std::to_string(getpid());
+}
+
+TEST(ServiceManager, IsToldAtAPathAndAtAnAbstractName) {
+  for (const std::string& name :
+       {Name("@"), Name(std::filesystem::temp_directory_path().string() + "/")}) {
+    const Manager manager(name);
+    NotifyReady();
+    EXPECT_EQ(manager.Received(), "READY=1");
+    NotifyReloading();
+    NotifyStopping();
+    EXPECT_EQ(manager.Received(), "RELOADING=1");
+    EXPECT_EQ(manager.Received(), "STOPPING=1");
+  }
+}
+
+TEST(ServiceManager, ThatThereIsNotHarmsNobody) {
+  NotifyReady();
+  for (const std::string& name : {std::string(), std::string(200, 'x'), Name("/absent/")}) {
+    setenv("NOTIFY_SOCKET", name.c_str(), 1);
+    NotifyReady();
+  }
+  unsetenv("NOTIFY_SOCKET");
+  EXPECT_EQ(Loop().poll(), 0U) << "nothing waits";
+}
+
+TEST(ServiceManager, ThatDoesNotReadIsToldLaterAndHoldsNobody) {
+  const Manager manager(Name("@"));
+  for (int i = 0; i < 200; ++i) Notify("FILL=" + std::to_string(i % 100));
+  NotifyReady();
+  std::string last;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (last != "READY=1" && std::chrono::steady_clock::now() < deadline) {
+    for (std::string text = manager.Received(); !text.empty(); text = manager.Received()) {
+      last = text;
+    }
+    Loop().restart();
+    Loop().run_one_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(last, "READY=1");
+  EXPECT_EQ(manager.Received(), "");
+}
+
+}  // namespace
+}  // namespace host
