@@ -57,19 +57,33 @@ class Session {
   }
 
   void Send(const std::string& message) {
-    boost::asio::write(socket_, boost::asio::buffer(host::FrameDelimited(message)));
+    // What became of it, the answer tells.
+    boost::system::error_code ignored;
+    boost::asio::write(socket_, boost::asio::buffer(host::FrameDelimited(message)), ignored);
   }
 
   std::string Receive() {
     while (true) {
       if (std::optional<std::string> message = decoder_.Next()) return *message;
-      decoder_.Append(received_.data(), socket_.read_some(boost::asio::buffer(received_)));
+      boost::system::error_code error;
+      const size_t size = socket_.read_some(boost::asio::buffer(received_), error);
+      if (error) throw std::runtime_error(WhyEnded(error));
+      is_greeted_ = true;
+      decoder_.Append(received_.data(), size);
     }
   }
 
  private:
   boost::asio::io_context loop_;
+  /// The daemon says nothing to whom it turns away.
+  std::string WhyEnded(const boost::system::error_code& error) const {
+    if (is_greeted_) return "the daemon has ended the session: " + error.message();
+    return "the daemon has turned the connection away: it has as many sessions as it takes, one of "
+           "which is kept for root; try again when one has ended";
+  }
+
   boost::asio::local::stream_protocol::socket socket_;
+  bool is_greeted_ = false;
   host::FrameDecoder decoder_;
   std::array<char, 65536> received_ = {};
 };

@@ -8,7 +8,7 @@ import subprocess
 import pytest
 
 from lab import snmp, ssh
-from lab.daemon import Daemon, configuration, listening, merged, targets
+from lab.daemon import TREE, Daemon, configuration, listening, merged, targets
 from lab.netconf import BASE, NS, Client, Refused
 from lab.site import DEFAULT, RED, TABLES
 from lab.wait import wait_until
@@ -293,3 +293,19 @@ def test_yangcli_over_ssh(site, sshd, client):
             in said), said
     assert "invalid reply" not in said, said
     assert "session-id" in run("sget /netconf-state/sessions")
+
+
+def test_show_says_that_the_daemon_is_full_until_a_session_ends(daemon, build):
+    """Root has all places here, the last one, too."""
+    sessions = [Client(daemon.netconf_socket) for _ in range(16)]
+    show = [os.path.join(build, "client/snmp-app-show"), "--socket", daemon.netconf_socket]
+    environment = {**os.environ, "SNMP_APP_MODELS": os.path.join(TREE, "yang")}
+    full = subprocess.run(show, env=environment, capture_output=True, text=True, check=False,
+                          timeout=20)
+    assert full.returncode == 1
+    assert "it has as many sessions as it takes" in full.stderr
+    sessions.pop().socket.close()
+    wait_until(lambda: subprocess.run(show, env=environment, capture_output=True, check=False,
+                                      timeout=20).returncode == 0, "a place")
+    for session in sessions:
+        session.socket.close()

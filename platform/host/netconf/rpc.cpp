@@ -21,6 +21,11 @@ RpcReply RpcHandler::Handle(SessionId session, const std::string& message) {
   }
 }
 
+bool RpcHandler::HasLock(SessionId session) const {
+  return datastores_->LockedBy(Datastore::kRunning) == session ||
+         datastores_->LockedBy(Datastore::kCandidate) == session;
+}
+
 RpcReply RpcHandler::Refused(const RpcEnvelope& envelope, const RpcError& error) const {
   // Behind a message that is none, it is not sure any more where messages begin and end.
   const bool closes = error.Tag() == "malformed-message";

@@ -26,6 +26,9 @@ class RpcHandler {
   /// Answers one message of a session.
   RpcReply Handle(SessionId session, const std::string& message);
 
+  /// Whether a session has locked a datastore.
+  bool HasLock(SessionId session) const;
+
  private:
   RpcReply Refused(const RpcEnvelope& envelope, const RpcError& error) const;
 

@@ -109,7 +109,9 @@ void NetconfServer::Accept() {
 }
 
 void NetconfServer::Begin(Protocol::socket socket) {
-  if (sessions_.size() >= limits_.sessions) {
+  // However many others stay, root gets in.
+  const size_t kept = PeerOf(socket.native_handle()) == uid_t{0} ? 0 : 1;
+  if (sessions_.size() + kept >= limits_.sessions) {
     HOST_LOG(kNotice, "NETCONF connection refused: there are %zu sessions.", sessions_.size());
     return;
   }

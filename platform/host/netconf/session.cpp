@@ -8,25 +8,31 @@
 #include <utility>
 
 #include "netconf/hello.h"
+#include "runtime/event_loop.h"
 #include "runtime/log.h"
 
 namespace host {
 
 namespace {
 
-/// The name of the user at the other end of a connection (SO_PEERCRED, unix(7)).
 std::string PeerName(int descriptor) {
-  ucred peer = {};
-  socklen_t size = sizeof peer;
-  if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return "unknown";
+  const std::optional<uid_t> user = PeerOf(descriptor);
+  if (!user.has_value()) return "unknown";
   passwd entry = {};
   passwd* found = nullptr;
   std::array<char, 4096> buffer;
-  getpwuid_r(peer.uid, &entry, buffer.data(), buffer.size(), &found);
-  return found == nullptr ? "uid " + std::to_string(peer.uid) : found->pw_name;
+  getpwuid_r(*user, &entry, buffer.data(), buffer.size(), &found);
+  return found == nullptr ? "uid " + std::to_string(*user) : found->pw_name;
 }
 
 }  // namespace
+
+std::optional<uid_t> PeerOf(int descriptor) {
+  ucred peer = {};
+  socklen_t size = sizeof peer;
+  if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return std::nullopt;
+  return peer.uid;
+}
 
 void SessionTotals::Add(const SessionFacts& session) {
   ++sessions;
@@ -61,7 +67,7 @@ void NetconfSession::End(const std::string& reason, bool dropped) {
   ended_ = true;
   facts_.dropped = dropped;
   HOST_LOG(kProgress, "NETCONF session %u ends: %s.", facts_.id, reason.c_str());
-  timer_.cancel();
+  StopTimer();
   boost::system::error_code ignored;
   socket_.close(ignored);
   on_end_(this);
@@ -69,9 +75,38 @@ void NetconfSession::End(const std::string& reason, bool dropped) {
 
 /// Ends the session unless the step that begins now is done in time.
 void NetconfSession::Limit(std::chrono::milliseconds time, const char* what) {
+  const unsigned int round = ++timer_round_;
   timer_.expires_after(time);
-  timer_.async_wait([self = shared_from_this(), what](const boost::system::error_code& error) {
-    if (!error) self->End(what, true);
+  timer_.async_wait(
+      [self = shared_from_this(), round, what](const boost::system::error_code& error) {
+        if (error || round != self->timer_round_) return;
+        self->Guard([&] { self->EndIfLate(what); });
+      });
+}
+
+void NetconfSession::StopTimer() {
+  ++timer_round_;
+  timer_.cancel();
+}
+
+/// What came in time is not late because the loop was busy with something else.
+void NetconfSession::EndIfLate(const char* what) {
+  boost::system::error_code error;
+  if (sending_.empty() && socket_.available(error) > 0 && !error) {
+    Limit(std::chrono::milliseconds(1), what);
+    return;
+  }
+  End(what, true);
+}
+
+/// An exception ends the session, not the loop.
+void NetconfSession::Guard(const std::function<void()>& event) {
+  RunEvent("NETCONF session " + std::to_string(facts_.id), [&] {
+    try {
+      event();
+    } catch (const std::exception& error) {
+      End(error.what(), true);
+    }
   });
 }
 
@@ -80,14 +115,17 @@ void NetconfSession::Read() {
       boost::asio::buffer(received_),
       [self = shared_from_this()](const boost::system::error_code& error, size_t size) {
         if (self->ended_) return;
-        if (error) {
-          self->End(error == boost::asio::error::eof ? "the client has closed it" : error.message(),
-                    true);
-          return;
-        }
-        self->decoder_.Append(self->received_.data(), size);
-        self->Process();
+        self->Guard([&] { self->TakeBytes(error, size); });
       });
+}
+
+void NetconfSession::TakeBytes(const boost::system::error_code& error, size_t size) {
+  if (error) {
+    End(error == boost::asio::error::eof ? "the client has closed it" : error.message(), true);
+    return;
+  }
+  decoder_.Append(received_.data(), size);
+  Process();
 }
 
 /// Goes on with what has arrived: a whole message is answered, else more is read.
@@ -99,20 +137,30 @@ void NetconfSession::Process() {
     End(error.what(), true);
     return;
   }
-  // A hello's time has begun with the connection, a message's begins with its first byte.
-  if (greeted_ && decoder_.IsWithinMessage() && !timed_) {
-    timed_ = true;
-    Limit(limits_.message, "a message was not finished in time");
-  }
+  LimitWait();
   Read();
+}
+
+/// A hello's time has begun with the connection, a message's begins with its first byte.
+void NetconfSession::LimitWait() {
+  if (!greeted_) return;
+  const Wait wait = decoder_.IsWithinMessage() ? Wait::kMessage : Wait::kIdle;
+  if (wait == wait_) return;
+  wait_ = wait;
+  if (wait == Wait::kMessage) {
+    Limit(limits_.message, "a message was not finished in time");
+  } else {
+    Limit(handler_->HasLock(facts_.id) ? limits_.idle_locked : limits_.idle,
+          "the client has asked nothing for too long");
+  }
 }
 
 /// False when no whole message is there.
 bool NetconfSession::TakeMessage() {
   const std::optional<std::string> message = decoder_.Next();
   if (!message.has_value()) return false;
-  timed_ = false;
-  timer_.cancel();
+  wait_ = Wait::kNone;
+  StopTimer();
   if (greeted_) {
     Answer(*message);
     return true;
@@ -143,17 +191,19 @@ void NetconfSession::Send(std::string framed) {
       socket_, boost::asio::buffer(sending_),
       [self = shared_from_this()](const boost::system::error_code& error, size_t /*size*/) {
         if (self->ended_) return;
-        if (error || self->closes_) {
-          self->End(error ? error.message() : "closed as asked", error.failed());
-          return;
-        }
-        self->sending_ = std::string();
-        self->timer_.cancel();
-        if (!self->greeted_) {
-          self->Limit(self->limits_.hello, "the client has not said hello in time");
-        }
-        self->Process();
+        self->Guard([&] { self->TakeSent(error); });
       });
+}
+
+void NetconfSession::TakeSent(const boost::system::error_code& error) {
+  if (error || closes_) {
+    End(error ? error.message() : "closed as asked", error.failed());
+    return;
+  }
+  sending_ = std::string();
+  StopTimer();
+  if (!greeted_) Limit(limits_.hello, "the client has not said hello in time");
+  Process();
 }
 
 }  // namespace host

@@ -1,12 +1,15 @@
 // One connection of a client.
 #pragma once
 
+#include <sys/types.h>
+
 #include <array>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "netconf/framing.h"
@@ -17,11 +20,16 @@ namespace host {
 /// What a client may take up, and for how long.
 struct SessionLimits {
   size_t message_size = size_t{2} * 1024 * 1024;  ///< In bytes.
-  size_t sessions = 16;
-  std::chrono::milliseconds hello{30000};    ///< From the connection to the whole <hello>.
-  std::chrono::milliseconds message{60000};  ///< From a message's first byte to its last.
-  std::chrono::milliseconds reply{60000};    ///< From a reply's first byte to its last.
+  size_t sessions = 16;                           ///< The last one is for root.
+  std::chrono::milliseconds hello{30000};         ///< From the connection to the whole <hello>.
+  std::chrono::milliseconds message{60000};       ///< From a message's first byte to its last.
+  std::chrono::milliseconds reply{60000};         ///< From a reply's first byte to its last.
+  std::chrono::milliseconds idle{std::chrono::minutes(10)};      ///< Between two messages.
+  std::chrono::milliseconds idle_locked{std::chrono::hours(1)};  ///< The same with a lock.
 };
+
+/// Who is at the other end of a connection (SO_PEERCRED, unix(7)); none when that cannot be told.
+std::optional<uid_t> PeerOf(int descriptor);
 
 /// What is known of a session, for its state data.
 struct SessionFacts {
@@ -74,7 +82,13 @@ class NetconfSession : public std::enable_shared_from_this<NetconfSession> {
   void TakeHello(const std::string& message);
   void Answer(const std::string& message);
   void Send(std::string framed);
+  void TakeBytes(const boost::system::error_code& error, size_t size);
+  void TakeSent(const boost::system::error_code& error);
+  void LimitWait();
   void Limit(std::chrono::milliseconds time, const char* what);
+  void StopTimer();
+  void EndIfLate(const char* what);
+  void Guard(const std::function<void()>& event);
 
   Socket socket_;
   const SessionLimits& limits_;
@@ -89,7 +103,9 @@ class NetconfSession : public std::enable_shared_from_this<NetconfSession> {
   bool greeted_ = false;  ///< The client's <hello> was read.
   bool chunked_ = false;
   bool closes_ = false;  ///< Nothing follows what is being sent.
-  bool timed_ = false;   ///< The timer runs for a message that has begun.
+  enum class Wait { kNone, kIdle, kMessage };
+  Wait wait_ = Wait::kNone;       ///< What the timer runs for after the hello.
+  unsigned int timer_round_ = 0;  ///< What the timer's earlier rounds have queued does not count.
   bool ended_ = false;
 };
 

@@ -65,12 +65,12 @@ void RulesMonitor::OpenAgain() {
 
 void RulesMonitor::WaitForNotification() {
   using boost::asio::posix::stream_descriptor;
-  waiting_.descriptor.async_wait(stream_descriptor::wait_read,
-                                 [this](const boost::system::error_code& error) {
-                                   if (error) return;
-                                   ReadNotifications();
-                                   if (socket_ != nullptr) WaitForNotification();
-                                 });
+  waiting_.descriptor.async_wait(
+      stream_descriptor::wait_read, [this](const boost::system::error_code& error) {
+        if (error) return;
+        RunEvent("watch of the routing rules", [this] { ReadNotifications(); });
+        if (socket_ != nullptr) WaitForNotification();
+      });
 }
 
 int RulesMonitor::TakeNotification(nl_msg* message, void* deleted) {
