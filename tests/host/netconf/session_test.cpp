@@ -1,5 +1,7 @@
 // Sessions on a socket.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <string>
@@ -86,6 +88,62 @@ TEST_F(SessionTest, AnIdleSessionStays) {
   const auto end = std::chrono::steady_clock::now() + 3 * kShort;
   ASSERT_TRUE(RunUntil(&loop_, [&] { return std::chrono::steady_clock::now() > end; }));
   EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>"));
+}
+
+TEST_F(SessionTest, AMessageThatCameInTimeIsAnsweredHoweverBusyTheLoopWas) {
+  host::SessionLimits limits;
+  limits.message = kShort;
+  const auto server = NewServer(limits);
+  const auto client = Connect();
+  client->Greet();
+  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>"));
+  const std::string request = host::FrameChunked(Rpc("<commit/>"));
+  client->Send(request.substr(0, 5));
+  ASSERT_TRUE(RunUntil(&loop_, [this] { return loop_.poll_one() == 0; }));
+  client->Send(request.substr(5));
+  const auto end = std::chrono::steady_clock::now() + 2 * kShort;
+  while (std::chrono::steady_clock::now() < end) {
+    // The loop is busy.
+  }
+  EXPECT_THAT(client->Receive(), HasSubstr("<ok/>"));
+  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>")) << "the session has ended";
+}
+
+TEST_F(SessionTest, AnIdleSessionEndsLaterWithALock) {
+  host::SessionLimits limits;
+  limits.idle = kShort;
+  limits.idle_locked = std::chrono::hours(1);
+  const auto server = NewServer(limits);
+  const auto silent = Connect();
+  const auto locked = Connect();
+  locked->Greet();
+  EXPECT_THAT(locked->Ask(kLock), HasSubstr("<ok/>"));
+  silent->Greet();
+  EXPECT_TRUE(silent->IsClosed());
+  EXPECT_THAT(locked->Ask("<commit/>"), HasSubstr("<ok/>"));
+  EXPECT_THAT(locked->Ask("<unlock><target><running/></target></unlock>"), HasSubstr("<ok/>"));
+  EXPECT_TRUE(locked->IsClosed());
+}
+
+TEST_F(SessionTest, TheLastPlaceIsForRoot) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can be both";
+  host::SessionLimits limits;
+  limits.sessions = 2;
+  const auto server = NewServer(limits);
+  chmod(path_.c_str(), 0666);
+  chmod(folder_.Path("").c_str(), 0711);
+  const auto connect_as_other = [this] {
+    EXPECT_EQ(seteuid(65534), 0);
+    auto client = Connect();
+    EXPECT_EQ(seteuid(0), 0);
+    return client;
+  };
+  const auto first = connect_as_other();
+  EXPECT_NE(first->Greet(), 0U);
+  EXPECT_TRUE(connect_as_other()->IsClosed());
+  const auto root = Connect();
+  EXPECT_NE(root->Greet(), 0U);
+  EXPECT_TRUE(Connect()->IsClosed());
 }
 
 TEST_F(SessionTest, AClientThatDoesNotReadIsSentAway) {
