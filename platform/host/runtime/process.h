@@ -8,6 +8,7 @@
 
 #include "runtime/faults.h"
 #include "runtime/ha_role.h"
+#include "runtime/service_manager.h"
 #include "runtime/timer_facts.h"
 #include "vkmw/vkmw.h"
 
@@ -43,6 +44,7 @@ class Process {
 
   std::deque<Fault> faults;  ///< The last ones, oldest first; at most kKeptFaults.
   HaRole role = HaRole::kUnknown;
+  ServiceManager service_manager{loop};
 
   /// What is done when the process is told to read its start-up configuration again.
   std::function<void()> reload;

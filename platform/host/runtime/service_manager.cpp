@@ -5,15 +5,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <boost/asio/steady_timer.hpp>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstdlib>
-#include <deque>
 #include <string>
 
 #include "runtime/event_loop.h"
+#include "runtime/process.h"
 
 namespace host {
 
@@ -40,35 +39,24 @@ bool Send(const std::string& text) {
   return error != EAGAIN && error != ENOBUFS;
 }
 
-/// What the manager has still to be told, each once. Never destroyed, as the loop.
-struct Waiting {
-  std::deque<std::string> texts;
-  boost::asio::steady_timer timer{Loop()};
-};
+}  // namespace
 
-Waiting& OfProcess() {
-  static auto* const waiting = new Waiting;
-  return *waiting;
-}
-
-void SendWaiting() {
-  Waiting& waiting = OfProcess();
-  while (!waiting.texts.empty() && Send(waiting.texts.front())) waiting.texts.pop_front();
-  if (waiting.texts.empty()) return;
-  waiting.timer.expires_after(kPause);
-  waiting.timer.async_wait([](const boost::system::error_code& error) {
-    if (!error) RunEvent("service manager", SendWaiting);
+void ServiceManager::SendWaiting() {
+  while (!waiting_.empty() && Send(waiting_.front())) waiting_.pop_front();
+  if (waiting_.empty()) return;
+  timer_.expires_after(kPause);
+  timer_.async_wait([this](const boost::system::error_code& error) {
+    if (!error) RunEvent("service manager", [this] { SendWaiting(); });
   });
 }
 
-}  // namespace
-
-void Notify(const std::string& text) {
-  std::deque<std::string>& texts = OfProcess().texts;
-  texts.erase(std::remove(texts.begin(), texts.end(), text), texts.end());
-  texts.push_back(text);
+void ServiceManager::Notify(const std::string& text) {
+  waiting_.erase(std::remove(waiting_.begin(), waiting_.end(), text), waiting_.end());
+  waiting_.push_back(text);
   SendWaiting();
 }
+
+void Notify(const std::string& text) { ThisProcess().service_manager.Notify(text); }
 
 void NotifyReady() { Notify("READY=1"); }
 

@@ -2,12 +2,30 @@
 // protocol's page: the library's call waits for a manager that does not read.
 #pragma once
 
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <deque>
 #include <string>
 
 namespace host {
 
-/// Sends `text` to the socket NOTIFY_SOCKET and never waits: what a full queue does not take is
-/// sent by the loop, in order and once, as soon as the manager reads.
+class ServiceManager {
+ public:
+  /// `loop` outlives the object.
+  explicit ServiceManager(boost::asio::io_context& loop) : timer_(loop) {}
+
+  /// Sends `text` to the socket NOTIFY_SOCKET and never waits: what a full queue does not take is
+  /// sent by the loop, in order and once, as soon as the manager reads.
+  void Notify(const std::string& text);
+
+ private:
+  void SendWaiting();
+
+  std::deque<std::string> waiting_;
+  boost::asio::steady_timer timer_;
+};
+
+// To the manager of this process.
 void Notify(const std::string& text);
 
 /// The configuration is loaded and applied: the service is up, or up again after a reload.

@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <string>
 
-#include "runtime/event_loop.h"
+#include "runtime/process.h"
 
 namespace host {
 namespace {
@@ -74,7 +74,7 @@ TEST(ServiceManager, ThatThereIsNotHarmsNobody) {
     NotifyReady();
   }
   unsetenv("NOTIFY_SOCKET");
-  EXPECT_EQ(Loop().poll(), 0U) << "nothing waits";
+  EXPECT_EQ(ThisProcess().loop.poll(), 0U) << "nothing waits";
 }
 
 TEST(ServiceManager, ThatDoesNotReadIsToldLaterAndHoldsNobody) {
@@ -87,8 +87,8 @@ TEST(ServiceManager, ThatDoesNotReadIsToldLaterAndHoldsNobody) {
     for (std::string text = manager.Received(); !text.empty(); text = manager.Received()) {
       last = text;
     }
-    Loop().restart();
-    Loop().run_one_for(std::chrono::milliseconds(10));
+    ThisProcess().loop.restart();
+    ThisProcess().loop.run_one_for(std::chrono::milliseconds(10));
   }
   EXPECT_EQ(last, "READY=1");
   EXPECT_EQ(manager.Received(), "");
