@@ -1,11 +1,13 @@
 #include "config/engine.h"
 
+#include <new>
 #include <stdexcept>
 #include <utility>
 
 #include "config/differences.h"
 #include "config/system_nodes.h"
 #include "config/target_check.h"
+#include "config/text_check.h"
 
 namespace host {
 
@@ -60,11 +62,11 @@ Engine::Engine(const std::string& models_folder, const std::string& running_file
 LoadResult Engine::LoadStored() {
   RefuseNested();
   LoadResult result;
+  const std::optional<std::string> text = store_.Load();
   try {
-    const std::optional<std::string> text = store_.Load();
     running_ = ReadTree(schema_.Context(), text.value_or("{}"));
     result.found = text.has_value();
-  } catch (const std::runtime_error& error) {
+  } catch (const Refusal& error) {
     running_ = ReadTree(schema_.Context(), "{}");
     result.refused = store_.Path() + " is moved to " + store_.MoveAside() + ": " + error.what();
   }
@@ -127,8 +129,10 @@ Tree Engine::CallHooks(Tree candidate, std::vector<common::Change>* changes) {
 CommitResult Engine::PutInForce(SharedTree candidate, std::vector<common::Change> changes) {
   const std::string text = PrintTree(candidate.get());
   CommitResult result;
+  if (!Tells(text, candidate.get())) throw std::bad_alloc();
   if (changes.empty() && text == PrintTree(running_.get())) return result;
   save_(text);
+  // Nothing throws from here on but `deliver_`: what is stored is in force.
   running_.swap(candidate);
   result.saved = true;
   if (changes.empty()) return result;

@@ -17,11 +17,13 @@
 
 namespace host {
 
-/// Told of the changes of a commit that is in force already. It must not throw; an exception that
-/// leaves it leaves the commit in force and goes to who asked for the commit.
+/// Told of the changes of a commit that is in force already. It must not throw, for an exception
+/// that leaves it would pass for a refusal: who cannot deliver ends the process, and a start
+/// delivers everything.
 using Deliver = std::function<void(std::vector<common::Change>& changes)>;
 
-/// Keeps the text of a configuration for the next start; throws when that is not done.
+/// Keeps the text of a configuration for the next start; throws when that is not done. Where it may
+/// be done or not, it ends the process, for the same reason.
 using Save = std::function<void(const std::string& text)>;
 
 struct LoadResult {
@@ -49,8 +51,9 @@ class Engine {
   Engine& operator=(const Engine&) = delete;
 
   /// Takes the stored file as the running configuration, or the defaults when there is none;
-  /// delivers nothing. A file that cannot be used is moved aside, the defaults are taken and the
-  /// result tells why. Throws std::runtime_error when it cannot be moved aside either.
+  /// delivers nothing. A file that was read and that the models refuse is moved aside, the defaults
+  /// are taken and the result tells why. Throws std::exception when it cannot be read, memory runs
+  /// short, or it cannot be moved aside; the file is as it was then.
   LoadResult LoadStored();
 
   /// Replaces the running configuration by the content of a start-up file in JSON and delivers the
@@ -67,8 +70,9 @@ class Engine {
   /// wrote on its own stays even where the candidate lacks it; only hooks take it away. A candidate
   /// that changes no value is not delivered, and not saved either unless its explicit nodes are
   /// others. Throws Refusal when the models or a hook refuse it, std::runtime_error when it cannot
-  /// be saved or a commit is under way; an exception of a hook propagates. Nothing has changed
-  /// then.
+  /// be saved or a commit is under way, std::bad_alloc when memory runs short, also where the text
+  /// to be saved is found to tell something else than the candidate; an exception of a hook
+  /// propagates. Nothing has changed then.
   CommitResult Commit(Tree candidate);
 
   /// Checks `candidate` as Commit() does before it calls hooks, and throws as that; nothing else

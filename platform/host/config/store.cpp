@@ -22,12 +22,20 @@ constexpr mode_t kFileMode = 0600;
                            std::generic_category().message(error));
 }
 
+/// What `call` returns when no signal has interrupted it.
+template <typename Call>
+auto Retried(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
+
 /// Owns a file descriptor.
 class Descriptor {
  public:
   /// Throws when the file cannot be opened; `operation` says what for.
   Descriptor(const std::string& path, int flags, const std::string& operation)
-      : number_(open(path.c_str(), flags | O_CLOEXEC, kFileMode)) {
+      : number_(Retried([&] { return open(path.c_str(), flags | O_CLOEXEC, kFileMode); })) {
     if (number_ < 0) Throw(operation, path, errno);
   }
   ~Descriptor() { close(number_); }
@@ -46,33 +54,34 @@ std::string FolderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+int Sync(const Descriptor& file) {
+  return Retried([&file] { return fsync(file.Number()); });
+}
+
 void WriteAndSync(const std::string& path, const std::string& text) {
   const Descriptor file(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, "create");
   size_t written = 0;
   while (written < text.size()) {
-    const ssize_t count = write(file.Number(), text.data() + written, text.size() - written);
-    if (count < 0 && errno == EINTR) continue;
+    const ssize_t count =
+        Retried([&] { return write(file.Number(), text.data() + written, text.size() - written); });
     if (count < 0) Throw("write", path, errno);
+    if (count == 0) Throw("write", path, EIO);
     written += static_cast<size_t>(count);
   }
-  if (fsync(file.Number()) != 0) Throw("write", path, errno);
+  if (Sync(file) != 0) Throw("write", path, errno);
 }
 
-/// Makes `path` the file at `temp`, for good. `previous` is a second name that the old file has
-/// meanwhile, so that it can be put back when the folder cannot be written down.
-void Replace(const std::string& temp, const std::string& path, const std::string& previous) {
+/// Makes `path` the file at `temp`, for good.
+void Replace(const std::string& temp, const std::string& path) {
   const std::string folder_path = FolderOf(path);
   const Descriptor folder(folder_path, O_RDONLY | O_DIRECTORY, "open folder");
-  const bool had_file = link(path.c_str(), previous.c_str()) == 0;
-  if (rename(temp.c_str(), path.c_str()) != 0) Throw("replace", path, errno);
-  if (fsync(folder.Number()) == 0) return;
-  const int error = errno;
-  if (had_file) {
-    rename(previous.c_str(), path.c_str());
-  } else {
-    unlink(path.c_str());
+  if (Retried([&] { return rename(temp.c_str(), path.c_str()); }) != 0) {
+    Throw("replace", path, errno);
   }
-  Throw("write folder", folder_path, error);
+  // A file system that cannot do this at all says EINVAL (fsync(2)).
+  if (Sync(folder) == 0 || errno == EINVAL) return;
+  throw UncertainSave(path + " is replaced, but cannot write folder " + folder_path + ": " +
+                      std::generic_category().message(errno));
 }
 
 /// Removes a file at the begin and at the end of its life.
@@ -99,8 +108,7 @@ std::string ReadAll(const Descriptor& file, const std::string& path) {
   std::string text;
   char buffer[65536];
   while (true) {
-    const ssize_t count = read(file.Number(), buffer, sizeof buffer);
-    if (count < 0 && errno == EINTR) continue;
+    const ssize_t count = Retried([&] { return read(file.Number(), buffer, sizeof buffer); });
     if (count < 0) Throw("read", path, errno);
     if (count == 0) return text;
     text.append(buffer, static_cast<size_t>(count));
@@ -113,12 +121,17 @@ std::string ReadFile(const std::string& path) {
   // Without O_NONBLOCK the open of a pipe would wait for a writer.
   const Descriptor file(path, O_RDONLY | O_NONBLOCK, "read");
   struct stat status = {};
-  if (fstat(file.Number(), &status) != 0) Throw("read", path, errno);
+  if (Retried([&] { return fstat(file.Number(), &status); }) != 0) Throw("read", path, errno);
   if (S_ISDIR(status.st_mode)) Throw("read", path, EISDIR);
   if (!S_ISREG(status.st_mode)) {
     throw std::runtime_error("cannot read " + path + ": it is no regular file");
   }
-  return ReadAll(file, path);
+  std::string text = ReadAll(file, path);
+  if (text.size() < static_cast<size_t>(status.st_size)) {
+    throw std::runtime_error("cannot read " + path + ": only " + std::to_string(text.size()) +
+                             " of " + std::to_string(status.st_size) + " bytes came");
+  }
+  return text;
 }
 
 Store::Store(std::string path) : path_(std::move(path)) {}
@@ -130,9 +143,8 @@ std::optional<std::string> Store::Load() const {
 
 void Store::Save(const std::string& text) const {
   const Scratch temp(path_ + ".tmp");
-  const Scratch previous(path_ + ".previous");
   WriteAndSync(temp.Path(), text);
-  Replace(temp.Path(), path_, previous.Path());
+  Replace(temp.Path(), path_);
 }
 
 std::string Store::MoveAside() const {

@@ -2,12 +2,19 @@
 #pragma once
 
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace host {
 
-/// The content of a regular file. Throws std::runtime_error with path and reason.
+/// The content of a regular file, whole. Throws std::runtime_error with path and reason.
 std::string ReadFile(const std::string& path);
+
+/// The new text is in place, but whether it is there after a power cut nobody knows.
+class UncertainSave : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 class Store {
  public:
@@ -20,7 +27,9 @@ class Store {
 
   /// Replaces the stored text. Whenever the process or the machine stops, the file is the whole
   /// old one or the whole new one. Throws std::runtime_error with path and reason; the file is
-  /// then the old one, and nothing is left beside it.
+  /// then the old one, and nothing is left beside it. Throws UncertainSave when the file is the new
+  /// one and the folder cannot be written down; to go on with the old text would then be as wrong
+  /// as with the new one, so the process has to end and to start with what is there.
   void Save(const std::string& text) const;
 
   /// Renames what is at the path to a free name beside it, "name.refused", "name.refused.1" and so

@@ -37,6 +37,14 @@ std::string PathIn(const ly_err_item* error, const std::string& kind) {
   return place.substr(start.size(), place.rfind('"') - start.size());
 }
 
+/// An error that there was no memory for is not kept either, so none at all counts, too.
+bool LacksMemory(const ly_ctx* context) {
+  const ly_err_item* error = ly_err_first(context);
+  if (error == nullptr) return true;
+  while (error != nullptr && error->no != LY_EMEM) error = error->next;
+  return error != nullptr;
+}
+
 /// The tag that goes with an error-app-tag (RFC 7950, section 15).
 const char* TagWith(const std::string& app_tag, const char* other) {
   const bool lacks_data = app_tag == "instance-required" || app_tag == "missing-choice";
@@ -57,6 +65,10 @@ std::string TakeErrors(ly_ctx* context) {
 }
 
 Refusal TakeRefusal(ly_ctx* context, const char* tag) {
+  if (LacksMemory(context)) {
+    ly_err_clean(context, nullptr);
+    throw std::bad_alloc();
+  }
   std::string path;
   std::string app_tag;
   for (const ly_err_item* error = ly_err_first(context); error != nullptr; error = error->next) {

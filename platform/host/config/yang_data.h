@@ -29,7 +29,8 @@ using SharedTree = std::shared_ptr<const lyd_node>;
 std::string TakeErrors(ly_ctx* context);
 
 /// The same with the path and the error-app-tag that it tells. The tag is the one of RFC 7950,
-/// section 15, for these, else `tag`.
+/// section 15, for these, else `tag`. Throws std::bad_alloc when it is memory that was lacking,
+/// which says nothing about the data.
 Refusal TakeRefusal(ly_ctx* context, const char* tag = kNotTaken);
 
 /// The data path of one of its errors, empty when it tells another place or none.

@@ -62,6 +62,15 @@ bool HasAgentAddresses(const std::vector<common::Change>& changes) {
                      [&changes](const char* path) { return common::IsTouched(changes, path); });
 }
 
+/// Of what is stored and what is in force only one could be told, so neither is: a start has both.
+void SaveOrEnd(const Store& store, const std::string& text) {
+  try {
+    store.Save(text);
+  } catch (const UncertainSave& error) {
+    HOST_LAST_FAULT("ending, to start with what is stored: " + std::string(error.what()));
+  }
+}
+
 }  // namespace
 
 Framework::Framework(Process& process, AgentCalls& agent, const Folders& folders,
@@ -75,8 +84,11 @@ Framework::Framework(Process& process, AgentCalls& agent, const Folders& folders
       callpoints_(data_handlers_, this),
       engine_(
           folders.models, folders.RunningFile(),
-          [this](std::vector<common::Change>& changes) { Deliver(changes); }, &callpoints_,
-          StandardModels(folders)),
+          [this](std::vector<common::Change>& changes) { DeliverOrEnd(changes); }, &callpoints_,
+          StandardModels(folders),
+          [store = Store(folders.RunningFile())](const std::string& text) {
+            SaveOrEnd(store, text);
+          }),
       listener_retry_(process.loop, [this] { return TryRefusedListeners(); }),
       rules_retry_(process.loop, [this] { return !rules_.Retry(); }),
       monitor_(process.loop, [this] { rules_.Restore(); }) {
@@ -147,8 +159,18 @@ void Framework::OpenNetconf() {
   }
 }
 
+/// What cannot be read now may be good all the same, so nothing takes its place.
+LoadResult Framework::LoadStored() {
+  try {
+    return engine_.LoadStored();
+  } catch (const std::exception& exception) {
+    HOST_LAST_FAULT("the stored configuration cannot be taken, and stays as it is: " +
+                    std::string(exception.what()));
+  }
+}
+
 void Framework::LoadConfiguration() {
-  const LoadResult stored = engine_.LoadStored();
+  const LoadResult stored = LoadStored();
   if (!stored.refused.empty()) HOST_FAULT(stored.refused);
   if (stored.found) {
     HOST_LOG(kProgress, "Running configuration as it was stored; %s is read at SIGHUP.",
@@ -191,6 +213,16 @@ void Framework::Reload() {
   NotifyReloading();
   ReplaceByStartupFile();
   TellReady();
+}
+
+/// The changes are stored and in force, so a start delivers what could not be delivered here.
+void Framework::DeliverOrEnd(std::vector<common::Change>& changes) {
+  try {
+    Deliver(changes);
+  } catch (const std::exception& exception) {
+    HOST_LAST_FAULT("ending, to start with what is stored, for its delivery failed: " +
+                    std::string(exception.what()));
+  }
 }
 
 void Framework::Deliver(std::vector<common::Change>& changes) {

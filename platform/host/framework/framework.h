@@ -55,12 +55,14 @@ class Framework : public VkConfdInterface {
   int MaapiSocket() override;
 
  private:
+  LoadResult LoadStored();
   void LoadConfiguration();
   void OpenNetconf();
   Tree State();
   void ReplaceByStartupFile();
   void ConnectHandler(vkconfd::ConfigHandler* handler, ELEM_CONFD_PHASE_ET phase);
   static void Disconnect(vkconfd::BaseHandler* handler);
+  void DeliverOrEnd(std::vector<common::Change>& changes);
   void Deliver(std::vector<common::Change>& changes);
 
   /// What the agent follows without being told by a handler: its communities, and that a disabled

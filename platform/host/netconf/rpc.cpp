@@ -9,9 +9,9 @@ namespace host {
 
 RpcReply RpcHandler::Handle(SessionId session, const std::string& message) {
   const RpcEnvelope envelope(datastores_->Models().Context(), message);
+  Answer answer;
   try {
-    const Answer answer = Perform({envelope.Operation(), session, datastores_, &services_});
-    return {envelope.Reply(answer.content), false, answer.closes};
+    answer = Perform({envelope.Operation(), session, datastores_, &services_});
   } catch (const RpcError& error) {
     return Refused(envelope, error);
   } catch (const Refusal& refusal) {
@@ -19,6 +19,8 @@ RpcReply RpcHandler::Handle(SessionId session, const std::string& message) {
   } catch (const std::exception& error) {
     return Refused(envelope, RpcError("application", kNotTaken, error.what()));
   }
+  // What is done already must not be answered as refused, so a failure here goes to the caller.
+  return {envelope.Reply(answer.content), false, answer.closes};
 }
 
 bool RpcHandler::HasLock(SessionId session) const {

@@ -1,9 +1,12 @@
 // What the daemon's executable does before anything else of it.
 
+#include <sys/resource.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -23,12 +26,24 @@ namespace {
   exit(is_written ? answer.status : EXIT_FAILURE);
 }
 
+/// What the daemon has open before its first listener, with room for a few sessions.
+constexpr rlim_t kLeastDescriptors = 64;
+
+/// The soft limit is raised when listeners are opened.
+void CheckDescriptors() {
+  rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_max >= kLeastDescriptors) return;
+  throw std::runtime_error("no more than " + std::to_string(limit.rlim_max) +
+                           " files may be open at a time (RLIMIT_NOFILE); at least " +
+                           std::to_string(kLeastDescriptors) + " are needed");
+}
+
 std::shared_ptr<void> BeAlone(boost::asio::io_context& loop) {
   try {
+    CheckDescriptors();
     return ClaimAlone(Folders::OfProcess().state, loop);
   } catch (const std::exception& exception) {
-    HOST_FAULT(std::string(exception.what()));
-    exit(EXIT_FAILURE);
+    HOST_LAST_FAULT(std::string(exception.what()));
   }
 }
 

@@ -2,9 +2,11 @@
 
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
+#include <exception>
 #include <string>
 
 #include "runtime/event_loop.h"
+#include "runtime/faults.h"
 #include "runtime/log.h"
 #include "runtime/process.h"
 #include "runtime/service_manager.h"
@@ -25,6 +27,8 @@ struct Context::Impl : public Server {
     signals.add(SIGUSR2);
     // A peer that goes away while it is written to must not end the process.
     std::signal(SIGPIPE, SIG_IGN);
+    // The write of a file that grows beyond the process's limit must fail, as on a full disk.
+    std::signal(SIGXFSZ, SIG_IGN);
     WaitForSignal();
   }
 
@@ -77,8 +81,14 @@ struct Context::Impl : public Server {
                           }};
 };
 
-Context::Context(const vkmw_process_signature_t* signature, const HaStateChangeCallbacks* callbacks)
-    : impl_(std::make_unique<Impl>(*signature, *callbacks)) {}
+Context::Context(const vkmw_process_signature_t* signature,
+                 const HaStateChangeCallbacks* callbacks) {
+  try {
+    impl_ = std::make_unique<Impl>(*signature, *callbacks);
+  } catch (const std::exception& exception) {
+    HOST_LAST_FAULT("cannot start: " + std::string(exception.what()));
+  }
+}
 
 Context::~Context() = default;
 

@@ -1,5 +1,6 @@
 #include "runtime/faults.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 
@@ -16,6 +17,8 @@ zlog_category_t* FaultCategory() {
 }
 
 }  // namespace
+
+void EndAfterFault() { exit(EXIT_FAILURE); }
 
 }  // namespace host
 

@@ -21,7 +21,17 @@ struct Fault {
 /// How many a process keeps.
 constexpr size_t kKeptFaults = 32;
 
+/// Ends the process with status 1; a service manager starts it anew.
+[[noreturn]] void EndAfterFault();
+
 }  // namespace host
 
 /// Raises a fault of the platform itself; `text` is a std::string.
 #define HOST_FAULT(text) vkmw_gen_fault(0, __func__, __FILE__, __LINE__, (text).c_str())
+
+/// The same for one that the process cannot go on after: it ends with status 1.
+#define HOST_LAST_FAULT(text) \
+  do {                        \
+    HOST_FAULT(text);         \
+    host::EndAfterFault();    \
+  } while (false)

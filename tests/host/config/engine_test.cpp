@@ -2,9 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <filesystem>
 
 #include "config/differences.h"
+#include "failing_calls.h"
 #include "support.h"
 
 namespace host_test {
@@ -200,9 +202,28 @@ TEST_F(StoredFile, RefusedByTheModelsIsMovedAside) {
   ExpectMovedAside("Node \"colour\" not found", "running.json.refused");
 }
 
-TEST_F(StoredFile, ThatIsAFolderIsMovedAside) {
+TEST_F(StoredFile, ThatIsAFolderStaysWhereItIs) {
   std::filesystem::create_directory(file_);
-  ExpectMovedAside("Is a directory", "running.json.refused");
+  EXPECT_THAT([this] { engine_.LoadStored(); },
+              ThrowsMessage<std::runtime_error>(HasSubstr("Is a directory")));
+  EXPECT_THAT(folder_.Names(), ElementsAre("running.json"));
+}
+
+TEST_F(StoredFile, ThatCannotBeReadOnceStaysWhereItIs) {
+  const std::string json = AgentJson(R"("port": 1161)");
+  folder_.Write("running.json", json);
+  for (const char* call : {"open", "fstat", "read"}) {
+    for (const int error : {EIO, EMFILE, ENOMEM, EACCES}) {
+      const FailingCall failing({call}, 0, error);
+      EXPECT_THROW(engine_.LoadStored(), std::runtime_error) << call << " " << error;
+      EXPECT_THAT(folder_.Names(), ElementsAre("running.json"));
+    }
+    const FailingCall interrupted({call}, 0, EINTR);
+    EXPECT_TRUE(engine_.LoadStored().found);
+    EXPECT_TRUE(interrupted.HasFailed());
+  }
+  EXPECT_EQ(host::ReadFile(file_), json);
+  EXPECT_EQ(PortOf(engine_.Running()), "1161");
 }
 
 TEST_F(StoredFile, SaveAfterwardsLeavesTheRefusedOne) {
@@ -213,7 +234,7 @@ TEST_F(StoredFile, SaveAfterwardsLeavesTheRefusedOne) {
   EXPECT_EQ(host::ReadFile(folder_.Path("running.json.refused")), "damaged");
 }
 
-TEST(StoredFileOnAForeignDisk, ThatCannotBeMovedAsideEither) {
+TEST(StoredFileOnAForeignDisk, ThatCannotBeMovedAside) {
   host::Engine engine(MODELS_FOLDER, "/proc/version", nullptr);
   EXPECT_THAT([&] { engine.LoadStored(); },
               ThrowsMessage<std::runtime_error>(HasSubstr("cannot move aside /proc/version")));

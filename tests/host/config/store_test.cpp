@@ -3,29 +3,14 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
 
+#include "failing_calls.h"
 #include "support.h"
-
-namespace {
-
-/// Counts down with every fsync of the program; the one at zero fails as a broken disk's does.
-int fsyncs_until_failure = -1;
-
-}  // namespace
-
-extern "C" int fsync(int descriptor) {
-  if (fsyncs_until_failure >= 0 && fsyncs_until_failure-- == 0) {
-    errno = EIO;
-    return -1;
-  }
-  return static_cast<int>(syscall(SYS_fsync, descriptor));
-}
 
 namespace host_test {
 namespace {
@@ -34,7 +19,6 @@ namespace fs = std::filesystem;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::ThrowsMessage;
 
 /// A disk that is full for files of more than `size` bytes.
@@ -108,7 +92,6 @@ TEST_F(StoreTest, OthersMayNotReadTheFile) {
 
 TEST_F(StoreTest, LeftoversOfAKilledProcessAreReplaced) {
   folder_.Write("running.json.tmp", "half a configurat");
-  folder_.Write("running.json.previous", "an old one");
   store_.Save("new");
   EXPECT_EQ(store_.Load(), "new");
   EXPECT_THAT(folder_.Names(), ElementsAre("running.json"));
@@ -135,26 +118,96 @@ TEST_F(StoreTest, FullDiskLeavesTheOldFile) {
 
 TEST_F(StoreTest, FailedSyncOfTheFileLeavesTheOldFile) {
   store_.Save("old");
-  fsyncs_until_failure = 0;
+  const FailingCall failing({"fsync"}, 0, EIO);
   ExpectSaveFails("Input/output error");
   EXPECT_EQ(store_.Load(), "old");
   EXPECT_THAT(folder_.Names(), ElementsAre("running.json"));
 }
 
-TEST_F(StoreTest, FailedSyncOfTheFolderPutsTheOldFileBack) {
+/// Also where the file system has no hard links to keep the old file by.
+TEST_F(StoreTest, FailedSyncOfTheFolderIsUncertainAndTheNewFileIsThere) {
+  const FailingCall no_links({"link", "linkat"}, FailingCall::kAlways, EPERM);
+  for (const char* text : {"first", "second"}) {
+    const FailingCall failing({"fsync"}, 1, EIO);
+    EXPECT_THAT([&] { store_.Save(text); },
+                ThrowsMessage<host::UncertainSave>(
+                    HasSubstr("cannot write folder " + folder_.Path() + ": Input/output")));
+    EXPECT_EQ(store_.Load(), text);
+    EXPECT_THAT(folder_.Names(), ElementsAre("running.json"));
+  }
+}
+
+TEST_F(StoreTest, FolderThatTheFileSystemCannotSyncNeedsNone) {
+  const FailingCall failing({"fsync"}, 1, EINVAL);
+  store_.Save("new");
+  EXPECT_TRUE(failing.HasFailed());
+  EXPECT_EQ(store_.Load(), "new");
+}
+
+class EachCall : public StoreTest, public ::testing::WithParamInterface<int> {
+ protected:
+  static constexpr const char* kCalls[] = {"open",  "fstat", "lstat",  "read",
+                                           "write", "fsync", "rename", "unlink"};
+};
+
+TEST_P(EachCall, OfASaveThatFailsOnceLeavesTheOldOrTheNewTextAndSaysWhich) {
+  int failed = 0;
+  for (int number = 0;; ++number) {
+    store_.Save("old");
+    std::string expected = "new";
+    bool has_failed = false;
+    try {
+      const FailingCall failing(kCalls, number, GetParam(), &has_failed);
+      store_.Save("new");
+    } catch (const host::UncertainSave&) {
+      EXPECT_NE(GetParam(), EINTR);
+    } catch (const std::runtime_error&) {
+      EXPECT_NE(GetParam(), EINTR);
+      expected = "old";
+    }
+    EXPECT_EQ(store_.Load(), expected) << "call " << number;
+    EXPECT_THAT(folder_.Names(), ElementsAre("running.json")) << "call " << number;
+    if (!has_failed) break;
+    ++failed;
+  }
+  EXPECT_GE(failed, 7);
+}
+
+TEST_P(EachCall, OfALoadThatFailsOnceIsNoMissingFileAndChangesNothing) {
   store_.Save("old");
-  fsyncs_until_failure = 1;
-  EXPECT_THAT([this] { store_.Save("new"); },
-              ThrowsMessage<std::runtime_error>(
-                  HasSubstr("cannot write folder " + folder_.Path() + ": Input/output")));
+  int failed = 0;
+  for (int number = 0;; ++number) {
+    const FailingCall failing(kCalls, number, GetParam());
+    try {
+      EXPECT_EQ(store_.Load(), "old");
+    } catch (const std::runtime_error& error) {
+      EXPECT_NE(GetParam(), EINTR);
+      EXPECT_THAT(error.what(), HasSubstr("cannot read " + store_.Path()));
+    }
+    if (!failing.HasFailed()) break;
+    ++failed;
+  }
+  EXPECT_GE(failed, 4);
   EXPECT_EQ(store_.Load(), "old");
   EXPECT_THAT(folder_.Names(), ElementsAre("running.json"));
 }
 
-TEST_F(StoreTest, FailedSyncOfTheFolderLeavesNoFirstFile) {
-  fsyncs_until_failure = 1;
-  EXPECT_THROW(store_.Save("new"), std::runtime_error);
-  EXPECT_THAT(folder_.Names(), IsEmpty());
+INSTANTIATE_TEST_SUITE_P(Errors, EachCall,
+                         ::testing::Values(EIO, EINTR, EMFILE, ENOMEM, EACCES, EPERM, ENOSPC,
+                                           EROFS));
+
+TEST_F(StoreTest, ReadThatEndsEarlyIsNoWholeFile) {
+  store_.Save("a whole text");
+  const FailingCall ended({"read"}, 0, 0);
+  EXPECT_THAT([this] { store_.Load(); },
+              ThrowsMessage<std::runtime_error>(HasSubstr("only 0 of 12 bytes came")));
+}
+
+TEST_F(StoreTest, WriteThatTakesNothingIsRefused) {
+  store_.Save("old");
+  const FailingCall ended({"write"}, 0, 0);
+  ExpectSaveFails("Input/output error");
+  EXPECT_EQ(store_.Load(), "old");
 }
 
 TEST_F(StoreTest, FolderInTheWay) {
