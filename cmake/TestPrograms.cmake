@@ -8,8 +8,8 @@ include(GoogleTest)
 
 # One test program of the sources given. Each of its tests runs in a process of its own (label test),
 # and all of them run in one (label program), which leaves its account of them in programs/NAME.xml.
-# WORDS go to the latter. Nothing is measured in a test program, so it is not optimised. APART names the sources whose own names clash with others'
-# in a unity batch.
+# WORDS go to the latter. Nothing is measured in a test program, so it is not optimised. APART names
+# the sources whose own names clash with others' in a unity batch.
 function(add_test_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;APART;WORDS")
   add_executable(${name} ${arg_SOURCES} ${arg_APART})

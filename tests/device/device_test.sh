@@ -137,7 +137,7 @@ END
   list_commands
   expect_in "$work/commands" '-o src/app/snmp-app .*/libplatform_acme\.a .*/libplatform_common\.a'
   expect_in "$work/commands" "-I$source_folder/platform/api .*/application\.cpp\$"
-  expect_not_in "$work/commands" 'platform/(host|fake)'
+  expect_not_in "$work/commands" '-I[^ ]*platform/(host|fake)|lib(host|fake)_'
 
   cat >>"$folder/CMakeLists.txt" <<END
 add_library(platform_acme_api INTERFACE)
