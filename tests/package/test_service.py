@@ -19,9 +19,8 @@ WATCHDOG_US = 200000
 
 
 @pytest.fixture
-def prepared(site, content):
-    """The example's addresses, and the setting of the kernel that the package brings."""
-    site.router.add_address("eth0", "2001:db8::1/64")
+def booted(site, content):
+    """The site with the settings of the kernel that the package brings."""
     site.router.run("/lib/systemd/systemd-sysctl",
                     str(content / "usr/lib/sysctl.d/50-snmp-app.conf"))
     # A kernel that does not have the setting says nothing of it.
@@ -30,6 +29,13 @@ def prepared(site, content):
     reserved = site.router.run("sysctl", "-n", "net.ipv4.ip_local_reserved_ports").strip()
     assert reserved == "60600-65535"
     return site
+
+
+@pytest.fixture
+def prepared(booted):
+    """The example's addresses."""
+    booted.router.add_address("eth0", "2001:db8::1/64")
+    return booted
 
 
 def expect_service(site, daemon):
@@ -130,8 +136,9 @@ def run_snmp_app(root):
     os.unlink("/run/snmp-app")
 
 
-def test_tour(root, site, content, run_snmp_app):
+def test_tour(root, booted, content, run_snmp_app):
     """All that ./run shows, with the installed daemon, client and drop-in of the SSH server."""
+    site = booted
     show = site.router.command("chroot", root.path, "/usr/bin/snmp-app-show")
     confined = Confined(site.router, root, capabilities_of(content))
     with contextlib.ExitStack() as stack:
