@@ -76,9 +76,9 @@ class SnmpListenCfgHandler : public vkconfd::ConfigHandler {
   void LoadInterface(int cdb_socket, int row);
   confd_iter_ret IgnoreTag(uint32_t tag) const;
 
-  /// The record of `name`, without its rules in the kernel; null when there is none, which is a
-  /// fault of what was intended.
-  InterfaceInfo* TakeRulesOff(const std::string& name, const char* intention);
+  /// The record of `name`, without its rules in the kernel, for good or until its port is another;
+  /// null when there is none, which is a fault of what was intended.
+  InterfaceInfo* TakeRulesOff(const std::string& name, bool for_good);
   void SetPort(const std::string& name, InterfaceInfo& info, uint16_t udp_port) const;
   confd_iter_ret CreateEntry(const std::string& name);
   confd_iter_ret DeleteEntry(const std::string& name);

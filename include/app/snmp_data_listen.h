@@ -55,7 +55,7 @@ class SnmpListenDataHandler : public vkconfd::DataHandler {
     void DelOldEntries(int cdb_socket, confd_trans_ctx* tctx, const std::string& name);
     bool AddExtraEntry(const char* function, confd_trans_ctx* tctx, const std::string& name,
                        const std::string& address, uint16_t port);
-    void DelExtraEntry(const char* function, const char* failed, confd_trans_ctx* tctx,
+    void DelExtraEntry(const char* function, bool tells_deletion, confd_trans_ctx* tctx,
                        const std::string& name, const std::string& address, uint16_t port);
     void LogAdded(const char* function, const std::string& address, uint16_t port) const;
     void LogRemoved(const std::string& address, uint16_t port) const;

@@ -58,16 +58,20 @@ void ChangeRules(bool add, VkConfdInterface* confd_interface, zlog_category_s* c
   }
 }
 
-/// Runs a callback's step; nothing that it throws gets past. `verb` is "set" or "del".
+/// Runs a callback's step, which sets rules or deletes them; nothing that it throws gets past.
 template <typename Step>
-void GuardCallback(const char* function, const char* verb, const std::string& name, Step step) {
+void GuardCallback(const char* function, bool set, const std::string& name, Step step) {
   try {
     step();
   } catch (const std::exception& exception) {
-    APP_FAULT_FROM(function, 0, __LINE__, "%s: could not %s rules for interface %s",
-                   exception.what(), verb, name.c_str());
+    APP_FAULT_FROM(function, 0, __LINE__,
+                   set ? "%s: could not set rules for interface %s"
+                       : "%s: could not del rules for interface %s",
+                   exception.what(), name.c_str());
   } catch (...) {
-    APP_FAULT_FROM(function, 0, __LINE__, "UNEXPECTED: could not %s rules for interface %s", verb,
+    APP_FAULT_FROM(function, 0, __LINE__,
+                   set ? "UNEXPECTED: could not set rules for interface %s"
+                       : "UNEXPECTED: could not del rules for interface %s",
                    name.c_str());
   }
 }
@@ -92,15 +96,15 @@ SnmpListenCfgHandler* HandlerOf(const boost::any& context) {
 }  // namespace
 
 void SetRules(const std::string& name, const InterfaceInfo& info, boost::any context) {
-  GuardCallback(__func__, "set", name, [&] { HandlerOf(context)->SetInterfaceRules(name, info); });
+  GuardCallback(__func__, true, name, [&] { HandlerOf(context)->SetInterfaceRules(name, info); });
 }
 
 void DelRules(const std::string& name, const InterfaceInfo& info, boost::any context) {
-  GuardCallback(__func__, "del", name, [&] { HandlerOf(context)->DelInterfaceRules(name, info); });
+  GuardCallback(__func__, false, name, [&] { HandlerOf(context)->DelInterfaceRules(name, info); });
 }
 
 void CleanupRules(const std::string& name, boost::any context) {
-  GuardCallback(__func__, "del", name, [&] {
+  GuardCallback(__func__, false, name, [&] {
     SnmpListenCfgHandler* handler = HandlerOf(context);
     handler->DelInterfaceRules(name, handler->Stash().entries.at(name));
   });
@@ -135,21 +139,23 @@ void SnmpListenCfgHandler::LoadInitialConfig(int cdb_socket) {
   for (int row = 0; row < rows; ++row) LoadInterface(cdb_socket, row);
 }
 
-/// A row's stored port is its own before any other row is given one. What cannot be read is told
-/// when the row is loaded.
+/// A row's stored port is its own before any other row is given one. Nothing is told here: the load
+/// of the row reads both again.
 void SnmpListenCfgHandler::ReservePort(int cdb_socket, int row) {
-  uint16_t port = 0;
-  if (cdb_get_u_int16(cdb_socket, &port, "%s[%d]/redir-port", app::path::kListenInterface, row) !=
-          CONFD_OK ||
-      port == 0) {
+  confd_value_t port;
+  if (cdb_get(cdb_socket, &port, "%s[%d]/redir-port", app::path::kListenInterface, row) !=
+      CONFD_OK) {
     return;
   }
-  char name[kNameSize] = {};
-  if (cdb_get_str(cdb_socket, name, sizeof name, "%s[%d]/name", app::path::kListenInterface, row) ==
-          CONFD_OK &&
-      name[0] != '\0') {
-    redir_ports_.Add(name, port);
+  const app::ValueGuard port_guard(&port);
+  confd_value_t key;
+  if (CONFD_GET_UINT16(&port) == 0 ||
+      cdb_get(cdb_socket, &key, "%s[%d]/name", app::path::kListenInterface, row) != CONFD_OK) {
+    return;
   }
+  const app::ValueGuard key_guard(&key);
+  const std::string name = APP_BUF_TEXT(&key);
+  if (!name.empty()) redir_ports_.Add(name, CONFD_GET_UINT16(&port));
 }
 
 void SnmpListenCfgHandler::LoadInterface(int cdb_socket, int row) {
@@ -215,7 +221,7 @@ confd_iter_ret SnmpListenCfgHandler::HandleCfg(confd_hkeypath_t* kp, confd_iter_
         agent_enabled_ = CONFD_GET_BOOL(cfg_value) != 0;
       } else if (tag == app::tag::kUdpPort) {
         const std::string name = APP_BUF_TEXT(&kp->v[1][0]);
-        InterfaceInfo* info = TakeRulesOff(name, "update port for");
+        InterfaceInfo* info = TakeRulesOff(name, false);
         if (info != nullptr) SetPort(name, *info, CONFD_GET_UINT16(cfg_value));
       } else {
         IgnoreTag(tag);
@@ -242,10 +248,12 @@ confd_iter_ret SnmpListenCfgHandler::IgnoreTag(uint32_t tag) const {
 }
 
 SnmpListenCfgHandler::InterfaceInfo* SnmpListenCfgHandler::TakeRulesOff(const std::string& name,
-                                                                        const char* intention) {
+                                                                        bool for_good) {
   InterfaceInfo* info = FindEntry(stash_->entries, name, [&](const char* error) {
-    APP_FAULT_FROM(kHandleCfg, 0, __LINE__, "%s: could not %s interface %s", error, intention,
-                   name.c_str());
+    APP_FAULT_FROM(kHandleCfg, 0, __LINE__,
+                   for_good ? "%s: could not del rules for interface %s"
+                            : "%s: could not update port for interface %s",
+                   error, name.c_str());
   });
   if (info != nullptr) DelInterfaceRules(name, *info);
   return info;
@@ -269,7 +277,7 @@ confd_iter_ret SnmpListenCfgHandler::CreateEntry(const std::string& name) {
 }
 
 confd_iter_ret SnmpListenCfgHandler::DeleteEntry(const std::string& name) {
-  if (TakeRulesOff(name, "del rules for") == nullptr) return ITER_CONTINUE;
+  if (TakeRulesOff(name, true) == nullptr) return ITER_CONTINUE;
   APP_LOG_FROM(kHandleCfg, log_category_, app::kProgress, "Removing interface %s from stash",
                name.c_str());
   stash_->entries.erase(name);

@@ -174,7 +174,7 @@ int SnmpListenCallpoint::RemoveCallback(confd_trans_ctx* tctx, confd_hkeypath_t*
               confd_lasterr());
   }
   const uint16_t port = handler_->listen_handler_->AllocateRedirPort(name);
-  DelExtraEntry(__func__, "delete", tctx, name, kWildcard, port);
+  DelExtraEntry(__func__, true, tctx, name, kWildcard, port);
   APP_LOG(Category(), app::kDetail, "Removed extraIpPorts entry: 0.0.0.0:%hu", port);
   return CONFD_OK;
 }
@@ -224,15 +224,18 @@ bool SnmpListenCallpoint::AddExtraEntry(const char* function, confd_trans_ctx* t
   return false;
 }
 
-/// `failed` is the verb of the fault's text.
-void SnmpListenCallpoint::DelExtraEntry(const char* function, const char* failed,
+/// A fault's text speaks of a deletion, or as if an entry were created.
+void SnmpListenCallpoint::DelExtraEntry(const char* function, bool tells_deletion,
                                         confd_trans_ctx* tctx, const std::string& name,
                                         const std::string& address, uint16_t port) {
   if (maapi_delete(MaapiSocket(tctx), tctx->thandle, "%s{%s:%u}", app::path::kAgentExtraIpPorts,
                    address.c_str(), port) != CONFD_OK &&
       confd_errno != CONFD_ERR_NOEXISTS) {
-    APP_FATAL_FROM(function, "Failed to %s extraIpPorts entry (%s:%hu) for interface (%s): %s",
-                   failed, address.c_str(), port, name.c_str(), confd_lasterr());
+    APP_FATAL_FROM(function,
+                   tells_deletion
+                       ? "Failed to delete extraIpPorts entry (%s:%hu) for interface (%s): %s"
+                       : "Failed to create extraIpPorts entry (%s:%hu) for interface (%s): %s",
+                   address.c_str(), port, name.c_str(), confd_lasterr());
   }
 }
 
@@ -316,7 +319,7 @@ int SnmpListenCallpoint::DelExtraEntryNoVrf(confd_trans_ctx* tctx, const std::st
     const nettypes::IPv4Addr address(ipv4.ip);
     APP_LOG(Category(), app::kDetail, "Read IPv4 %s for interface %s", address.to_string().c_str(),
             name.c_str());
-    DelExtraEntry(__func__, "delete", tctx, name, address.to_string(), port);
+    DelExtraEntry(__func__, true, tctx, name, address.to_string(), port);
     LogRemoved(address.to_string(), port);
   } else if (confd_errno != CONFD_ERR_NOEXISTS) {
     APP_FATAL("Failed to retrieve IPv4 address of listening interface (%s): %s", name.c_str(),
@@ -347,6 +350,6 @@ void SnmpListenCallpoint::DelFirstIPv6(int cdb_socket, confd_trans_ctx* tctx,
   APP_LOG_FROM(kFunction, Category(), app::kDetail, "Read IPv6 %s for interface %s",
                address.to_string().c_str(), name.c_str());
   // A refused deletion reports with the words of a creation.
-  DelExtraEntry(kFunction, "create", tctx, name, address.to_string(), port);
+  DelExtraEntry(kFunction, false, tctx, name, address.to_string(), port);
   LogRemoved(address.to_string(), port);
 }

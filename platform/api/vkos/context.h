@@ -29,7 +29,8 @@ class Context {
   };
 
   /// Brings the process up. Both records are copied; the callbacks stay the caller's and outlive
-  /// the context's server run. Throws std::exception when the process cannot be brought up.
+  /// the context's server run. When the process cannot be brought up, it throws
+  /// std::exception, or ends the process with a fault.
   Context(const vkmw_process_signature_t* signature, const HaStateChangeCallbacks* callbacks);
   ~Context();
 

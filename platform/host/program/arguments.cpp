@@ -33,14 +33,14 @@ Signals:
 More: snmp-app(8), snmp-app-startup.json(5); snmp-app-show(1) tells the state.
 )";
 
-Answer Refuse(const std::string& argument) {
+CommandLineAnswer Refuse(const std::string& argument) {
   return {kUsageStatus,
           "snmp-app: unexpected argument '" + argument + "'\nTry 'snmp-app --help'.\n"};
 }
 
 }  // namespace
 
-Answer AnswerArguments(const std::vector<std::string>& arguments) {
+CommandLineAnswer AnswerArguments(const std::vector<std::string>& arguments) {
   const std::string& first = arguments.front();
   const bool is_help = first == "--help";
   if (!is_help && first != "--version") return Refuse(first);

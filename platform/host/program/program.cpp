@@ -20,7 +20,7 @@ namespace host {
 
 namespace {
 
-[[noreturn]] void Finish(const Answer& answer) {
+[[noreturn]] void Finish(const CommandLineAnswer& answer) {
   FILE* const output = answer.status == 0 ? stdout : stderr;
   const bool is_written = fputs(answer.text.c_str(), output) >= 0 && fflush(output) == 0;
   exit(is_written ? answer.status : EXIT_FAILURE);

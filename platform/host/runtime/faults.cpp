@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <exception>
+#include <utility>
 
 #include "runtime/log.h"
 #include "runtime/process.h"
@@ -16,6 +18,12 @@ zlog_category_t* FaultCategory() {
   return category;
 }
 
+void Keep(Fault fault) {
+  std::deque<Fault>& faults = ThisProcess().faults;
+  if (faults.size() == kKeptFaults) faults.pop_front();
+  faults.push_back(std::move(fault));
+}
+
 }  // namespace
 
 void EndAfterFault() { exit(EXIT_FAILURE); }
@@ -23,9 +31,11 @@ void EndAfterFault() { exit(EXIT_FAILURE); }
 }  // namespace host
 
 void vkmw_gen_fault(int code, const char* function, const char* file, int line, const char* text) {
-  std::deque<host::Fault>& faults = host::ThisProcess().faults;
-  if (faults.size() == host::kKeptFaults) faults.pop_front();
-  faults.push_back({std::chrono::system_clock::now(), code, function, file, line, text});
+  try {
+    host::Keep({std::chrono::system_clock::now(), code, function, file, line, text});
+  } catch (const std::exception&) {
+    // Without memory, or descriptors for a loop, there is nobody to keep it. The record tells.
+  }
   zlog(host::FaultCategory(), file, strlen(file), function, strlen(function), line, host::kNotice,
        "code %d: %s", code, text);
 }
