@@ -15,8 +15,8 @@ namespace host {
 
 namespace {
 
-constexpr std::chrono::seconds kPatience(1);
-constexpr int kShare = 10;
+constexpr std::chrono::seconds kPatience(2);
+constexpr int kShare = 2;
 
 /// A terminal that can be written to may still wait, unless it was opened not to.
 ssize_t WriteToTerminal(int descriptor, const std::string& text) {

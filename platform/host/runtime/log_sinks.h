@@ -11,7 +11,7 @@
 
 namespace host {
 
-/// Waits for a slow reader a second at most, and no more than a tenth of the time. A record that is
+/// Waits for a slow reader two seconds at most, and no more than half of the time. A record that is
 /// not taken by then is lost, and so is what comes as long as nothing is taken at once; the next
 /// one that is comes behind one that tells how many were.
 class LossySink : public spdlog::sinks::base_sink<std::mutex> {

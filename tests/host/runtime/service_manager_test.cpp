@@ -68,16 +68,18 @@ TEST(ServiceManager, IsToldAtAPathAndAtAnAbstractName) {
 }
 
 TEST(ServiceManager, ThatThereIsNotHarmsNobody) {
+  Process process;
   NotifyReady();
   for (const std::string& name : {std::string(), std::string(200, 'x'), Name("/absent/")}) {
     setenv("NOTIFY_SOCKET", name.c_str(), 1);
     NotifyReady();
   }
   unsetenv("NOTIFY_SOCKET");
-  EXPECT_EQ(ThisProcess().loop.poll(), 0U) << "nothing waits";
+  EXPECT_EQ(process.loop.poll(), 0U) << "nothing waits";
 }
 
 TEST(ServiceManager, ThatDoesNotReadIsToldLaterAndHoldsNobody) {
+  Process process;
   const Manager manager(Name("@"));
   for (int i = 0; i < 200; ++i) Notify("FILL=" + std::to_string(i % 100));
   NotifyReady();
@@ -87,8 +89,8 @@ TEST(ServiceManager, ThatDoesNotReadIsToldLaterAndHoldsNobody) {
     for (std::string text = manager.Received(); !text.empty(); text = manager.Received()) {
       last = text;
     }
-    ThisProcess().loop.restart();
-    ThisProcess().loop.run_one_for(std::chrono::milliseconds(10));
+    process.loop.restart();
+    process.loop.run_one_for(std::chrono::milliseconds(10));
   }
   EXPECT_EQ(last, "READY=1");
   EXPECT_EQ(manager.Received(), "");
