@@ -76,16 +76,14 @@ private_network() {
 }
 
 # run_system BUILD XML [FILE...]: runs the system tests, or these files of them, on the daemon of a
-# build folder; their outcome goes to a JUnit file. Where they cannot run, says so and sets
-# skipped_steps.
+# build folder; their outcome goes to a JUnit file. Where they cannot run, says so and calls skip.
 run_system() {
   local namespace
   [ $# -gt 2 ] || set -- "$@" tests/system
   namespace=$(private_network)
   if [ -z "$namespace" ]; then
     echo "SKIPPED tests/system: neither root, sudo nor unprivileged user namespaces on this machine"
-    # shellcheck disable=SC2034
-    skipped_steps="system tests (no way to make network namespaces)"
+    skip "system tests (no way to make network namespaces)"
     return 0
   fi
   $namespace env SNMP_APP_BUILD="$1" PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 \

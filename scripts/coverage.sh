@@ -52,7 +52,9 @@ print(*(total[name] for name in names))
   at_least "$1: branches" "${numbers[2]:-0}" "${numbers[3]:-0}" "$3"
 }
 
-skipped_steps=
+skip() { skipped+=("$1"); }
+
+skipped=()
 # shellcheck disable=SC2086
 need_packages $BUILD_PACKAGES $SHOW_PACKAGES $TEST_PACKAGES $COVERAGE_PACKAGES
 build_tests || fail "the tests could not be built"
@@ -61,5 +63,5 @@ run_tests
 collect || fail "gcovr cannot read what the tests left"
 report src/app 100 90
 report platform/host 85 0
-[ -z "$skipped_steps" ] || echo "not run: $skipped_steps"
+[ ${#skipped[@]} -eq 0 ] || printf 'not run: %s\n' "${skipped[@]}"
 [ $failed -eq 0 ]
