@@ -61,12 +61,14 @@ def test_records_go_to_the_journal_under_a_service_manager(daemon, manager, jour
     assert fields["SYSLOG_IDENTIFIER"] == "snmp-app"
     assert fields["MESSAGE"] == ("notice   snmp-app [src/app/application:57 Run] "
                                  "Initializing SNMP daemon.")
-    assert fields["PRIORITY"] == "4"
+    assert (fields["PRIORITY"], fields["SNMP_APP_CATEGORY"]) == ("5", "snmp-app")
+    assert journal.entry("Ready.")["PRIORITY"] == "5"
     assert journal.entry("Loading SNMP agent configuration")["PRIORITY"] == "6"
     daemon.write_startup("nonsense")
     daemon.tell(signal.SIGHUP)
     fields = journal.entry("start-up configuration refused")
-    assert (fields["PRIORITY"], fields["CODE_FUNC"]) == ("4", "ReplaceByStartupFile")
+    assert (fields["PRIORITY"], fields["CODE_FUNC"]) == ("3", "ReplaceByStartupFile")
+    assert fields["SNMP_APP_CATEGORY"] == "fault"
 
 
 def test_standard_error_that_is_the_journal_gets_no_records(daemon, manager, journal, tmp_path):

@@ -14,7 +14,7 @@ namespace host {
 namespace {
 
 zlog_category_t* FaultCategory() {
-  static zlog_category_t* const category = vkmw_trace_register_category("fault");
+  static zlog_category_t* const category = vkmw_trace_register_category(kFaultCategory);
   return category;
 }
 

@@ -8,6 +8,9 @@ namespace host {
 /// The levels of the log, lowest first.
 enum LogLevel { kDetail = 10, kProgress = 11, kNotice = 12 };
 
+/// The category of faults, whatever their level.
+constexpr char kFaultCategory[] = "fault";
+
 /// The category "platform".
 zlog_category_t* LogCategory();
 

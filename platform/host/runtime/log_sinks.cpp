@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <climits>
 
+#include "runtime/log.h"
+
 namespace host {
 
 namespace {
@@ -30,17 +32,11 @@ ssize_t WriteToTerminal(int descriptor, const std::string& text) {
   return written;
 }
 
-int Priority(spdlog::level::level_enum level) {
-  switch (level) {
-    case spdlog::level::debug:
-      return LOG_DEBUG;
-    case spdlog::level::info:
-      return LOG_INFO;
-    case spdlog::level::warn:
-      return LOG_WARNING;
-    default:
-      return LOG_CRIT;
-  }
+/// What an operator has to look at stands out; see syslog(3).
+int Priority(const spdlog::details::log_msg& message) {
+  if (message.logger_name == kFaultCategory) return LOG_ERR;
+  if (message.level >= spdlog::level::warn) return LOG_NOTICE;
+  return message.level == spdlog::level::info ? LOG_INFO : LOG_DEBUG;
 }
 
 std::string Field(const char* name, const std::string& value) {
@@ -131,8 +127,10 @@ JournalSink::~JournalSink() {
 /// A record is one line, so all fields have their plain form.
 bool JournalSink::Take(const spdlog::details::log_msg& message, const std::string& line) {
   std::string fields = Field("MESSAGE", line.substr(0, line.find('\n'))) +
-                       Field("PRIORITY", std::to_string(Priority(message.level))) +
-                       Field("SYSLOG_IDENTIFIER", identifier_);
+                       Field("PRIORITY", std::to_string(Priority(message))) +
+                       Field("SYSLOG_IDENTIFIER", identifier_) +
+                       Field("SNMP_APP_CATEGORY", {message.logger_name.data(),
+                                                   message.logger_name.size()});
   if (!message.source.empty()) {
     fields += Field("CODE_FILE", message.source.filename) +
               Field("CODE_LINE", std::to_string(message.source.line)) +

@@ -52,7 +52,8 @@ class StandardErrorSink final : public LossySink {
   std::string rest_;  ///< Of a record that was taken in part.
 };
 
-/// The journal, by its native protocol; see systemd.journal-fields(7).
+/// The journal, by its native protocol; see systemd.journal-fields(7). Faults have priority 3, the
+/// levels notice, progress and detail 5, 6 and 7; the category is the field SNMP_APP_CATEGORY.
 class JournalSink final : public LossySink {
  public:
   explicit JournalSink(const std::string& identifier,
