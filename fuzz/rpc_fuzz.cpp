@@ -116,7 +116,7 @@ void Greet(const std::string& message) {
 void Ask(host::RpcHandler* handler, const host::Datastores& datastores,
          const std::string& message) {
   const std::string before = Content(datastores);
-  const host::RpcReply reply = handler->Handle(kSession, message);
+  const host::RpcReply reply = handler->Handle(kSession, "fuzzer", message);
   CheckReply(message, reply);
   if (reply.is_error || HasData(reply)) {
     Require(Content(datastores) == before, "what is refused or only reads changes nothing");

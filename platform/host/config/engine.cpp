@@ -73,24 +73,50 @@ LoadResult Engine::LoadStored() {
   return result;
 }
 
-CommitResult Engine::ReplaceByFile(const std::string& path) {
+CommitResult Engine::ReplaceByFile(const std::string& path, const Author& author) {
   RefuseNested();
-  const std::string text = ReadFile(path);
-  Tree candidate;
-  try {
-    candidate = ParseTree(schema_.Context(), text);
-    ForgetMarks(candidate.get());
-    Prepare(&candidate);
-  } catch (const std::runtime_error& error) {
-    throw std::runtime_error(path + ": " + error.what());
-  }
-  return CommitPrepared(std::move(candidate));
+  return Told(author, [&](CommitRecord* record) {
+    const std::string text = ReadFile(path);
+    Tree candidate;
+    try {
+      candidate = ParseTree(schema_.Context(), text);
+      DropMarked(&candidate);
+      Prepare(&candidate);
+    } catch (const std::runtime_error& error) {
+      throw std::runtime_error(path + ": " + error.what());
+    }
+    return CommitPrepared(std::move(candidate), record);
+  });
 }
 
-CommitResult Engine::Commit(Tree candidate) {
+CommitResult Engine::Commit(Tree candidate, const Author& author) {
   RefuseNested();
-  Prepare(&candidate);
-  return CommitPrepared(std::move(candidate));
+  return Told(author, [&](CommitRecord* record) {
+    Prepare(&candidate);
+    return CommitPrepared(std::move(candidate), record);
+  });
+}
+
+/// The outcome of `commit`, which the observer has been told of.
+CommitResult Engine::Told(const Author& author, const RecordedCommit& commit) const {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point begin = Clock::now();
+  CommitRecord record;
+  record.author = author;
+  const auto tell = [&] {
+    record.duration = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+    if (observer_) observer_(record);
+  };
+  CommitResult result;
+  try {
+    result = commit(&record);
+  } catch (const std::exception& error) {
+    record.refusal = error.what();
+    tell();
+    throw;
+  }
+  tell();
+  return result;
 }
 
 void Engine::Check(Tree candidate) const {
@@ -106,10 +132,10 @@ void Engine::Prepare(Tree* candidate) const {
   Validate(schema_.Context(), candidate);
 }
 
-CommitResult Engine::CommitPrepared(Tree candidate) {
+CommitResult Engine::CommitPrepared(Tree candidate, CommitRecord* record) {
   std::vector<common::Change> changes = Differences(schema_, running_.get(), candidate.get());
   candidate = CallHooks(std::move(candidate), &changes);
-  return PutInForce(std::move(candidate), std::move(changes));
+  return PutInForce(std::move(candidate), std::move(changes), record);
 }
 
 /// The candidate with what the hooks wrote; `*changes` are brought up to date.
@@ -126,11 +152,13 @@ Tree Engine::CallHooks(Tree candidate, std::vector<common::Change>* changes) {
   return candidate;
 }
 
-CommitResult Engine::PutInForce(SharedTree candidate, std::vector<common::Change> changes) {
+CommitResult Engine::PutInForce(SharedTree candidate, std::vector<common::Change> changes,
+                                CommitRecord* record) {
   const std::string text = PrintTree(candidate.get());
   CommitResult result;
   if (!Tells(text, candidate.get())) throw std::bad_alloc();
   if (changes.empty() && text == PrintTree(running_.get())) return result;
+  record->changes = ChangesText(changes);
   save_(text);
   // Nothing throws from here on but `deliver_`: what is stored is in force.
   running_.swap(candidate);

@@ -4,9 +4,11 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "confd_cdb.h"
+#include "config/commit_record.h"
 #include "config/hooks.h"
 #include "config/reader.h"
 #include "config/schema.h"
@@ -60,7 +62,7 @@ class Engine {
   /// changes. What the system wrote on its own stays, as far as what it stands in does.
   /// Throws std::runtime_error with the file's path, the place in it and the reason when the file
   /// cannot be read or is refused by the models, as Commit() else. Nothing has changed then.
-  CommitResult ReplaceByFile(const std::string& path);
+  CommitResult ReplaceByFile(const std::string& path, const Author& author = {});
 
   /// A copy of the running configuration, to be edited and given to Commit().
   Tree CopyRunning() const { return CopyTree(running_.get()); }
@@ -73,7 +75,10 @@ class Engine {
   /// be saved or a commit is under way, std::bad_alloc when memory runs short, also where the text
   /// to be saved is found to tell something else than the candidate; an exception of a hook
   /// propagates. Nothing has changed then.
-  CommitResult Commit(Tree candidate);
+  CommitResult Commit(Tree candidate, const Author& author = {});
+
+  /// `observer` is told of commits from now on.
+  void SetCommitObserver(CommitObserver observer) { observer_ = std::move(observer); }
 
   /// Checks `candidate` as Commit() does before it calls hooks, and throws as that; nothing else
   /// happens.
@@ -104,15 +109,20 @@ class Engine {
  private:
   void RefuseNested() const;
   void Prepare(Tree* candidate) const;
-  CommitResult CommitPrepared(Tree candidate);
+  using RecordedCommit = std::function<CommitResult(CommitRecord* record)>;
+
+  CommitResult Told(const Author& author, const RecordedCommit& commit) const;
+  CommitResult CommitPrepared(Tree candidate, CommitRecord* record);
   Tree CallHooks(Tree candidate, std::vector<common::Change>* changes);
-  CommitResult PutInForce(SharedTree candidate, std::vector<common::Change> changes);
+  CommitResult PutInForce(SharedTree candidate, std::vector<common::Change> changes,
+                          CommitRecord* record);
 
   Schema schema_;
   Store store_;
   Save save_;
   Deliver deliver_;
   Hooks* hooks_;
+  CommitObserver observer_;
   SharedTree running_;     ///< Never null: the models have containers.
   SharedTree pre_commit_;  ///< Running as it was before the commit; set during its delivery.
   Transaction* transaction_ = nullptr;  ///< Set while hooks are called.

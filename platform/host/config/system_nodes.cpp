@@ -48,6 +48,17 @@ void CarryOver(const lyd_node* running, lyd_node* candidate, lyd_node* parent) {
   }
 }
 
+void DropMarked(Tree* tree, lyd_node* siblings) {
+  for (lyd_node *node = siblings, *next = nullptr; node != nullptr; node = next) {
+    next = node->next;
+    if (IsMarkedAsSystem(node)) {
+      Remove(tree, node);
+    } else if (IsInner(node)) {
+      DropMarked(tree, lyd_child(node));
+    }
+  }
+}
+
 }  // namespace
 
 bool IsMarkedAsSystem(const lyd_node* node) { return FindMark(node) != nullptr; }
@@ -60,12 +71,7 @@ void MarkAsSystem(lyd_node* node) {
   }
 }
 
-void ForgetMarks(lyd_node* tree) {
-  for (lyd_node* node = tree; node != nullptr; node = node->next) {
-    lyd_free_meta_single(const_cast<lyd_meta*>(FindMark(node)));
-    if (IsInner(node)) ForgetMarks(lyd_child(node));
-  }
-}
+void DropMarked(Tree* tree) { DropMarked(tree, tree->get()); }
 
 void RefuseOperatorWrites(const lyd_node* running, const lyd_node* candidate) {
   for (const lyd_node* node = candidate; node != nullptr; node = node->next) {

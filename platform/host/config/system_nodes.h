@@ -11,8 +11,9 @@ namespace host {
 void MarkAsSystem(lyd_node* node);
 bool IsMarkedAsSystem(const lyd_node* node);
 
-/// Takes all marks away: what an operator's file names is the operator's.
-void ForgetMarks(lyd_node* tree);
+/// Takes all marked nodes away: an operator's file that has some was read from a system, which made
+/// them; the one that takes it makes its own.
+void DropMarked(Tree* tree);
 
 /// Throws Refusal with data path and reason when `candidate` has a leaf that only the
 /// system writes with another value than `running`, or where `running` has none. Linear.

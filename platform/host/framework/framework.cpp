@@ -71,6 +71,15 @@ void SaveOrEnd(const Store& store, const std::string& text) {
   }
 }
 
+/// Who changed what, and who tried. A record that there is no memory for must not pass for a
+/// refusal of what is in force.
+void TellCommit(const CommitRecord& record) {
+  try {
+    HOST_LOG(kNotice, "%s", RecordText(record).c_str());
+  } catch (const std::exception&) {
+  }
+}
+
 }  // namespace
 
 Framework::Framework(Process& process, AgentCalls& agent, const Folders& folders,
@@ -93,6 +102,7 @@ Framework::Framework(Process& process, AgentCalls& agent, const Folders& folders
       rules_retry_(process.loop, [this] { return !rules_.Retry(); }),
       monitor_(process.loop, [this] { rules_.Restore(); }) {
   callpoints_.CheckAgainst(engine_.Models());
+  engine_.SetCommitObserver(TellCommit);
   MakeFolder(folders.state);
   rules_.SetMarkObserver(
       [this](uint16_t redirect_port, uint32_t mark) { agent_.SetMark(redirect_port, mark); });
@@ -175,14 +185,17 @@ void Framework::LoadConfiguration() {
   if (stored.found) {
     HOST_LOG(kProgress, "Running configuration as it was stored; %s is read at SIGHUP.",
              folders_.StartupFile().c_str());
+  } else if (std::filesystem::exists(folders_.StartupFile())) {
+    ReplaceByStartupFile("first start");
   } else {
-    ReplaceByStartupFile();
+    HOST_LOG(kNotice, "There is no configuration yet; %s is read at SIGHUP.",
+             folders_.StartupFile().c_str());
   }
 }
 
-void Framework::ReplaceByStartupFile() {
+void Framework::ReplaceByStartupFile(const char* operation) {
   try {
-    const CommitResult result = engine_.ReplaceByFile(folders_.StartupFile());
+    const CommitResult result = engine_.ReplaceByFile(folders_.StartupFile(), {"", 0, operation});
     HOST_LOG(kProgress, "Start-up configuration %s: %s.", folders_.StartupFile().c_str(),
              result.delivered ? "in force" : "changes nothing");
   } catch (const std::exception& exception) {
@@ -211,7 +224,13 @@ void Framework::Disconnect(vkconfd::BaseHandler* handler) {
 void Framework::Reload() {
   const ProcessScope scope(process_);
   NotifyReloading();
-  ReplaceByStartupFile();
+  const SessionId holder = netconf_ == nullptr ? 0 : netconf_->RunningLockedBy();
+  if (holder == 0) {
+    ReplaceByStartupFile("reload");
+  } else {
+    HOST_FAULT("start-up configuration not taken, the running one stays: session " +
+               std::to_string(holder) + " has locked it");
+  }
   TellReady();
 }
 

@@ -46,7 +46,8 @@ class Framework : public VkConfdInterface {
   void Connect(ELEM_CONFD_PHASE_ET phase);
 
   /// Replaces the running configuration by the start-up file and delivers the changes; a refused
-  /// file is reported as a fault and changes nothing.
+  /// file, and one while a session has the running configuration locked, is reported as a fault and
+  /// changes nothing.
   void Reload();
 
   /// Makes the agent's listeners those of the running configuration; returns the ones that failed.
@@ -59,7 +60,7 @@ class Framework : public VkConfdInterface {
   void LoadConfiguration();
   void OpenNetconf();
   Tree State();
-  void ReplaceByStartupFile();
+  void ReplaceByStartupFile(const char* operation);
   void ConnectHandler(vkconfd::ConfigHandler* handler, ELEM_CONFD_PHASE_ET phase);
   static void Disconnect(vkconfd::BaseHandler* handler);
   void DeliverOrEnd(std::vector<common::Change>& changes);

@@ -95,11 +95,15 @@ std::string Entry(const char* list, int position) {
   return std::string(list) + "[" + std::to_string(position) + "]/";
 }
 
+bool IsOfL3Interface(const std::string& name) { return name.compare(0, 3, "l3-") == 0; }
+
 /// Why a listening interface has no redirect, or one that does not work; empty for one that does.
 /// `refusal` is what the kernel said.
-std::string WhyNoRedirect(bool enabled, bool redirect, const std::string& vrf,
-                          bool hears_vrf_devices, const std::string& refusal) {
+std::string WhyNoRedirect(const std::string& name, bool enabled, bool redirect,
+                          const std::string& vrf, bool hears_vrf_devices,
+                          const std::string& refusal) {
   if (!enabled) return "the agent is disabled";
+  if (!IsOfL3Interface(name)) return "its name is not l3- and that of an L3 interface";
   if (vrf.empty()) return "the interface is in no VRF";
   if (!redirect) {
     return refusal.empty() ? "the kernel refused it; see the log"
@@ -113,7 +117,7 @@ std::string WhyNoRedirect(bool enabled, bool redirect, const std::string& vrf,
 std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled, const Rules& rules,
                          bool hears_vrf_devices) {
   const std::string name = Text(cdb_socket, entry + "name");
-  const std::string l3_name = name.compare(0, 3, "l3-") == 0 ? name.substr(3) : name;
+  const std::string l3_name = IsOfL3Interface(name) ? name.substr(3) : name;
   const std::string vrf =
       Text(cdb_socket, std::string(kL3InterfacesPath) + "{" + l3_name + "}/vrf");
   const std::string kernel_name = ReadKernelName(cdb_socket, name);
@@ -127,7 +131,7 @@ std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled,
           Element("udp-port", port) +
           (redirect_port == 0 ? "" : Element("redir-port", redirect_port)) +
           Leaf("redirect", redirect) +
-          Leaf("reason", WhyNoRedirect(enabled, redirect, vrf, hears_vrf_devices, refusal)));
+          Leaf("reason", WhyNoRedirect(name, enabled, redirect, vrf, hears_vrf_devices, refusal)));
 }
 
 std::string InterfacesXml(int cdb_socket, const Rules& rules) {

@@ -25,21 +25,21 @@ Tree Datastores::Copy(Datastore datastore) const {
   return copy;
 }
 
-void Datastores::Replace(Datastore datastore, Tree content, SessionId session) {
-  CheckAccess(datastore, session);
+void Datastores::Replace(Datastore datastore, Tree content, const Author& author) {
+  CheckAccess(datastore, author.session);
   if (datastore == Datastore::kRunning) {
-    engine_->Commit(std::move(content));
+    engine_->Commit(std::move(content), author);
     return;
   }
   candidate_ = std::move(content);
   candidate_changed_ = true;
 }
 
-void Datastores::Commit(SessionId session) {
-  CheckAccess(Datastore::kCandidate, session);
-  CheckAccess(Datastore::kRunning, session);
+void Datastores::Commit(const Author& author) {
+  CheckAccess(Datastore::kCandidate, author.session);
+  CheckAccess(Datastore::kRunning, author.session);
   if (!candidate_changed_) return;
-  engine_->Commit(CopyTree(candidate_.get()));
+  engine_->Commit(CopyTree(candidate_.get()), author);
   candidate_.reset();
   candidate_changed_ = false;
 }

@@ -29,10 +29,10 @@ class Datastores {
   Tree Copy(Datastore datastore) const;
 
   /// Gives a datastore this content; for the running one that is a commit.
-  void Replace(Datastore datastore, Tree content, SessionId session);
+  void Replace(Datastore datastore, Tree content, const Author& author);
 
   /// Makes the candidate the running configuration.
-  void Commit(SessionId session);
+  void Commit(const Author& author);
 
   /// Makes the candidate what is running.
   void Discard(SessionId session);

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "config/system_nodes.h"
 #include "config/tree_edit.h"
 #include "netconf/edit_choice.h"
 #include "netconf/edit_order.h"
@@ -73,7 +74,7 @@ class Editor {
         RemoveByName(edit, parent);
       } else if (lysc_is_key(edit->schema)) {
         RequireOneKey(edit);
-      } else {
+      } else if (!IsMarkedAsSystem(edit)) {  // The system makes its own anew.
         RequireConfiguration(edit);
         const EditOperation operation = OperationOf(edit, inherited);
         if (!Removes(operation)) RequireOneCase(edit, &in_cases);

@@ -13,7 +13,9 @@ enum class EditOperation { kMerge, kReplace, kCreate, kDelete, kRemove, kNone };
 EditOperation ParseEditOperation(const char* name);
 
 /// Applies the content of a <config> element, siblings as libyang parsed them, to `*tree`, which is
-/// not validated. `operation` is that of elements that do not say it. Throws RpcError: an element
+/// not validated. `operation` is that of elements that do not say it. Elements that are marked as
+/// written by the system are passed over, so that what was read can be sent back, to any system.
+/// Throws RpcError: an element
 /// or a value that the models do not have, an entry without its keys, data-exists for a creation,
 /// data-missing for a deletion or, under "none", for an element that is not there; `*tree` is then
 /// good for nothing but being freed.

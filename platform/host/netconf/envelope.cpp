@@ -53,6 +53,7 @@ void RpcEnvelope::Read(ly_ctx* context, const std::string& message) {
                    "elements of one name beside each other need a namespace")
         .With("bad-element", head_.unreadable);
   }
+  if (head_.refused_attribute) throw RpcError(*head_.refused_attribute);
   const Input input(message);
   lyd_node* envelope = nullptr;
   lyd_node* operation = nullptr;
@@ -63,7 +64,7 @@ void RpcEnvelope::Read(ly_ctx* context, const std::string& message) {
   if (result == LY_SUCCESS && operation != nullptr) {
     result = lyd_validate_op(operation, nullptr, LYD_TYPE_RPC_YANG, nullptr);
   }
-  if (result != LY_SUCCESS) throw TakeRequestError(context, message);
+  if (result != LY_SUCCESS) throw TakeRequestError(context);
   if (envelope_ == nullptr) throw NoRequest("no rpc element");
 }
 

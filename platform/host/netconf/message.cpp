@@ -8,7 +8,7 @@
 #include <new>
 #include <set>
 
-#include "netconf/rpc_error.h"
+#include "netconf/envelope.h"
 
 namespace host {
 
@@ -21,11 +21,14 @@ std::string Text(const xmlChar* text) {
 /// What libxml2 tells while it reads a message.
 struct Reading {
   MessageHead head;
-  std::string fault;  ///< The first one.
+  std::string fault;        ///< The first one.
+  size_t config_depth = 0;  ///< Of the <config> that is open, 0 for none.
   /// Of each open element: the names of its children so far that have no namespace.
   std::vector<std::set<std::string>> without_namespace;
 
   static Reading* Of(void* reading) { return static_cast<Reading*>(reading); }
+
+  size_t Depth() const { return without_namespace.size(); }
 
   void NoteFault(const std::string& text) {
     if (fault.empty()) fault = text.substr(0, text.find('\n'));
@@ -46,23 +49,50 @@ void ReadRoot(const xmlChar* name, const xmlChar* ns, int count, const xmlChar**
   for (int i = 0; i < count; ++i) head->attributes.push_back(AttributeAt(attributes + 5L * i));
 }
 
+ElementPlace PlaceOf(const std::string& name, const Reading& reading) {
+  if (reading.config_depth != 0) return ElementPlace::kConfiguration;
+  return name == "filter" ? ElementPlace::kFilter : ElementPlace::kOther;
+}
+
+void CheckAttributes(const std::string& element, int count, const xmlChar** attributes,
+                     Reading* reading) {
+  const ElementPlace place = PlaceOf(element, *reading);
+  for (int i = 0; i < count && !reading->head.refused_attribute; ++i) {
+    try {
+      CheckAttribute(AttributeAt(attributes + 5L * i), place, element);
+    } catch (const RpcError& error) {
+      reading->head.refused_attribute = error;
+    }
+  }
+}
+
+/// What an element's place means for those beside it and in it.
+void NoteElement(const std::string& name, const std::string& ns, Reading* reading) {
+  std::set<std::string>& siblings = reading->without_namespace.back();
+  if (siblings.count(name) != 0) reading->head.unreadable = name;
+  if (ns.empty()) siblings.insert(name);
+  const bool is_config = name == "config" && ns == kNetconfNamespace;
+  if (is_config && reading->config_depth == 0) reading->config_depth = reading->Depth();
+}
+
 void StartElement(void* user, const xmlChar* name, const xmlChar* /*prefix*/, const xmlChar* ns,
                   int /*namespace_count*/, const xmlChar** /*namespaces*/, int attribute_count,
                   int /*defaulted*/, const xmlChar** attributes) {
   Reading* reading = Reading::Of(user);
-  if (reading->without_namespace.empty()) {
+  if (reading->Depth() == 0) {
     ReadRoot(name, ns, attribute_count, attributes, &reading->head);
   } else {
-    std::set<std::string>& siblings = reading->without_namespace.back();
-    if (siblings.count(Text(name)) != 0) reading->head.unreadable = Text(name);
-    if (ns == nullptr) siblings.insert(Text(name));
+    CheckAttributes(Text(name), attribute_count, attributes, reading);
+    NoteElement(Text(name), Text(ns), reading);
   }
   reading->without_namespace.emplace_back();
 }
 
 void EndElement(void* user, const xmlChar* /*name*/, const xmlChar* /*prefix*/,
                 const xmlChar* /*ns*/) {
-  Reading::Of(user)->without_namespace.pop_back();
+  Reading* reading = Reading::Of(user);
+  reading->without_namespace.pop_back();
+  if (reading->Depth() == reading->config_depth) reading->config_depth = 0;
 }
 
 void DocumentType(void* user, const xmlChar* /*name*/, const xmlChar* /*external_id*/,

@@ -3,18 +3,14 @@
 // libxml2 takes it, as libyang 2.1.30 reads more than XML has, and null pointers at some of it.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
-namespace host {
+#include "netconf/attributes.h"
+#include "netconf/rpc_error.h"
 
-/// As it is meant: references are resolved, and line ends are blanks (XML 1.0, 3.3.3).
-struct MessageAttribute {
-  std::string prefix;
-  std::string ns;
-  std::string name;
-  std::string value;
-};
+namespace host {
 
 /// The root of a message, and whether libyang can read what is in it.
 struct MessageHead {
@@ -25,6 +21,10 @@ struct MessageHead {
   /// The name of an element behind one of the same name and without a namespace, which libyang
   /// must not see; empty when there is none.
   std::string unreadable;
+
+  /// What CheckAttribute() has against the first attribute below the root that it refuses; libyang
+  /// passes some of these over.
+  std::optional<RpcError> refused_attribute;
 };
 
 /// Throws RpcError, malformed-message, for what is no XML document with declared prefixes, or has a

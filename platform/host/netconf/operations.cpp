@@ -61,7 +61,7 @@ std::string EditConfig(const Request& request) {
   // What is put into running is checked by its commit.
   const bool is_checked_later = test == "test-then-set" && target == Datastore::kRunning;
   if (test != "set" && !is_checked_later) request.datastores->Check(CopyTree(content.get()));
-  if (test != "test-only") request.datastores->Replace(target, std::move(content), request.session);
+  if (test != "test-only") request.datastores->Replace(target, std::move(content), request.author);
   return kOk;
 }
 
@@ -72,17 +72,17 @@ std::string CopyConfig(const Request& request) {
     throw RpcError("protocol", "invalid-value", "source and target are one datastore")
         .With("bad-element", "source");
   }
-  request.datastores->Replace(target, SourceOf(request), request.session);
+  request.datastores->Replace(target, SourceOf(request), request.author);
   return kOk;
 }
 
 std::string Commit(const Request& request) {
-  request.datastores->Commit(request.session);
+  request.datastores->Commit(request.author);
   return kOk;
 }
 
 std::string DiscardChanges(const Request& request) {
-  request.datastores->Discard(request.session);
+  request.datastores->Discard(request.author.session);
   return kOk;
 }
 
@@ -92,19 +92,21 @@ std::string Validate(const Request& request) {
 }
 
 std::string Lock(const Request& request) {
-  request.datastores->Lock(DatastoreIn(Parameter(request.operation, "target")), request.session);
+  request.datastores->Lock(DatastoreIn(Parameter(request.operation, "target")),
+                           request.author.session);
   return kOk;
 }
 
 std::string Unlock(const Request& request) {
-  request.datastores->Unlock(DatastoreIn(Parameter(request.operation, "target")), request.session);
+  request.datastores->Unlock(DatastoreIn(Parameter(request.operation, "target")),
+                             request.author.session);
   return kOk;
 }
 
 std::string KillSession(const Request& request) {
   const auto session =
       static_cast<SessionId>(std::stoul(ParameterText(request.operation, "session-id")));
-  if (session == request.session) {
+  if (session == request.author.session) {
     throw RpcError("protocol", "invalid-value", "a session ends itself by close-session");
   }
   if (!request.services->kill(session)) {

@@ -23,7 +23,7 @@ struct RpcServices {
 /// One request that its model has checked, and what it works on.
 struct Request {
   const lyd_node* operation;
-  SessionId session;
+  Author author;
   Datastores* datastores;
   const RpcServices* services;
 

@@ -7,11 +7,13 @@
 
 namespace host {
 
-RpcReply RpcHandler::Handle(SessionId session, const std::string& message) {
+RpcReply RpcHandler::Handle(SessionId session, const std::string& user,
+                            const std::string& message) {
   const RpcEnvelope envelope(datastores_->Models().Context(), message);
   Answer answer;
   try {
-    answer = Perform({envelope.Operation(), session, datastores_, &services_});
+    const lyd_node* operation = envelope.Operation();
+    answer = Perform({operation, {user, session, NameOf(operation)}, datastores_, &services_});
   } catch (const RpcError& error) {
     return Refused(envelope, error);
   } catch (const Refusal& refusal) {

@@ -23,8 +23,8 @@ class RpcHandler {
   RpcHandler(Datastores* datastores, RpcServices services)
       : datastores_(datastores), services_(std::move(services)) {}
 
-  /// Answers one message of a session.
-  RpcReply Handle(SessionId session, const std::string& message);
+  /// Answers one message of a session, which `user` has.
+  RpcReply Handle(SessionId session, const std::string& user, const std::string& message);
 
   /// Whether a session has locked a datastore.
   bool HasLock(SessionId session) const;

@@ -23,7 +23,6 @@ constexpr KnownRefusal kKnown[] = {
     {"not found in the", "unknown-element", "bad-element"},
     {"Unexpected child element", "unknown-element", "bad-element"},
     {"No module with namespace", "unknown-namespace", "bad-namespace"},
-    {"Annotation definition for attribute", "unknown-attribute", "bad-attribute"},
     {"Data for both cases", "bad-element", "bad-element"},
     // One that has another key twice; what lacks a key is told by the edit.
     {"List instance is missing its key", "bad-element", "bad-element"},
@@ -34,6 +33,9 @@ constexpr KnownRefusal kKnown[] = {
 /// Choices are no elements: what a request without any of their cases lacks.
 constexpr const char* kChoices[][2] = {
     {"config-target", "target"}, {"config-source", "source"}, {"edit-content", "config"}};
+
+/// And of <get-config>, the other one with a filter.
+constexpr char kGet[] = "/ietf-netconf:get";
 
 constexpr char kDeleteConfig[] = "/ietf-netconf:delete-config";
 
@@ -74,36 +76,23 @@ bool IsLeaf(const ly_ctx* context, const std::string& path) {
   return node != nullptr && (node->nodetype & LYD_NODE_TERM) != 0;
 }
 
-/// The name of the attribute that has a value in a request, empty when none is found.
-std::string AttributeWith(const std::string& message, const std::string& value) {
-  for (const char quote : {'"', '\''}) {
-    const size_t found = message.find("=" + (quote + value) + quote);
-    if (value.empty() || found == std::string::npos) continue;
-    const size_t begin = message.find_last_of(" \t\r\n:", found) + 1;
-    return message.substr(begin, found - begin);
+/// A value that its type does not take: of a leaf or, as the place is not that of a leaf, of one of
+/// the attributes that are read as more than a word, which are expressions.
+RpcError BadValue(const ly_ctx* context, const std::string& reason, const std::string& path) {
+  if (!IsLeaf(context, path)) {
+    const bool is_in_filter = path.compare(0, sizeof kGet - 1, kGet) == 0;
+    const RpcError error("protocol", "bad-attribute", reason);
+    if (!is_in_filter) return error.With("bad-attribute", "key");
+    return error.With("bad-attribute", "select").With("bad-element", "filter");
   }
-  return "";
-}
-
-/// A value that its type does not take: of a leaf or, as the place is not that of a leaf, of an
-/// attribute there.
-RpcError BadValue(const ly_ctx* context, const std::string& reason, const std::string& path,
-                  const std::string& message, const std::string& value) {
-  if (IsLeaf(context, path)) {
-    return RpcError("protocol", "invalid-value", reason)
-        .At(path)
-        .With("bad-element", path.substr(path.find_last_of("/:") + 1));
-  }
-  std::string name = AttributeWith(message, value);
-  // libyang does not quote the whole expression of a filter, the other attribute of these.
-  if (name.empty() && path.compare(0, 17, "/ietf-netconf:get") == 0) name = "select";
-  RpcError error("protocol", "bad-attribute", reason);
-  return name.empty() ? error : error.With("bad-attribute", name);
+  return RpcError("protocol", "invalid-value", reason)
+      .At(path)
+      .With("bad-element", path.substr(path.find_last_of("/:") + 1));
 }
 
 }  // namespace
 
-RpcError TakeRequestError(ly_ctx* context, const std::string& message) {
+RpcError TakeRequestError(ly_ctx* context) {
   const ly_err_item* first = ly_err_first(context);
   if (first == nullptr) return {"protocol", "operation-failed", TakeErrors(context)};
   const std::string text = first->msg == nullptr ? "" : first->msg;
@@ -125,7 +114,7 @@ RpcError TakeRequestError(ly_ctx* context, const std::string& message) {
   if (code == LYVE_SYNTAX || said.find("Unknown XML prefix") != std::string::npos) {
     return {"rpc", "malformed-message", "this is no request: " + reason};
   }
-  return BadValue(context, reason, path, message, QuotedIn(text));
+  return BadValue(context, reason, path);
 }
 
 }  // namespace host

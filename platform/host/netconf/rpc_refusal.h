@@ -10,7 +10,7 @@
 namespace host {
 
 /// The refusal of a request from what libyang has to say about it, which is forgotten then.
-/// malformed-message is for what is no XML. `message` is the request.
-RpcError TakeRequestError(ly_ctx* context, const std::string& message);
+/// malformed-message is for what is no XML.
+RpcError TakeRequestError(ly_ctx* context);
 
 }  // namespace host

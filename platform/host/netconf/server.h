@@ -28,6 +28,9 @@ class NetconfServer {
   /// Ends all sessions and removes the socket.
   ~NetconfServer();
 
+  /// The session that has locked the running configuration, 0 for none.
+  SessionId RunningLockedBy() const { return datastores_.LockedBy(Datastore::kRunning); }
+
   NetconfServer(const NetconfServer&) = delete;
   NetconfServer& operator=(const NetconfServer&) = delete;
 

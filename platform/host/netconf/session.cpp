@@ -176,7 +176,7 @@ void NetconfSession::TakeHello(const std::string& message) {
 }
 
 void NetconfSession::Answer(const std::string& message) {
-  const RpcReply reply = handler_->Handle(facts_.id, message);
+  const RpcReply reply = handler_->Handle(facts_.id, facts_.user, message);
   if (ended_) return;
   ++(reply.closes && reply.is_error ? facts_.bad_requests : facts_.requests);
   facts_.errors += reply.is_error ? 1 : 0;

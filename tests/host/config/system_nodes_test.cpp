@@ -86,13 +86,22 @@ TEST_F(SystemNodesTest, EntryThatTheFileNamesIsTheOperators) {
               AllOf(Not(HasSubstr("0.0.0.0:61000")), HasSubstr("\"redir-port\": 61000")));
 }
 
-TEST_F(SystemNodesTest, MarkInAnOperatorsFileCountsForNothing) {
-  const std::string settings = R"("extraIpPorts": ["10.0.0.1:161"],)"
+TEST_F(SystemNodesTest, WhatIsMarkedInAnOperatorsFileIsPassedOver) {
+  const std::string settings = R"("extraIpPorts": ["10.0.0.1:161", "10.0.0.2:161"],)"
                                R"("@extraIpPorts": [{"snmp-app-platform:written-by": "system"}])";
   host_.Replace(ListenJson({{"a1", 1}}, settings));
-  EXPECT_THAT(host_.RunningText(), HasSubstr("10.0.0.1:161"));
-  host_.Replace(kOneRow);
-  EXPECT_THAT(host_.RunningText(), Not(HasSubstr("10.0.0.1:161")));
+  EXPECT_THAT(host_.RunningText(), AllOf(Not(HasSubstr("10.0.0.1:161")), HasSubstr("10.0.0.2")));
+}
+
+TEST_F(SystemNodesTest, WhatASystemStoredIsTakenByItAndByAnother) {
+  const std::string stored = host_.RunningText();
+  EXPECT_FALSE(host_.Replace(stored).saved);
+  TestFolder other_folder;
+  HookedEngine other(other_folder);
+  other.hooks.action = FollowWithExtraEntries;
+  other.Replace(ListenJson({{"b2", 2}}));
+  EXPECT_TRUE(other.Replace(stored).delivered);
+  EXPECT_THAT(other.RunningText(), AllOf(HasSubstr("61000"), Not(HasSubstr("62000"))));
 }
 
 TEST_F(SystemNodesTest, DeletedByAnEditTheyComeBack) {

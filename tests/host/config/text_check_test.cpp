@@ -63,7 +63,7 @@ TEST(TextCheck, MarksAndOtherModelsHaveTheirNames) {
   }
   const std::string text = host::PrintTree(tree.get());
   ASSERT_THAT(text, ::testing::HasSubstr("\"@extraIpPorts\""));
-  host::ForgetMarks(tree.get());
+  lyd_free_meta_siblings(marked->meta);
   EXPECT_FALSE(host::Tells(text, tree.get()));
 }
 

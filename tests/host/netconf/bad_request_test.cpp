@@ -40,7 +40,7 @@ struct BadRequest {
   const char* name;
   std::string operation;
   const char* tag;
-  const char* info;  ///< The whole <error-info>, empty for none.
+  std::string info;  ///< The whole <error-info>, empty for none.
 };
 
 void PrintTo(const BadRequest& request, std::ostream* out) { *out << request.operation; }
@@ -57,6 +57,11 @@ TEST_P(BadRequests, AreToldApartAndKeepTheSession) {
 
 std::string EditOf(const std::string& content) {
   return "<edit-config><target><running/></target><config>" + content + "</config></edit-config>";
+}
+
+std::string Misused(const std::string& attribute, const std::string& element) {
+  return "<bad-attribute>" + attribute + "</bad-attribute><bad-element>" + element +
+         "</bad-element>";
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -83,12 +88,38 @@ INSTANTIATE_TEST_SUITE_P(
         BadRequest{"AnUnknownNamespace", R"(<commit xmlns="urn:x"/>)", "unknown-namespace",
                    "<bad-namespace>urn:x</bad-namespace>"},
         BadRequest{"AnUnknownAttribute", EditOf(Agent(R"(<port nc:absent="1">1</port>)")),
-                   "unknown-attribute", "<bad-attribute>absent</bad-attribute>"},
+                   "unknown-attribute", Misused("absent", "port")},
         BadRequest{"AnAttributeOfADevicesModel",
                    EditOf(Agent(R"(<port xmlns:c="urn:snmp-app:dyncfg" c:absent="1">1</port>)")),
-                   "unknown-attribute", "<bad-attribute>absent</bad-attribute>"},
+                   "unknown-attribute", Misused("absent", "port")},
+        BadRequest{"AnOperationWithoutANamespace",
+                   EditOf(Agent(R"(<port operation="delete">1</port>)")), "unknown-attribute",
+                   Misused("operation", "port")},
+        BadRequest{"AnOperationOfAMistypedNamespace",
+                   EditOf(Agent(R"(<port xmlns:n="urn:ietf:params:xml:ns:netconf:base:1.1" )"
+                                R"(n:operation="delete">1</port>)")),
+                   "unknown-attribute", Misused("operation", "port")},
+        BadRequest{"AnOperationOutsideOfAConfiguration",
+                   R"(<edit-config><target><running/></target><config nc:operation="replace"/>)"
+                   "</edit-config>",
+                   "unknown-attribute", Misused("operation", "config")},
+        BadRequest{"AnAttributeOfAnOperation", R"(<commit now="true"/>)", "unknown-attribute",
+                   Misused("now", "commit")},
+        BadRequest{"AnAttributeWithinAFilter",
+                   R"(<get><filter><a xmlns="urn:a" unit="b"/></filter></get>)",
+                   "unknown-attribute", Misused("unit", "a")},
         BadRequest{"AnUnknownEdit", EditOf(Agent(R"(<port nc:operation="other">1</port>)")),
-                   "bad-attribute", "<bad-attribute>operation</bad-attribute>"},
+                   "bad-attribute", Misused("operation", "port")},
+        BadRequest{"TwoEdits", EditOf(Agent(R"(<port nc:operation="merge replace">1</port>)")),
+                   "bad-attribute", Misused("operation", "port")},
+        BadRequest{"AnUnknownPlace",
+                   EditOf(Agent(R"(<port xmlns:y="urn:ietf:params:xml:ns:yang:1" )"
+                                R"(y:insert="here">1</port>)")),
+                   "bad-attribute", Misused("insert", "port")},
+        BadRequest{"AnUnknownAuthor",
+                   EditOf(Agent(R"(<port xmlns:p="urn:snmp-app:platform" p:written-by="me">1)"
+                                "</port>")),
+                   "bad-attribute", Misused("written-by", "port")},
         BadRequest{"AnUnknownTestOption",
                    "<edit-config><target><running/></target><test-option>other</test-option>"
                    "<config/></edit-config>",
@@ -98,15 +129,14 @@ INSTANTIATE_TEST_SUITE_P(
                    "</test-option><config/></edit-config>",
                    "invalid-value", "<bad-element>test-option</bad-element>"},
         BadRequest{"AFilterOfAnotherKind", R"(<get><filter type="other"/></get>)", "bad-attribute",
-                   "<bad-attribute>type</bad-attribute>"},
+                   Misused("type", "filter")},
         BadRequest{"AnXPathFilterWithoutSelect", R"(<get><filter type="xpath"/></get>)",
-                   "missing-attribute",
-                   "<bad-attribute>select</bad-attribute><bad-element>filter</bad-element>"},
+                   "missing-attribute", Misused("select", "filter")},
         BadRequest{"AFilterOfEntriesWithoutANamespace",
                    R"(<get><filter><a xmlns=""><b/><b/></a></filter></get>)",
                    "operation-not-supported", "<bad-element>b</bad-element>"},
         BadRequest{"ABrokenSelect", R"(<get><filter type="xpath" select="/a["/></get>)",
-                   "bad-attribute", "<bad-attribute>select</bad-attribute>"},
+                   "bad-attribute", Misused("select", "filter")},
         BadRequest{"DeletionOfTheCandidate", OnTarget("delete-config", "candidate"),
                    "operation-not-supported", ""},
         BadRequest{"DeletionOfRunning", OnTarget("delete-config", "running"),
@@ -132,6 +162,13 @@ TEST_F(RpcTest, WhatIsNoConfigurationIsNotEdited) {
         "unknown-element");
   }
   EXPECT_EQ(Ask("<commit/>").tag, "ok");
+}
+
+TEST_F(RpcTest, ADeletionThatIsNoneTakesNothingAndAddsNothing) {
+  ASSERT_EQ(Edit(Agent("<port>1161</port>")).tag, "ok");
+  EXPECT_EQ(Edit(Agent(R"(<port operation="delete"/><ip>198.51.100.1</ip>)")).tag,
+            "unknown-attribute");
+  EXPECT_EQ(Config(), Agent("<port>1161</port>"));
 }
 
 TEST_F(RpcTest, TextDoesNotReplaceTheConfiguration) {

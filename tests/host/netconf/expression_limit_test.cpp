@@ -46,11 +46,11 @@ TEST_F(ExpressionLimit, ASelectBeyondItIsTooBig) {
               AnyOf("invalid-value", "resource-denied"));
 }
 
-TEST_F(ExpressionLimit, HoldsForTheAttributeAtAnyElement) {
+TEST_F(ExpressionLimit, ASelectThatIsNoFiltersIsNotRead) {
   const std::string attribute = " nc:select=\"" + Expression(65603) + "\"";
   for (const char* target : {"running", "candidate"}) {
     EXPECT_EQ(Edit("<confdConfig xmlns=\"urn:snmp-app:dyncfg\"" + attribute + "/>", target).tag,
-              "too-big");
+              "unknown-attribute");
   }
   EXPECT_EQ(Config(), "");
 }

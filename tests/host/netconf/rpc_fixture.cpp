@@ -17,7 +17,7 @@ void RpcTest::SetUp() {
 }
 
 Reply RpcTest::Handle(const std::string& message, host::SessionId session) {
-  const host::RpcReply answer = handler_->Handle(session, message);
+  const host::RpcReply answer = handler_->Handle(session, "tester", message);
   EXPECT_TRUE(IsWellFormed(engine_->Models(), answer.xml)) << answer.xml;
   Reply reply{answer.xml, answer.closes, "ok", "", "", ""};
   if (!answer.is_error) return reply;

@@ -1,0 +1,87 @@
+#include "config/commit_record.h"
+
+#include "confd/value_text.h"
+#include "config/device_paths.h"
+
+namespace host {
+
+namespace {
+
+constexpr size_t kToldPaths = 16;
+
+/// Operators name rows of communities after the communities. `path` has no module's name in it.
+bool IsSecretEntry(const std::string& path) {
+  const std::string full = kCommunitiesPath;
+  return full.substr(full.find(':') + 1) == path.substr(1);
+}
+
+std::string PathBelow(const std::string& parent, const common::Change& change) {
+  const std::string path = parent + "/" + common::ValueText(common::MakeTag(change.tag, change.ns));
+  if (change.keys.empty()) return path;
+  if (IsSecretEntry(path)) return path + "{...}";
+  std::string keys;
+  for (const common::OwnedValue& key : change.keys) {
+    keys += (keys.empty() ? "" : " ") + common::ValueText(key.Value());
+  }
+  return path + "{" + keys + "}";
+}
+
+const char* WordFor(const common::Change& change) {
+  switch (change.op) {
+    case MOP_CREATED:
+      return "created ";
+    case MOP_DELETED:
+      return "deleted ";
+    case MOP_VALUE_SET:
+      return "set ";
+    default:
+      return "moved ";
+  }
+}
+
+/// Collects the paths of changes, and counts those beyond what is told.
+class Paths {
+ public:
+  void Add(const std::vector<common::Change>& changes, const std::string& parent) {
+    for (const common::Change& change : changes) {
+      const std::string path = PathBelow(parent, change);
+      if (change.op == MOP_MODIFIED && !change.children.empty()) {
+        Add(change.children, path);
+      } else if (++count_ <= kToldPaths) {
+        text_ += (text_.empty() ? "" : ", ") + (WordFor(change) + path);
+      }
+    }
+  }
+
+  std::string Text() const {
+    if (count_ <= kToldPaths) return text_;
+    return text_ + " and " + std::to_string(count_ - kToldPaths) + " more";
+  }
+
+ private:
+  std::string text_;
+  size_t count_ = 0;
+};
+
+std::string AuthorText(const Author& author) {
+  const std::string user = author.user.empty() ? "the system" : author.user;
+  if (author.session == 0) return user + " (" + author.operation + ")";
+  return user + " (session " + std::to_string(author.session) + ", " + author.operation + ")";
+}
+
+}  // namespace
+
+std::string ChangesText(const std::vector<common::Change>& changes) {
+  Paths paths;
+  paths.Add(changes, "");
+  return paths.Text();
+}
+
+std::string RecordText(const CommitRecord& record) {
+  const std::string begin = "Commit by " + AuthorText(record.author);
+  const std::string time = " in " + std::to_string(record.duration.count()) + " ms";
+  if (!record.refusal.empty()) return begin + " refused" + time + ": " + record.refusal;
+  return begin + time + ": " + (record.changes.empty() ? "no value changed" : record.changes);
+}
+
+}  // namespace host
