@@ -84,6 +84,31 @@ def test_man_pages_are_clean(content, page):
     assert "NAME" in done.stdout
 
 
+WANTED = "/etc/systemd/system/multi-user.target.wants/snmp-app.service"
+
+
+def is_enabled(root):
+    return os.path.islink(root.inside(WANTED))
+
+
+def reinstall(root):
+    root.run("dpkg", "--remove", "snmp-app")
+    root.run("dpkg", "--install", "/run/package/snmp-app.deb")
+
+
+def test_it_starts_with_the_machine(root):
+    """From the first installation on; an upgrade, and a removal with another installation, leave
+    it as the administrator has it."""
+    assert is_enabled(root)
+    reinstall(root)
+    assert is_enabled(root)
+    root.run("systemctl", "disable", "snmp-app.service")
+    root.run("dpkg", "--install", "/run/package/snmp-app.deb")
+    assert not is_enabled(root)
+    reinstall(root)
+    assert not is_enabled(root)
+
+
 def test_installation_and_purge(root):
     user = root.run("getent", "passwd", "snmp-app").split(":")
     assert user[5] == "/var/lib/snmp-app" and user[6].strip().endswith("nologin")
@@ -92,17 +117,12 @@ def test_installation_and_purge(root):
         os.makedirs(os.path.dirname(root.inside(name)), exist_ok=True)
         with open(root.inside(name), "w", encoding="ascii") as file:
             file.write("{}")
-    root.run("systemctl", "enable", "snmp-app.service")
-    wanted = root.inside("/etc/systemd/system/multi-user.target.wants/snmp-app.service")
-    assert os.path.islink(wanted)
-
     root.run("dpkg", "--install", "/run/package/snmp-app.deb")
-    assert os.path.islink(wanted)
     assert os.path.exists(root.inside("/etc/snmp-app/startup.json"))
     root.run("dpkg", "--remove", "snmp-app")
-    assert not os.path.islink(wanted)
     assert os.path.exists(root.inside("/var/lib/snmp-app/running.json"))
     root.run("dpkg", "--purge", "snmp-app")
+    assert not os.path.lexists(root.inside(WANTED))
     for path in ("/etc/snmp-app", "/var/lib/snmp-app", *FILES):
         assert not os.path.exists(root.inside(path)), path
 
@@ -118,10 +138,19 @@ def test_ssh_server_has_the_subsystem(root):
     assert not os.path.lexists(root.inside(DROP_IN)), "taken out by an administrator, and back"
 
 
+    reinstall(root)
+    assert not os.path.lexists(root.inside(DROP_IN)), "taken out by an administrator, and back"
+
+
 def test_removal_takes_the_subsystem_along(root):
     root.run("dpkg", "--remove", "snmp-app")
     assert not os.path.lexists(root.inside(DROP_IN))
     assert "netconf" not in root.run("/usr/sbin/sshd", "-T")
+    root.run("dpkg", "--install", "/run/package/snmp-app.deb")
+    assert "subsystem netconf /usr/bin/socat" in root.run("/usr/sbin/sshd", "-T")
+    root.run("dpkg", "--remove", "snmp-app")
+    root.run("dpkg", "--purge", "snmp-app")
+    assert os.listdir(os.path.dirname(root.inside(DROP_IN))) == []
 
 
 def test_ssh_server_with_another_such_subsystem_is_left_alone(root):
