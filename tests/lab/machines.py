@@ -85,16 +85,14 @@ printf '%s: files\\n' passwd group shadow hosts services protocols | replace /et
 replace /etc/ssh/sshd_config <<'END'
 Include /etc/ssh/sshd_config.d/*.conf
 ListenAddress {address}
-HostKey /etc/ssh/host_key
+HostKey /etc/ssh/ssh_host_ed25519_key
 AuthorizedKeysFile {home}/.ssh/id_ecdsa.pub
 PidFile none
 StrictModes no
 UsePAM no
 END
 cp '{tree}/packaging/sshd-netconf.conf' /etc/ssh/sshd_config.d/50-snmp-app.conf
-ssh-keygen -q -t ed25519 -N '' -f /etc/ssh/host_key
-ssh-keygen -q -t ecdsa -N '' -f ~/.ssh/id_ecdsa
-echo {address} $(cut -d' ' -f1,2 /etc/ssh/host_key.pub) >~/.ssh/known_hosts
+ssh-keygen -q -t ed25519 -N '' -f /etc/ssh/ssh_host_ed25519_key
 """
 
 
