@@ -170,8 +170,9 @@ class Machines:
             self._stack.callback(shutil.rmtree, folder, ignore_errors=True)
         self._programs = self._stack.enter_context(
             tempfile.TemporaryDirectory(prefix="snmp-app-document-"))
-        os.symlink(os.path.join(self._build, "client/snmp-app-show"),
-                   os.path.join(self._programs, "snmp-app-show"))
+        for program in ("client/snmp-app-show", "src/app/snmp-app"):
+            os.symlink(os.path.join(self._build, program),
+                       os.path.join(self._programs, os.path.basename(program)))
         router = self.hosts["router"]
         self.daemon = self._stack.enter_context(Daemon(router, self._build, "progress"))
         self.daemon.configuration, self.daemon.state = "/etc/snmp-app", "/var/lib/snmp-app"

@@ -49,7 +49,10 @@ class ServiceManager:
             self.daemon.start()
         elif verb == "reload":
             with open(UNIT, encoding="utf-8") as file:
-                assert "ExecReload=/bin/kill -HUP $MAINPID\n" in file.read()
+                check, tell = re.findall(r"^ExecReload=(.*)$", file.read(), re.MULTILINE)
+            assert tell == "/bin/kill -HUP $MAINPID"
+            self.shell(check.replace("/usr/sbin/snmp-app", self.daemon.program)
+                       .replace("${CONFIGURATION_DIRECTORY}", self.daemon.configuration))
             self.daemon.tell(signal.SIGHUP)
             self.daemon.wait_ready()
         elif verb == "kill":

@@ -2,11 +2,12 @@
 
 import os
 import signal
+import subprocess
 
 import pytest
 
 from lab import snmp
-from lab.daemon import configuration
+from lab.daemon import TREE, configuration
 
 ADDRESS = "198.51.100.1"
 
@@ -44,6 +45,38 @@ def test_refused_at_reload(daemon, manager, name):
     with open(daemon.running_file, encoding="utf-8") as file:
         assert file.read() == stored
     assert snmp.get(manager, ADDRESS)
+
+
+def check(daemon, path):
+    return subprocess.run(daemon.namespace.command(daemon.program, "--check", path),
+                          env={**os.environ, "STATE_DIRECTORY": daemon.state,
+                               "CONFIGURATION_DIRECTORY": daemon.configuration,
+                               "SNMP_APP_MODELS": os.path.join(TREE, "yang")},
+                          capture_output=True, text=True, check=False, timeout=20)
+
+
+@pytest.mark.parametrize("name", BAD)
+def test_check_says_what_a_start_would(daemon, name):
+    content, _ = BAD[name]
+    daemon.write_startup(content)
+    done = check(daemon, daemon.startup_file)
+    assert (done.returncode, done.stdout) == (1, "")
+    daemon.start()
+    fault = daemon.wait_record(" fault ")
+    reason = fault.split("the running one stays: ")[1]
+    # A record is one line.
+    assert done.stderr.removesuffix("\n").replace("\n", "\\n") == f"snmp-app: {reason}"
+
+
+def test_check_touches_nothing(daemon, tmp_path):
+    daemon.write_startup(configuration(ADDRESS))
+    done = check(daemon, daemon.startup_file)
+    assert (done.returncode, done.stderr) == (0, "")
+    assert done.stdout == f"{daemon.startup_file} can be taken\n"
+    missing = check(daemon, str(tmp_path / "absent"))
+    assert missing.returncode == 1 and "No such file or directory" in missing.stderr
+    assert os.listdir(daemon.state) == []
+    assert os.listdir(daemon.configuration) == [os.path.basename(daemon.startup_file)]
 
 
 @pytest.mark.parametrize("name", BAD)

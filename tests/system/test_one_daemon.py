@@ -78,7 +78,8 @@ def ask(daemon, *arguments):
 
 
 @pytest.mark.parametrize("arguments, status", [
-    (["--help"], 0), (["--version"], 0), (["--daemon"], 2), ([""], 2), (["--help", "x"], 2)])
+    (["--help"], 0), (["--version"], 0), (["--daemon"], 2), ([""], 2), (["--help", "x"], 2),
+    (["--check"], 2), (["--check", "a", "b"], 2), (["--check", "/nowhere"], 1)])
 def test_a_command_line_beside_a_daemon_changes_nothing(first, site, arguments, status):
     before = busy(first, site)
     mark = first.mark()

@@ -75,18 +75,20 @@ LoadResult Engine::LoadStored() {
 
 CommitResult Engine::ReplaceByFile(const std::string& path, const Author& author) {
   RefuseNested();
-  return Told(author, [&](CommitRecord* record) {
-    const std::string text = ReadFile(path);
-    Tree candidate;
-    try {
-      candidate = ParseTree(schema_.Context(), text);
-      DropMarked(&candidate);
-      Prepare(&candidate);
-    } catch (const std::runtime_error& error) {
-      throw std::runtime_error(path + ": " + error.what());
-    }
-    return CommitPrepared(std::move(candidate), record);
-  });
+  return Told(author,
+              [&](CommitRecord* record) { return CommitPrepared(ReadCandidate(path), record); });
+}
+
+Tree Engine::ReadCandidate(const std::string& path) const {
+  const std::string text = ReadFile(path);
+  try {
+    Tree candidate = ParseTree(schema_.Context(), text);
+    DropMarked(&candidate);
+    Prepare(&candidate);
+    return candidate;
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(path + ": " + error.what());
+  }
 }
 
 CommitResult Engine::Commit(Tree candidate, const Author& author) {

@@ -64,6 +64,10 @@ class Engine {
   /// cannot be read or is refused by the models, as Commit() else. Nothing has changed then.
   CommitResult ReplaceByFile(const std::string& path, const Author& author = {});
 
+  /// Reads a start-up file and checks it as ReplaceByFile() does before it calls hooks, and throws
+  /// as that; nothing else happens.
+  void CheckFile(const std::string& path) const { ReadCandidate(path); }
+
   /// A copy of the running configuration, to be edited and given to Commit().
   Tree CopyRunning() const { return CopyTree(running_.get()); }
 
@@ -109,6 +113,7 @@ class Engine {
  private:
   void RefuseNested() const;
   void Prepare(Tree* candidate) const;
+  Tree ReadCandidate(const std::string& path) const;
   using RecordedCommit = std::function<CommitResult(CommitRecord* record)>;
 
   CommitResult Told(const Author& author, const RecordedCommit& commit) const;

@@ -12,7 +12,8 @@ struct CommandLineAnswer {
   std::string text;  ///< For the standard output with status 0, else for the standard error.
 };
 
-/// `arguments` are those behind the program's name; at least one.
+/// `arguments` are those behind the program's name; at least one. A file that is to be checked is
+/// read, and the models are.
 CommandLineAnswer AnswerArguments(const std::vector<std::string>& arguments);
 
 }  // namespace host
