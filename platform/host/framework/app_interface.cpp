@@ -5,6 +5,7 @@
 #include "framework/framework.h"
 #include "runtime/log.h"
 #include "runtime/process.h"
+#include "runtime/waiting.h"
 #include "snmp/agent_thread.h"
 
 namespace vkconfd {
@@ -29,6 +30,9 @@ struct AppInterface::Impl {
   host::Process& process;
   host::AgentThread agent{LogAgentText};
   host::Framework framework;
+
+  /// What cannot be connected ends the program, which the exception that leaves the loop tells.
+  host::Waiting connecting{"connecting", nullptr};
 };
 
 AppInterface::AppInterface(vkmw_t* vkmw, zlog_category_s* /*log_category*/, const char* /*name*/,
@@ -37,7 +41,9 @@ AppInterface::AppInterface(vkmw_t* vkmw, zlog_category_s* /*log_category*/, cons
                            const std::vector<DataHandler*>& data_handlers,
                            ELEM_CONFD_PHASE_ET phase, int /*argument*/)
     : impl_(std::make_unique<Impl>(vkmw->process, config_handlers, data_handlers)) {
-  boost::asio::post(impl_->process.loop, [this, phase] { impl_->framework.Connect(phase); });
+  Impl& impl = *impl_;
+  boost::asio::post(impl.process.loop,
+                    impl.connecting.Begin([&impl, phase] { impl.framework.Connect(phase); }));
 }
 
 AppInterface::~AppInterface() = default;

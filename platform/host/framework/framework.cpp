@@ -12,6 +12,7 @@
 #include "delivery/delivery.h"
 #include "framework/agent_settings.h"
 #include "framework/state.h"
+#include "runtime/event_loop.h"
 #include "runtime/faults.h"
 #include "runtime/log.h"
 #include "runtime/service_manager.h"
@@ -236,12 +237,9 @@ void Framework::Reload() {
 
 /// The changes are stored and in force, so a start delivers what could not be delivered here.
 void Framework::DeliverOrEnd(std::vector<common::Change>& changes) {
-  try {
-    Deliver(changes);
-  } catch (const std::exception& exception) {
-    HOST_LAST_FAULT("ending, to start with what is stored, for its delivery failed: " +
-                    std::string(exception.what()));
-  }
+  RunEvent(
+      "ending, to start with what is stored, for its delivery failed", [&] { Deliver(changes); },
+      EndWithFault);
 }
 
 void Framework::Deliver(std::vector<common::Change>& changes) {

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <functional>
-#include <memory>
+
+#include "runtime/waiting.h"
 
 namespace host {
 
@@ -40,9 +40,7 @@ class SlowRetry {
   Delay longest_;
   Delay delay_;
   bool runs_ = false;
-  boost::asio::steady_timer timer_;
-  // Gone before the loop drops the calls that it has queued already.
-  std::shared_ptr<SlowRetry*> self_ = std::make_shared<SlowRetry*>(this);
+  Alarm alarm_;
 };
 
 }  // namespace host

@@ -5,13 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <system_error>
 #include <utility>
 
 #include "netconf/hello.h"
 #include "netconf/monitoring.h"
-#include "runtime/event_loop.h"
 #include "runtime/log.h"
 
 namespace host {
@@ -20,9 +18,6 @@ namespace {
 
 /// Read and write for owner and group.
 constexpr mode_t kSocketMode = 0660;
-
-/// A process without free descriptors takes connections again a moment later.
-constexpr std::chrono::seconds kPause(1);
 
 [[noreturn]] void Throw(const std::string& what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -61,10 +56,10 @@ NetconfServer::NetconfServer(boost::asio::io_context& loop, const std::string& p
       handler_(&datastores_,
                {[this] { return State(); }, [this](SessionId session) { return Kill(session); }}),
       capabilities_(Capabilities(engine->Models().Context())),
-      acceptor_(loop),
-      pause_(loop) {
+      acceptor_(loop) {
   Open(group);
-  Accept();
+  door_.emplace(&acceptor_, "NETCONF connection",
+                [this](Protocol::socket socket) { Begin(std::move(socket)); });
 }
 
 NetconfServer::~NetconfServer() {
@@ -90,22 +85,6 @@ void NetconfServer::Open(const std::string& group) {
     unlink(path_.c_str());
     throw;
   }
-}
-
-void NetconfServer::Accept() {
-  acceptor_.async_accept([this](const boost::system::error_code& error, Protocol::socket socket) {
-    if (error == boost::asio::error::operation_aborted) return;
-    if (!error) {
-      RunEvent("NETCONF connection", [&] { Begin(std::move(socket)); });
-      Accept();
-      return;
-    }
-    HOST_LOG(kNotice, "NETCONF connection not taken: %s", error.message().c_str());
-    pause_.expires_after(kPause);
-    pause_.async_wait([this](const boost::system::error_code& stopped) {
-      if (!stopped) Accept();
-    });
-  });
 }
 
 void NetconfServer::Begin(Protocol::socket socket) {

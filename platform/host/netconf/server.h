@@ -3,16 +3,17 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "netconf/datastores.h"
 #include "netconf/rpc.h"
 #include "netconf/session.h"
+#include "runtime/door.h"
 
 namespace host {
 
@@ -38,7 +39,6 @@ class NetconfServer {
   using Protocol = boost::asio::local::stream_protocol;
 
   void Open(const std::string& group);
-  void Accept();
   void Begin(Protocol::socket socket);
   bool Kill(SessionId session);
   Tree State() const;
@@ -51,7 +51,7 @@ class NetconfServer {
   RpcHandler handler_;
   std::vector<std::string> capabilities_;
   Protocol::acceptor acceptor_;
-  boost::asio::steady_timer pause_;
+  std::optional<Door> door_;  ///< Once the acceptor listens.
   std::map<SessionId, std::shared_ptr<NetconfSession>> sessions_;
   SessionId last_session_ = 0;
   SessionTotals ended_;

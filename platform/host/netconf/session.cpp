@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "netconf/hello.h"
-#include "runtime/event_loop.h"
 #include "runtime/log.h"
 
 namespace host {
@@ -50,7 +49,8 @@ NetconfSession::NetconfSession(Socket socket, SessionId id, const SessionLimits&
       handler_(handler),
       on_end_(std::move(on_end)),
       decoder_(limits.message_size),
-      timer_(socket_.get_executor()) {
+      transfer_("NETCONF session " + std::to_string(id)),
+      alarm_(socket_.get_executor(), "NETCONF session " + std::to_string(id)) {
   facts_.id = id;
   facts_.user = PeerName(socket_.native_handle());
   facts_.begin = std::chrono::system_clock::now();
@@ -67,7 +67,8 @@ void NetconfSession::End(const std::string& reason, bool dropped) {
   ended_ = true;
   facts_.dropped = dropped;
   HOST_LOG(kProgress, "NETCONF session %u ends: %s.", facts_.id, reason.c_str());
-  StopTimer();
+  transfer_.End();
+  alarm_.Stop();
   boost::system::error_code ignored;
   socket_.close(ignored);
   on_end_(this);
@@ -75,18 +76,7 @@ void NetconfSession::End(const std::string& reason, bool dropped) {
 
 /// Ends the session unless the step that begins now is done in time.
 void NetconfSession::Limit(std::chrono::milliseconds time, const char* what) {
-  const unsigned int round = ++timer_round_;
-  timer_.expires_after(time);
-  timer_.async_wait(
-      [self = shared_from_this(), round, what](const boost::system::error_code& error) {
-        if (error || round != self->timer_round_) return;
-        self->Guard([&] { self->EndIfLate(what); });
-      });
-}
-
-void NetconfSession::StopTimer() {
-  ++timer_round_;
-  timer_.cancel();
+  alarm_.After(time, [this, self = shared_from_this(), what] { Guard([&] { EndIfLate(what); }); });
 }
 
 /// What came in time is not late because the loop was busy with something else.
@@ -99,24 +89,23 @@ void NetconfSession::EndIfLate(const char* what) {
   End(what, true);
 }
 
-/// An exception ends the session, not the loop.
+/// An exception ends the session.
 void NetconfSession::Guard(const std::function<void()>& event) {
-  RunEvent("NETCONF session " + std::to_string(facts_.id), [&] {
-    try {
-      event();
-    } catch (const std::exception& error) {
-      End(error.what(), true);
-    }
-  });
+  try {
+    event();
+  } catch (const std::exception& error) {
+    End(error.what(), true);
+  } catch (...) {
+    End("unknown exception", true);
+  }
 }
 
 void NetconfSession::Read() {
-  socket_.async_read_some(
-      boost::asio::buffer(received_),
-      [self = shared_from_this()](const boost::system::error_code& error, size_t size) {
-        if (self->ended_) return;
-        self->Guard([&] { self->TakeBytes(error, size); });
-      });
+  socket_.async_read_some(boost::asio::buffer(received_),
+                          transfer_.Begin([this, self = shared_from_this()](
+                                              const boost::system::error_code& error, size_t size) {
+                            Guard([&] { TakeBytes(error, size); });
+                          }));
 }
 
 void NetconfSession::TakeBytes(const boost::system::error_code& error, size_t size) {
@@ -160,7 +149,7 @@ bool NetconfSession::TakeMessage() {
   const std::optional<std::string> message = decoder_.Next();
   if (!message.has_value()) return false;
   wait_ = Wait::kNone;
-  StopTimer();
+  alarm_.Stop();
   if (greeted_) {
     Answer(*message);
     return true;
@@ -189,10 +178,9 @@ void NetconfSession::Send(std::string framed) {
   Limit(limits_.reply, "the client does not read");
   boost::asio::async_write(
       socket_, boost::asio::buffer(sending_),
-      [self = shared_from_this()](const boost::system::error_code& error, size_t /*size*/) {
-        if (self->ended_) return;
-        self->Guard([&] { self->TakeSent(error); });
-      });
+      transfer_.Begin(
+          [this, self = shared_from_this()](const boost::system::error_code& error,
+                                            size_t /*size*/) { Guard([&] { TakeSent(error); }); }));
 }
 
 void NetconfSession::TakeSent(const boost::system::error_code& error) {
@@ -201,7 +189,7 @@ void NetconfSession::TakeSent(const boost::system::error_code& error) {
     return;
   }
   sending_ = std::string();
-  StopTimer();
+  alarm_.Stop();
   if (!greeted_) Limit(limits_.hello, "the client has not said hello in time");
   Process();
 }

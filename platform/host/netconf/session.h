@@ -5,7 +5,6 @@
 
 #include <array>
 #include <boost/asio/local/stream_protocol.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -14,6 +13,7 @@
 
 #include "netconf/framing.h"
 #include "netconf/rpc.h"
+#include "runtime/waiting.h"
 
 namespace host {
 
@@ -86,7 +86,6 @@ class NetconfSession : public std::enable_shared_from_this<NetconfSession> {
   void TakeSent(const boost::system::error_code& error);
   void LimitWait();
   void Limit(std::chrono::milliseconds time, const char* what);
-  void StopTimer();
   void EndIfLate(const char* what);
   void Guard(const std::function<void()>& event);
 
@@ -96,7 +95,8 @@ class NetconfSession : public std::enable_shared_from_this<NetconfSession> {
   std::function<void(NetconfSession*)> on_end_;
   SessionFacts facts_;
   FrameDecoder decoder_;
-  boost::asio::steady_timer timer_;  ///< Of the step that is under way.
+  Waiting transfer_;  ///< Of bytes, one way or the other.
+  Alarm alarm_;       ///< Of the step that is under way.
   std::array<char, 65536> received_;
   std::string sending_;
   ly_ctx* context_ = nullptr;
@@ -104,8 +104,7 @@ class NetconfSession : public std::enable_shared_from_this<NetconfSession> {
   bool chunked_ = false;
   bool closes_ = false;  ///< Nothing follows what is being sent.
   enum class Wait { kNone, kIdle, kMessage };
-  Wait wait_ = Wait::kNone;       ///< What the timer runs for after the hello.
-  unsigned int timer_round_ = 0;  ///< What the timer's earlier rounds have queued does not count.
+  Wait wait_ = Wait::kNone;  ///< What the alarm is for after the hello.
   bool ended_ = false;
 };
 

@@ -10,12 +10,13 @@
 #include <utility>
 
 #include "rules/routing_rule.h"
-#include "runtime/event_loop.h"
 #include "runtime/log.h"
 
 namespace host {
 
 namespace {
+
+constexpr char kWhat[] = "watch of the routing rules";
 
 /// What removes rules mostly removes many: all of them are looked at together.
 constexpr std::chrono::milliseconds kMoment(100);
@@ -33,7 +34,10 @@ void Check(int code, const char* operation) {
 }  // namespace
 
 RulesMonitor::RulesMonitor(boost::asio::io_context& loop, std::function<void()> on_deletion)
-    : on_deletion_(std::move(on_deletion)), waiting_(loop), timer_(loop) {
+    : on_deletion_(std::move(on_deletion)),
+      notifications_(loop),
+      waiting_(kWhat, EndWithFault),
+      alarm_(loop.get_executor(), kWhat, EndWithFault) {
   Open();
 }
 
@@ -44,12 +48,12 @@ void RulesMonitor::Open() {
   Check(nl_connect(socket_.get(), NETLINK_ROUTE), "connect");
   Check(nl_socket_add_memberships(socket_.get(), RTNLGRP_IPV4_RULE, RTNLGRP_IPV6_RULE, 0), "join");
   Check(nl_socket_set_nonblocking(socket_.get()), "set non-blocking");
-  waiting_.descriptor.assign(nl_socket_get_fd(socket_.get()));
+  notifications_.descriptor.assign(nl_socket_get_fd(socket_.get()));
   WaitForNotification();
 }
 
 void RulesMonitor::Close() {
-  if (waiting_.descriptor.is_open()) waiting_.descriptor.release();
+  if (notifications_.descriptor.is_open()) notifications_.descriptor.release();
   socket_.reset();
 }
 
@@ -65,12 +69,12 @@ void RulesMonitor::OpenAgain() {
 
 void RulesMonitor::WaitForNotification() {
   using boost::asio::posix::stream_descriptor;
-  waiting_.descriptor.async_wait(
-      stream_descriptor::wait_read, [this](const boost::system::error_code& error) {
+  notifications_.descriptor.async_wait(
+      stream_descriptor::wait_read, waiting_.Begin([this](const boost::system::error_code& error) {
         if (error) return;
-        RunEvent("watch of the routing rules", [this] { ReadNotifications(); });
+        RunEvent(kWhat, [this] { ReadNotifications(); });
         if (socket_ != nullptr) WaitForNotification();
-      });
+      }));
 }
 
 int RulesMonitor::TakeNotification(nl_msg* message, void* deleted) {
@@ -92,16 +96,13 @@ void RulesMonitor::ReadNotifications() {
 void RulesMonitor::Schedule(std::chrono::milliseconds pause) {
   if (scheduled_) return;
   scheduled_ = true;
-  timer_.expires_after(pause);
-  timer_.async_wait([this](const boost::system::error_code& error) {
-    if (!error) Look();
-  });
+  alarm_.After(pause, [this] { Look(); });
 }
 
 void RulesMonitor::Look() {
   scheduled_ = false;
   if (socket_ == nullptr) OpenAgain();
-  RunEvent("watch of the routing rules", on_deletion_);
+  RunEvent(kWhat, on_deletion_);
 }
 
 }  // namespace host

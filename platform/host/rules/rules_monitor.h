@@ -5,10 +5,11 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <functional>
 #include <memory>
+
+#include "runtime/waiting.h"
 
 namespace host {
 
@@ -47,8 +48,9 @@ class RulesMonitor {
 
   std::function<void()> on_deletion_;
   std::unique_ptr<nl_sock, Free> socket_;
-  Released waiting_;
-  boost::asio::steady_timer timer_;
+  Released notifications_;
+  Waiting waiting_;
+  Alarm alarm_;
   bool scheduled_ = false;
 };
 

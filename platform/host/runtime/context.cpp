@@ -5,12 +5,12 @@
 #include <exception>
 #include <string>
 
-#include "runtime/event_loop.h"
 #include "runtime/faults.h"
 #include "runtime/log.h"
 #include "runtime/process.h"
 #include "runtime/service_manager.h"
 #include "runtime/start_check.h"
+#include "runtime/waiting.h"
 #include "runtime/watchdog.h"
 
 namespace vkos {
@@ -40,11 +40,12 @@ struct Context::Impl : public Server {
   }
 
   void WaitForSignal() {
-    signals.async_wait([this](const boost::system::error_code& error, int number) {
+    signals.async_wait(waiting.Begin([this](const boost::system::error_code& error, int number) {
       if (error) return;
-      host::RunEvent("signal " + std::to_string(number), [this, number] { Handle(number); });
+      const std::string what = "signal " + std::to_string(number);
+      host::RunEvent(what.c_str(), [this, number] { Handle(number); });
       WaitForSignal();
-    });
+    }));
   }
 
   void Handle(int number) {
@@ -76,6 +77,7 @@ struct Context::Impl : public Server {
   std::shared_ptr<void> kept_for_start_check = host::RunStartCheck(process.loop);
   HaStateChangeCallbacks callbacks;
   boost::asio::signal_set signals{process.loop};
+  host::Waiting waiting{"signals", host::EndWithFault};
   host::Watchdog watchdog{process.loop, [this] {
                             if (process.watchdog_check) process.watchdog_check();
                           }};

@@ -6,8 +6,19 @@
 
 namespace host {
 
-/// Runs one event to its end. An exception that leaves it becomes a fault that names `what`; the
-/// loop goes on.
-void RunEvent(const std::string& what, const std::function<void()>& event);
+/// Told of an exception that left an event: what ran, and the reason.
+using OnFailure = std::function<void(const std::string& text)>;
+
+/// A fault of the process; it goes on.
+void RaiseFault(const std::string& text);
+
+/// The same as the process's last: it ends with status 1, and a service manager starts it anew.
+[[noreturn]] void EndWithFault(const std::string& text);
+
+/// Runs one event to its end. An exception that leaves it is told to `on_failure` with `what` in
+/// front, and the loop goes on; without `on_failure` it passes. What `on_failure` throws is lost.
+/// False when an exception left the event. Needs no memory of its own until then.
+bool RunEvent(const char* what, const std::function<void()>& event,
+              const OnFailure& on_failure = RaiseFault);
 
 }  // namespace host

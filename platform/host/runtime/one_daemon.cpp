@@ -21,6 +21,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "runtime/door.h"
 #include "runtime/faults.h"
 #include "runtime/log.h"
 
@@ -57,27 +58,17 @@ Claims& OfProcess() {
 /// turn it away, it waits in the queue. The socket stays the process's.
 class Doorkeeper {
  public:
-  Doorkeeper(boost::asio::io_context& loop, int socket)
-      : acceptor_(std::make_shared<Stream::acceptor>(loop, Stream(), socket)) {
-    TurnAway(acceptor_);
-  }
+  Doorkeeper(boost::asio::io_context& loop, int socket) : acceptor_(loop, Stream(), socket) {}
   ~Doorkeeper() {
     boost::system::error_code ignored;
-    acceptor_->release(ignored);
+    acceptor_.release(ignored);
   }
   Doorkeeper(const Doorkeeper&) = delete;
   Doorkeeper& operator=(const Doorkeeper&) = delete;
 
  private:
-  static void TurnAway(const std::shared_ptr<Stream::acceptor>& acceptor) {
-    acceptor->async_accept([waiting = std::weak_ptr(acceptor)](
-                               const boost::system::error_code& error, const Stream::socket&) {
-      const auto open = waiting.lock();
-      if (!error && open) TurnAway(open);
-    });
-  }
-
-  std::shared_ptr<Stream::acceptor> acceptor_;
+  Stream::acceptor acceptor_;
+  Door door_{&acceptor_, "connection to the daemon's name", [](const Stream::socket&) {}};
 };
 
 /// False when the name is taken.

@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <string>
 
-#include "runtime/event_loop.h"
 #include "runtime/process.h"
 
 namespace host {
@@ -44,10 +43,7 @@ bool Send(const std::string& text) {
 void ServiceManager::SendWaiting() {
   while (!waiting_.empty() && Send(waiting_.front())) waiting_.pop_front();
   if (waiting_.empty()) return;
-  timer_.expires_after(kPause);
-  timer_.async_wait([this](const boost::system::error_code& error) {
-    if (!error) RunEvent("service manager", [this] { SendWaiting(); });
-  });
+  alarm_.After(kPause, [this] { SendWaiting(); });
 }
 
 void ServiceManager::Notify(const std::string& text) {

@@ -3,16 +3,18 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <deque>
 #include <string>
+
+#include "runtime/waiting.h"
 
 namespace host {
 
 class ServiceManager {
  public:
   /// `loop` outlives the object.
-  explicit ServiceManager(boost::asio::io_context& loop) : timer_(loop) {}
+  explicit ServiceManager(boost::asio::io_context& loop)
+      : alarm_(loop.get_executor(), "service manager") {}
 
   /// Sends `text` to the socket NOTIFY_SOCKET and never waits: what a full queue does not take is
   /// sent by the loop, in order and once, as soon as the manager reads.
@@ -22,7 +24,7 @@ class ServiceManager {
   void SendWaiting();
 
   std::deque<std::string> waiting_;
-  boost::asio::steady_timer timer_;
+  Alarm alarm_;
 };
 
 // To the manager of this process.

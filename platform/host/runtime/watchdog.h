@@ -2,10 +2,11 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <functional>
 #include <optional>
+
+#include "runtime/waiting.h"
 
 namespace host {
 
@@ -24,7 +25,7 @@ class Watchdog {
 
   std::function<void()> check_;
   std::chrono::microseconds pause_{0};
-  std::optional<boost::asio::steady_timer> timer_;
+  std::optional<Alarm> alarm_;
 };
 
 }  // namespace host

@@ -23,14 +23,18 @@ SnmpAgent::Impl::Impl(boost::asio::io_context& event_loop, SnmpLog log_call, Che
       log(std::move(log_call)),
       times(check_times),
       library([this](int priority, const std::string& text) { TakeText(priority, text); }),
-      timer(event_loop),
+      timer(event_loop, LogFailure()),
       own(event_loop),
-      round_timer(event_loop) {
+      round_alarm(event_loop.get_executor(), "round of checks", LogFailure()) {
   access.SetOwn(own.Community());
 }
 
 void SnmpAgent::Impl::Log(int priority, const std::string& text) const {
   if (log && !text.empty()) log(priority, text);
+}
+
+OnFailure SnmpAgent::Impl::LogFailure() const {
+  return [this](const std::string& text) { Log(LOG_ERR, "SNMP agent: " + text); };
 }
 
 std::vector<ListenerFailure> SnmpAgent::Impl::Open(const std::set<Endpoint>& endpoints) {
@@ -109,13 +113,21 @@ void SnmpAgent::Impl::Wait(const std::shared_ptr<UdpListener>& listener) {
       [this, waiting = std::weak_ptr(listener)](const boost::system::error_code& error) {
         const auto ready = waiting.lock();
         if (!ready || error == boost::asio::error::operation_aborted) return;
-        if (!error) AnswerQueued(*ready, kBatch);
-        if (error || ready->Failure()) {
-          FoundDeaf(ready->At(), (error ? error.message() : ready->Failure().message()));
-        } else {
-          Wait(ready);
-        }
+        const OnFailure log_failure = LogFailure();
+        if (!error)
+          RunEvent(
+              "requests", [&] { AnswerQueued(*ready, kBatch); }, log_failure);
+        RunEvent(
+            "listener", [&] { GoOn(ready, error); }, log_failure);
       });
+}
+
+void SnmpAgent::Impl::GoOn(const std::shared_ptr<UdpListener>& listener, std::error_code error) {
+  if (error || listener->Failure()) {
+    FoundDeaf(listener->At(), (error ? error : listener->Failure()).message());
+  } else {
+    Wait(listener);
+  }
 }
 
 void SnmpAgent::Impl::AnswerQueued(UdpListener& listener, size_t limit) {
@@ -134,9 +146,9 @@ void SnmpAgent::Impl::Process(UdpListener& listener) {
   is_processing = false;
   if (!answer.empty()) Answer(listener, answer);
   if (access.Strangers() != strangers) complaint = "unknown community";
-  if (complaint.empty()) return;
-  Log(LOG_WARNING, refused.Refused(datagram.peer, complaint, RefusedRequests::Clock::now()));
-  complaint.clear();
+  const std::string reason = std::exchange(complaint, {});
+  if (reason.empty()) return;
+  Log(LOG_WARNING, refused.Refused(datagram.peer, reason, RefusedRequests::Clock::now()));
 }
 
 // What the library says of a request is told with its sender.

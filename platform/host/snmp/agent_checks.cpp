@@ -60,18 +60,18 @@ void SnmpAgent::Impl::FollowListeners() {
     Pause();
     return;
   }
-  round_timer.cancel();
+  round_alarm.Stop();
   own.Take();
   for (const std::string& record : refused.TakeAll()) Log(LOG_WARNING, record);
 }
 
 void SnmpAgent::Impl::After(std::chrono::milliseconds delay, void (Impl::*next)()) {
-  round_timer.expires_after(delay);
-  round_timer.async_wait(
-      [waiting = std::weak_ptr(self), next](const boost::system::error_code& error) {
-        const auto impl = waiting.lock();
-        if (!error && impl && (*impl)->runs) ((*impl)->*next)();
-      });
+  round_alarm.After(delay, [this, next] {
+    // What went wrong in this round may go well in the next.
+    if (!RunEvent(
+            "round of checks", [this, next] { (this->*next)(); }, LogFailure()))
+      Pause();
+  });
 }
 
 void SnmpAgent::Impl::Pause() {

@@ -1,7 +1,6 @@
 // The parts of the agent, for its own files alone.
 #pragma once
 
-#include <boost/asio/steady_timer.hpp>
 #include <map>
 #include <memory>
 #include <set>
@@ -11,6 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "runtime/waiting.h"
 #include "snmp/agent.h"
 #include "snmp/agent_library.h"
 #include "snmp/library_timer.h"
@@ -30,6 +30,9 @@ struct SnmpAgent::Impl {
 
   void Log(int priority, const std::string& text) const;
 
+  /// The thread may not raise a fault, so an exception of an event is a record.
+  OnFailure LogFailure() const;
+
   std::vector<ListenerFailure> Settle(const ListenerPlan& plan);
   std::vector<ListenerFailure> Open(const std::set<Endpoint>& endpoints);
   std::error_code OpenOne(const Endpoint& endpoint, UdpListener& listener);
@@ -38,6 +41,7 @@ struct SnmpAgent::Impl {
   void Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark) const;
   void MarkOpened(const Endpoint& endpoint, UdpListener& listener) const;
   void Wait(const std::shared_ptr<UdpListener>& listener);
+  void GoOn(const std::shared_ptr<UdpListener>& listener, std::error_code error);
   void AnswerQueued(UdpListener& listener, size_t limit);
   void Process(UdpListener& listener);
   void TakeText(int priority, const std::string& text);
@@ -87,9 +91,7 @@ struct SnmpAgent::Impl {
   Endpoint asked;                         // the last one that was asked
   bool runs = false;                      // there are rounds
   bool pauses = false;                    // until the next one
-  boost::asio::steady_timer round_timer;
-  // Gone before the loop drops the calls that it has queued already.
-  std::shared_ptr<Impl*> self = std::make_shared<Impl*>(this);
+  Alarm round_alarm;
 };
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #include <sys/utsname.h>
 
 #include <cassert>
+#include <exception>
 #include <string>
 #include <utility>
 
@@ -32,11 +33,14 @@ SnmpLog* the_log = nullptr;
 
 int TakeLogText(int /*major*/, int /*minor*/, void* server_argument, void* /*client_argument*/) {
   const auto* message = static_cast<snmp_log_message*>(server_argument);
-  std::string text = message->msg;
-  while (!text.empty() && text.back() == '\n') {
-    text.pop_back();
+  // No exception may pass the library, which is in the midst of something.
+  try {
+    std::string text = message->msg;
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    (*the_log)(message->priority, text);
+  } catch (const std::exception&) {
+    return SNMPERR_GENERR;
   }
-  (*the_log)(message->priority, text);
   return SNMPERR_SUCCESS;
 }
 

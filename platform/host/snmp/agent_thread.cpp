@@ -5,10 +5,10 @@
 
 #include <boost/asio/post.hpp>
 #include <csignal>
-#include <exception>
 #include <future>
 #include <utility>
 
+#include "runtime/event_loop.h"
 #include "snmp/descriptors.h"
 
 namespace host {
@@ -48,7 +48,7 @@ AgentThread::AgentThread(SnmpLog log) : log_(std::move(log)), work_(loop_.get_ex
   MakeRoomForListeners();
   {
     const SignalsBlocked blocked;
-    thread_ = std::thread([this] { Serve(); });
+    thread_ = std::thread([this] { loop_.run(); });
   }
   pthread_setname_np(thread_.native_handle(), "snmp-agent");
   Run([this] { agent_.emplace(loop_, log_); });
@@ -60,17 +60,6 @@ AgentThread::~AgentThread() {
   thread_.join();
 }
 
-void AgentThread::Serve() {
-  for (;;) {
-    try {
-      loop_.run();
-      return;
-    } catch (const std::exception& exception) {
-      log_(LOG_ERR, std::string("SNMP agent: ") + exception.what());
-    }
-  }
-}
-
 std::vector<ListenerFailure> AgentThread::SetListeners(const std::set<Endpoint>& wanted) {
   return Run([&] { return agent_->SetListeners(wanted); });
 }
@@ -80,7 +69,11 @@ void AgentThread::SetCommunities(const std::vector<std::string>& communities) {
 }
 
 void AgentThread::SetMark(uint16_t port, uint32_t mark) {
-  boost::asio::post(loop_, [this, port, mark] { agent_->SetMark(port, mark); });
+  boost::asio::post(loop_, [this, port, mark] {
+    RunEvent(
+        "mark of a port", [&] { agent_->SetMark(port, mark); },
+        [this](const std::string& text) { log_(LOG_ERR, "SNMP agent: " + text); });
+  });
 }
 
 std::set<Endpoint> AgentThread::Listeners() {

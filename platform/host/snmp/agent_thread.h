@@ -45,7 +45,6 @@ class AgentThread : public AgentCalls {
  private:
   template <typename Call>
   auto Run(Call call);
-  void Serve();
 
   SnmpLog log_;
   boost::asio::io_context loop_;

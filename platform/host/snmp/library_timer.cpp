@@ -1,5 +1,7 @@
 #include "snmp/library_timer.h"
 
+#include <utility>
+
 #include "snmp/netsnmp.h"
 
 namespace host {
@@ -23,31 +25,22 @@ std::optional<Clock::duration> TimeLeft() {
 
 }  // namespace
 
-LibraryTimer::LibraryTimer(boost::asio::io_context& loop) : timer_(loop) {}
+LibraryTimer::LibraryTimer(boost::asio::io_context& loop, OnFailure on_failure)
+    : alarm_(loop.get_executor(), "timer of the agent's library", std::move(on_failure)) {}
 
 void LibraryTimer::Follow() {
   const auto left = TimeLeft();
   if (!left) {
     due_.reset();
-    timer_.cancel();
+    alarm_.Stop();
     return;
   }
   // One that fires early finds nothing to do and follows again, so only an earlier time counts.
   const Clock::time_point due = Clock::now() + *left;
   if (!due_ || due < *due_) {
-    Start(due);
+    alarm_.At(due, [this] { Expire(); });
+    due_ = due;
   }
-}
-
-void LibraryTimer::Start(Clock::time_point due) {
-  due_ = due;
-  timer_.expires_at(due);
-  timer_.async_wait([self = std::weak_ptr(self_)](const boost::system::error_code& error) {
-    const auto timer = self.lock();
-    if (!error && timer) {
-      (*timer)->Expire();
-    }
-  });
 }
 
 void LibraryTimer::Expire() {

@@ -2,16 +2,17 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <chrono>
-#include <memory>
 #include <optional>
+
+#include "runtime/waiting.h"
 
 namespace host {
 
 class LibraryTimer {
  public:
-  explicit LibraryTimer(boost::asio::io_context& loop);
+  /// `on_failure` is told of exceptions; `loop` outlives the object.
+  LibraryTimer(boost::asio::io_context& loop, OnFailure on_failure);
 
   LibraryTimer(const LibraryTimer&) = delete;
   LibraryTimer& operator=(const LibraryTimer&) = delete;
@@ -25,13 +26,10 @@ class LibraryTimer {
  private:
   using Clock = std::chrono::steady_clock;
 
-  void Start(Clock::time_point due);
   void Expire();
 
-  boost::asio::steady_timer timer_;
+  Alarm alarm_;
   std::optional<Clock::time_point> due_;
-  // Gone before the loop drops the calls that it has queued already.
-  std::shared_ptr<LibraryTimer*> self_ = std::make_shared<LibraryTimer*>(this);
 };
 
 }  // namespace host

@@ -35,7 +35,12 @@ struct RequestChannel::Transport : netsnmp_transport {
                   int* /*opaque_size*/) {
     RequestChannel& channel = *static_cast<Transport*>(transport)->channel;
     assert(channel.busy_);
-    channel.answer_.assign(static_cast<const char*>(buffer), static_cast<size_t>(size));
+    try {
+      channel.answer_.assign(static_cast<const char*>(buffer), static_cast<size_t>(size));
+    } catch (const std::bad_alloc&) {
+      // No exception may pass the library. A manager asks again.
+      return -1;
+    }
     return size;
   }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -25,7 +26,7 @@ class SessionTest : public NetconfTest {
 
   std::unique_ptr<host::NetconfServer> NewServer(const host::SessionLimits& limits = {},
                                                  const std::string& group = "") {
-    return std::make_unique<host::NetconfServer>(loop_, path_, group, engine_.get(), nullptr,
+    return std::make_unique<host::NetconfServer>(loop_, path_, group, engine_.get(), state_,
                                                  limits);
   }
 
@@ -47,6 +48,7 @@ class SessionTest : public NetconfTest {
   TestFolder folder_;
   std::string path_ = folder_.Path("socket");
   std::unique_ptr<host::Engine> engine_;
+  std::function<host::Tree()> state_;  ///< Of servers that are made later.
 };
 
 }  // namespace host_test

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <stdexcept>
 #include <string>
 
 #include "session_fixture.h"
@@ -76,6 +77,24 @@ TEST_F(SessionTest, AMessageThatIsNotFinishedEndsTheSession) {
   client->Send("\n#");
   EXPECT_TRUE(client->IsClosed());
   EXPECT_EQ(Counter("dropped-sessions"), "1");
+}
+
+TEST_F(SessionTest, WhatIsThrownInARequestEndsAtMostItsSession) {
+  bool is_exception = true;
+  state_ = [&is_exception]() -> host::Tree {
+    if (is_exception) throw std::runtime_error("no state");
+    throw 5;
+  };
+  const auto server = NewServer();
+  const auto client = Connect();
+  const auto other = Connect();
+  client->Greet();
+  other->Greet();
+  EXPECT_THAT(client->Ask("<get/>"), HasSubstr("no state"));
+  is_exception = false;
+  client->Request("<get/>");
+  EXPECT_TRUE(client->IsClosed());
+  EXPECT_THAT(other->Ask("<commit/>"), HasSubstr("<ok/>"));
 }
 
 TEST_F(SessionTest, AnIdleSessionStays) {

@@ -5,8 +5,10 @@
 
 #include <chrono>
 #include <memory>
+#include <stdexcept>
 
 #include "network.h"
+#include "runtime/process.h"
 
 namespace host::test {
 namespace {
@@ -69,6 +71,19 @@ TEST_F(RulesMonitorTest, ASocketThatFailsIsReplaced) {
   Output("ip rule add fwmark 1 lookup 1 protocol 175; ip rule del fwmark 1 protocol 175");
   EXPECT_TRUE(WaitForCall()) << "the new one is told";
   EXPECT_EQ(calls_, 2);
+}
+
+TEST_F(RulesMonitorTest, ExceptionIsAFaultAndTheNextDeletionIsTold) {
+  const Process process;
+  monitor_ = std::make_unique<RulesMonitor>(loop_, [this] {
+    if (++calls_ == 1) throw std::runtime_error("no rules");
+  });
+  Output("ip rule add fwmark 1 lookup 1 protocol 175; ip rule del fwmark 1");
+  EXPECT_TRUE(WaitForCall());
+  ASSERT_EQ(process.faults.size(), 1U);
+  EXPECT_EQ(process.faults.back().text, "watch of the routing rules: no rules");
+  Output("ip rule add fwmark 1 lookup 1 protocol 175; ip rule del fwmark 1");
+  EXPECT_TRUE(WaitForCall());
 }
 
 TEST_F(RulesMonitorTest, NothingIsToldBehindItsEnd) {

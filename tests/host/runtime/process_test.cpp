@@ -10,6 +10,8 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stdexcept>
+#include <string>
 
 #include "vkos/context.h"
 #include "vkos/timer.h"
@@ -160,6 +162,28 @@ TEST_F(ContextTest, SignalsReachEachAndItsRoleAndReloadAreItsOwn) {
   raise(SIGHUP);
   EXPECT_TRUE(RunUntil(one.loop, [&] { return reloads > 0; }));
   EXPECT_EQ(reloads, 1);
+}
+
+class ThrowingOnce : public vkos::Callback {
+ public:
+  bool Execute() override {
+    if (++calls == 1) throw std::runtime_error("no role");
+    return true;
+  }
+  int calls = 0;
+};
+
+TEST_F(ContextTest, CallbackOfASignalThatThrowsIsAFaultAndTheNextSignalIsTaken) {
+  ThrowingOnce go_active;
+  const vkos::Context::HaStateChangeCallbacks callbacks = {&go_active, nullptr, {}};
+  vkos::Context context(&kSignature, &callbacks);
+  Process& process = context.GetVkmw()->process;
+  raise(SIGUSR1);
+  EXPECT_TRUE(RunUntil(process.loop, [&] { return go_active.calls == 1; }));
+  ASSERT_EQ(process.faults.size(), 1U);
+  EXPECT_EQ(process.faults.back().text, "signal " + std::to_string(SIGUSR1) + ": no role");
+  raise(SIGUSR1);
+  EXPECT_TRUE(RunUntil(process.loop, [&] { return go_active.calls == 2; }));
 }
 
 TEST_F(ContextTest, AnotherOneTakesOver) {

@@ -60,6 +60,8 @@ TEST_F(TimerScopeTest, EndsWhenTheCallbackThrows) {
   callback_.throws_ = true;
   FireOnce();
   EXPECT_EQ(events_, "enters fires leaves ");
+  ASSERT_EQ(process_.faults.size(), 1U);
+  EXPECT_EQ(process_.faults.back().text, "timer scope: failed");
 }
 
 TEST_F(TimerScopeTest, NoneWhenItIsEmpty) {

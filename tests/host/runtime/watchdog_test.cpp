@@ -12,7 +12,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <utility>
+
+#include "runtime/process.h"
 
 namespace host {
 namespace {
@@ -76,6 +80,20 @@ TEST_F(WatchdogTest, TellsAgainAndAgain) {
     ASSERT_EQ(loop_.run_one_for(kDeadline), 1U);
     EXPECT_EQ(Received(), "WATCHDOG=1");
   }
+}
+
+TEST_F(WatchdogTest, CheckThatThrowsKeepsTheSignBackOnceAndIsAFault) {
+  const Process process;
+  bool throws = true;
+  const Watchdog watchdog(loop_, [&throws] {
+    if (std::exchange(throws, false)) throw std::runtime_error("no agent");
+  });
+  ASSERT_EQ(loop_.run_one_for(kDeadline), 1U);
+  EXPECT_EQ(Received(), "");
+  ASSERT_EQ(process.faults.size(), 1U);
+  EXPECT_EQ(process.faults.back().text, "watchdog: no agent");
+  ASSERT_EQ(loop_.run_one_for(kDeadline), 1U);
+  EXPECT_EQ(Received(), "WATCHDOG=1");
 }
 
 TEST_F(WatchdogTest, NotAskedForIsNoTimer) {

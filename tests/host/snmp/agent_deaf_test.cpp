@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <boost/asio/steady_timer.hpp>
 #include <cerrno>
+#include <stdexcept>
 
 #include "agent_fixture.h"
 #include "process_state.h"
@@ -255,6 +257,43 @@ TEST_F(AgentDeafTest, BadCommunitiesAreOneRecordOfTheirSender) {
   agent_->SetListeners({});
   ASSERT_EQ(log_.size(), 2U);
   EXPECT_EQ(log_[1].second, "127.0.0.1: 99 more requests refused, the last: unknown community");
+}
+
+/// The log stands for whatever may fail in there.
+class AgentFailureTest : public AgentDeafTest {
+ protected:
+  void Fail(CheckTimes times) {
+    agent_.reset();
+    agent_ = std::make_unique<SnmpAgent>(
+        loop_,
+        [this](int priority, const std::string& text) {
+          log_.emplace_back(priority, text);
+          if (priority == LOG_WARNING && fails_) throw std::runtime_error("no memory");
+        },
+        times);
+    agent_->SetCommunities({"public"});
+    EXPECT_TRUE(agent_->SetListeners({a_}).empty());
+  }
+
+  bool fails_ = true;
+};
+
+TEST_F(AgentFailureTest, ExceptionInARequestIsARecordAndTheNextOneIsAnswered) {
+  Fail({std::chrono::hours(1), milliseconds(40)});
+  Client client(a_);
+  client.Send(Message{"private"});
+  EXPECT_TRUE(RunUntil([this] { return Count("SNMP agent: requests: no memory") == 1; }));
+  EXPECT_TRUE(Ask(client));
+  EXPECT_EQ(agent_->Deaf().Total(), 0U);
+}
+
+TEST_F(AgentFailureTest, ExceptionInARoundIsARecordAndTheNextOneComes) {
+  Fail({milliseconds(40), milliseconds(40)});
+  ASSERT_EQ(::close(SocketAt(a_)), 0);
+  EXPECT_TRUE(RunUntil([this] { return Count("SNMP agent: round of checks: no memory") == 1; }));
+  fails_ = false;
+  EXPECT_TRUE(RunUntil([this] { return Count("hears again") == 1; }));
+  EXPECT_TRUE(Ask(a_));
 }
 
 TEST_F(AgentDeafTest, WhatTheLibrarySaysOfRequestsIsSummedToo) {

@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <boost/asio/ip/udp.hpp>
+#include <stdexcept>
+#include <utility>
 
 #include "agent_fixture.h"
+#include "snmp/agent_thread.h"
 
 namespace host::test {
 namespace {
@@ -95,6 +98,25 @@ TEST_F(AgentMarkTest, ARefusalIsLoggedAndTheListenerServes) {
         ::_exit(0);
       },
       ::testing::ExitedWithCode(0), "mark 100 not set: Operation not permitted answers");
+}
+
+/// The log stands for whatever may fail in there.
+TEST_F(AgentMarkTest, AnExceptionOnTheAgentsThreadIsARecordAndItGoesOn) {
+  EXPECT_EXIT(
+      {
+        agent_.reset();
+        DropCapabilities();
+        bool is_first = true;
+        AgentThread agent([&is_first](int, const std::string& text) {
+          if (std::exchange(is_first, false)) throw std::runtime_error("no memory");
+          fprintf(stderr, "%s\n", text.c_str());
+        });
+        ASSERT_TRUE(agent.SetListeners({ipv4_}).empty());
+        agent.SetMark(port_, 100);
+        agent.Wait();
+        ::_exit(0);
+      },
+      ::testing::ExitedWithCode(0), "SNMP agent: mark of a port: no memory");
 }
 
 }  // namespace
