@@ -34,6 +34,7 @@ class Daemon:
         os.mkdir(self.state)
         self.process = None
         self.lines = []
+        self.status = None  # what the service manager was told last
         self._news = threading.Condition()
         self._readers = []
         self._ready_records = 0
@@ -99,17 +100,31 @@ class Daemon:
         """Waits for READY=1 on the notification socket, and until the records up to it are read:
         what a test then finds missing was not written."""
         deadline = time.monotonic() + seconds
-        self._notify.settimeout(0.5)
         while time.monotonic() < deadline and self.process.poll() is None:
-            try:
-                if b"READY=1" in self._notify.recv(4096):
-                    self._ready_records += 1
-                    self.wait_record(r" Ready\.$", count=self._ready_records)
-                    return
-            except socket.timeout:
-                pass
+            if "READY=1" in self._notification(0.5):
+                self._ready_records += 1
+                self.wait_record(r" Ready\.$", count=self._ready_records)
+                return
         raise TimedOut(f"the daemon is not ready, status {self.process.poll()}:\n" +
                        "\n".join(self.lines[-20:]))
+
+    def _notification(self, seconds):
+        """The lines of the next notification; none when there is none in that time."""
+        self._notify.settimeout(seconds)
+        try:
+            lines = self._notify.recv(4096).decode().splitlines()
+        except (socket.timeout, BlockingIOError):
+            return []
+        for line in lines:
+            if line.startswith("STATUS="):
+                self.status = line.partition("=")[2]
+        return lines
+
+    def last_status(self):
+        """What the service manager was told as the status, when all notifications are read."""
+        while self._notification(0):
+            pass
+        return self.status
 
     def _read(self, process):
         for line in process.stderr:

@@ -34,6 +34,8 @@ class ServiceManager:
         *verb, unit = words
         if unit == "ssh" and verb in (["reload"], ["restart"]):
             self.sshd.restart()
+        elif unit == "snmp-app" and verb == ["show", "-p", "StatusText"]:
+            return f"StatusText={self.daemon.last_status()}\n"
         elif unit == "snmp-app":
             self.change(*verb)
         else:

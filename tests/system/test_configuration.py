@@ -92,7 +92,7 @@ def test_first_start_falls_back_to_defaults(daemon, name):
 
 def test_missing_file_at_first_start(daemon):
     daemon.start()
-    daemon.wait_record(f"There is no configuration yet; {daemon.startup_file} is read at SIGHUP.")
+    daemon.wait_record(f"there is no configuration yet; {daemon.startup_file} is read at a reload.")
     daemon.wait_record("Agent is enabled: 0")
     assert not daemon.records(" fault ")
 

@@ -68,7 +68,8 @@ LoadResult Engine::LoadStored() {
     result.found = text.has_value();
   } catch (const Refusal& error) {
     running_ = ReadTree(schema_.Context(), "{}");
-    result.refused = store_.Path() + " is moved to " + store_.MoveAside() + ": " + error.what();
+    result.refused = store_.Path() + " is none that this release takes, and is moved to " +
+                     store_.MoveAside() + ": " + error.what();
   }
   return result;
 }

@@ -32,9 +32,9 @@ void MakeFolder(const std::string& path) {
 }
 
 /// The record comes first: whoever waits for the notification finds the records of what led to it.
-void TellReady() {
+void TellReady(const std::string& how) {
   HOST_LOG(kNotice, "Ready.");
-  NotifyReady();
+  NotifyReady(how);
 }
 
 /// The folder of the IETF's models; empty when there are none, or no place for the socket.
@@ -143,13 +143,13 @@ void Framework::Connect(ELEM_CONFD_PHASE_ET phase) {
     handler->SetConfdInterface(this);
     handler->ConfdConnected(phase);
   }
-  LoadConfiguration();
+  const std::string how = LoadConfiguration();
   SettleAgent();
   connected_ = true;
   for (vkconfd::ConfigHandler* handler : handlers_) ConnectHandler(handler, phase);
   rules_.Settle();
   OpenNetconf();
-  TellReady();
+  TellReady(how);
 }
 
 /// A daemon that operators cannot reach by NETCONF still does its job.
@@ -180,28 +180,40 @@ LoadResult Framework::LoadStored() {
   }
 }
 
-void Framework::LoadConfiguration() {
+/// Returns how the configuration came about.
+std::string Framework::LoadConfiguration() {
   const LoadResult stored = LoadStored();
-  if (!stored.refused.empty()) HOST_FAULT(stored.refused);
   if (stored.found) {
     HOST_LOG(kProgress, "Running configuration as it was stored; %s is read at SIGHUP.",
              folders_.StartupFile().c_str());
-  } else if (std::filesystem::exists(folders_.StartupFile())) {
-    ReplaceByStartupFile("first start");
-  } else {
-    HOST_LOG(kNotice, "There is no configuration yet; %s is read at SIGHUP.",
-             folders_.StartupFile().c_str());
+    return "the stored configuration was taken";
   }
+  if (stored.refused.empty()) return TakeFirstConfiguration();
+  HOST_FAULT(stored.refused);
+  return stored.refused + "; " + TakeFirstConfiguration();
 }
 
-void Framework::ReplaceByStartupFile(const char* operation) {
+/// The start-up file at a first start, which may come before there is one.
+std::string Framework::TakeFirstConfiguration() {
+  if (std::filesystem::exists(folders_.StartupFile())) return ReplaceByStartupFile("first start");
+  const std::string nothing =
+      "there is no configuration yet; " + folders_.StartupFile() + " is read at a reload";
+  HOST_LOG(kNotice, "%s.", nothing.c_str());
+  return nothing;
+}
+
+/// Returns what became of it.
+std::string Framework::ReplaceByStartupFile(const char* operation) {
   try {
     const CommitResult result = engine_.ReplaceByFile(folders_.StartupFile(), {"", 0, operation});
     HOST_LOG(kProgress, "Start-up configuration %s: %s.", folders_.StartupFile().c_str(),
              result.delivered ? "in force" : "changes nothing");
+    return folders_.StartupFile() + " was taken";
   } catch (const std::exception& exception) {
-    HOST_FAULT("start-up configuration refused, the running one stays: " +
-               std::string(exception.what()));
+    const std::string refusal =
+        "start-up configuration refused, the running one stays: " + std::string(exception.what());
+    HOST_FAULT(refusal);
+    return refusal;
   }
 }
 
@@ -225,14 +237,17 @@ void Framework::Disconnect(vkconfd::BaseHandler* handler) {
 void Framework::Reload() {
   const ProcessScope scope(process_);
   NotifyReloading();
+  TellReady(TakeReload());
+}
+
+/// Returns what became of it.
+std::string Framework::TakeReload() {
   const SessionId holder = netconf_ == nullptr ? 0 : netconf_->RunningLockedBy();
-  if (holder == 0) {
-    ReplaceByStartupFile("reload");
-  } else {
-    HOST_FAULT("start-up configuration not taken, the running one stays: session " +
-               std::to_string(holder) + " has locked it");
-  }
-  TellReady();
+  if (holder == 0) return ReplaceByStartupFile("reload");
+  const std::string refusal = "start-up configuration not taken, the running one stays: session " +
+                              std::to_string(holder) + " has locked it";
+  HOST_FAULT(refusal);
+  return refusal;
 }
 
 /// The changes are stored and in force, so a start delivers what could not be delivered here.

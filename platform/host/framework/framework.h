@@ -57,10 +57,12 @@ class Framework : public VkConfdInterface {
 
  private:
   LoadResult LoadStored();
-  void LoadConfiguration();
+  std::string LoadConfiguration();
   void OpenNetconf();
   Tree State();
-  void ReplaceByStartupFile(const char* operation);
+  std::string TakeFirstConfiguration();
+  std::string TakeReload();
+  std::string ReplaceByStartupFile(const char* operation);
   void ConnectHandler(vkconfd::ConfigHandler* handler, ELEM_CONFD_PHASE_ET phase);
   static void Disconnect(vkconfd::BaseHandler* handler);
   void DeliverOrEnd(std::vector<common::Change>& changes);

@@ -8,6 +8,7 @@
 
 #include "runtime/log.h"
 #include "runtime/process.h"
+#include "runtime/service_manager.h"
 
 namespace host {
 
@@ -26,7 +27,10 @@ void Keep(Fault fault) {
 
 }  // namespace
 
-void EndAfterFault() { exit(EXIT_FAILURE); }
+void EndAfterFault(const std::string& text) {
+  NotifyEnd(text);
+  exit(EXIT_FAILURE);
+}
 
 }  // namespace host
 

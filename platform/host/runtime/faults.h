@@ -21,8 +21,8 @@ struct Fault {
 /// How many a process keeps.
 constexpr size_t kKeptFaults = 32;
 
-/// Ends the process with status 1; a service manager starts it anew.
-[[noreturn]] void EndAfterFault();
+/// Ends the process with status 1; a service manager is told why, and starts it anew.
+[[noreturn]] void EndAfterFault(const std::string& text);
 
 }  // namespace host
 
@@ -30,8 +30,9 @@ constexpr size_t kKeptFaults = 32;
 #define HOST_FAULT(text) vkmw_gen_fault(0, __func__, __FILE__, __LINE__, (text).c_str())
 
 /// The same for one that the process cannot go on after: it ends with status 1.
-#define HOST_LAST_FAULT(text) \
-  do {                        \
-    HOST_FAULT(text);         \
-    host::EndAfterFault();    \
+#define HOST_LAST_FAULT(text)        \
+  do {                               \
+    const std::string& why = (text); \
+    HOST_FAULT(why);                 \
+    host::EndAfterFault(why);        \
   } while (false)

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdlib>
+#include <exception>
 #include <string>
 
 #include "runtime/process.h"
@@ -38,6 +39,12 @@ bool Send(const std::string& text) {
   return error != EAGAIN && error != ENOBUFS;
 }
 
+/// A variable's value is one line.
+std::string Status(std::string text) {
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return "STATUS=" + text;
+}
+
 }  // namespace
 
 void ServiceManager::SendWaiting() {
@@ -54,10 +61,18 @@ void ServiceManager::Notify(const std::string& text) {
 
 void Notify(const std::string& text) { ThisProcess().service_manager.Notify(text); }
 
-void NotifyReady() { Notify("READY=1"); }
+void NotifyReady(const std::string& how) { Notify("READY=1\n" + Status("Ready; " + how)); }
 
-void NotifyReloading() { Notify("RELOADING=1"); }
+void NotifyReloading() { Notify("RELOADING=1\n" + Status("Reading the start-up configuration")); }
 
-void NotifyStopping() { Notify("STOPPING=1"); }
+void NotifyStopping() { Notify("STOPPING=1\n" + Status("Ending")); }
+
+void NotifyEnd(const std::string& reason) {
+  try {
+    Send(Status(reason));
+  } catch (const std::exception&) {
+    // Without memory there are no words. The manager sees the end.
+  }
+}
 
 }  // namespace host

@@ -30,13 +30,18 @@ class ServiceManager {
 // To the manager of this process.
 void Notify(const std::string& text);
 
-/// The configuration is loaded and applied: the service is up, or up again after a reload.
-void NotifyReady();
+/// The configuration is loaded and applied: the service is up, or up again after a reload. `how` it
+/// came about is what operators are shown as the service's status.
+void NotifyReady(const std::string& how);
 
 /// The start-up configuration is being read again.
 void NotifyReloading();
 
 /// The process is on its way out.
 void NotifyStopping();
+
+/// The process ends for this reason, which stays the service's status. What the manager does not
+/// take at once is lost; nothing is thrown.
+void NotifyEnd(const std::string& reason);
 
 }  // namespace host

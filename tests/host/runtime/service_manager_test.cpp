@@ -58,41 +58,48 @@ TEST(ServiceManager, IsToldAtAPathAndAtAnAbstractName) {
   for (const std::string& name :
        {Name("@"), Name(std::filesystem::temp_directory_path().string() + "/")}) {
     const Manager manager(name);
-    NotifyReady();
-    EXPECT_EQ(manager.Received(), "READY=1");
+    NotifyReady("a\nb");
+    EXPECT_EQ(manager.Received(), "READY=1\nSTATUS=Ready; a b");
     NotifyReloading();
     NotifyStopping();
-    EXPECT_EQ(manager.Received(), "RELOADING=1");
-    EXPECT_EQ(manager.Received(), "STOPPING=1");
+    EXPECT_EQ(manager.Received(), "RELOADING=1\nSTATUS=Reading the start-up configuration");
+    EXPECT_EQ(manager.Received(), "STOPPING=1\nSTATUS=Ending");
   }
 }
 
 TEST(ServiceManager, ThatThereIsNotHarmsNobody) {
   Process process;
-  NotifyReady();
+  NotifyReady("");
   for (const std::string& name : {std::string(), std::string(200, 'x'), Name("/absent/")}) {
     setenv("NOTIFY_SOCKET", name.c_str(), 1);
-    NotifyReady();
+    NotifyReady("");
+    NotifyEnd("nobody");
   }
   unsetenv("NOTIFY_SOCKET");
   EXPECT_EQ(process.loop.poll(), 0U) << "nothing waits";
+}
+
+TEST(ServiceManager, IsToldOfALastFaultBeforeTheEnd) {
+  const Manager manager(Name("@"));
+  EXPECT_EXIT(HOST_LAST_FAULT(std::string("cannot\ngo on")), ::testing::ExitedWithCode(1), "");
+  EXPECT_EQ(manager.Received(), "STATUS=cannot go on");
 }
 
 TEST(ServiceManager, ThatDoesNotReadIsToldLaterAndHoldsNobody) {
   Process process;
   const Manager manager(Name("@"));
   for (int i = 0; i < 200; ++i) Notify("FILL=" + std::to_string(i % 100));
-  NotifyReady();
+  NotifyReady("last");
   std::string last;
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (last != "READY=1" && std::chrono::steady_clock::now() < deadline) {
+  while (last != "READY=1\nSTATUS=Ready; last" && std::chrono::steady_clock::now() < deadline) {
     for (std::string text = manager.Received(); !text.empty(); text = manager.Received()) {
       last = text;
     }
     process.loop.restart();
     process.loop.run_one_for(std::chrono::milliseconds(10));
   }
-  EXPECT_EQ(last, "READY=1");
+  EXPECT_EQ(last, "READY=1\nSTATUS=Ready; last");
   EXPECT_EQ(manager.Received(), "");
 }
 
