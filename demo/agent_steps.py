@@ -1,11 +1,15 @@
 """Steps of the tour: the agent and its addresses."""
 
 from lab import snmp
+from lab.netconf import Client
 from lab.site import DEFAULT
+from lab.wait import wait_until
 
 MOVED, EXTRA = "198.51.100.5", "198.51.100.9"
 COMMUNITY = ("/SNMP-COMMUNITY-MIB/snmpCommunityTable/snmpCommunityEntry -- snmpCommunityIndex=public "
              "snmpCommunityName=public snmpCommunitySecurityName=public")
+CONFIRMED_COMMIT = ("<commit><confirmed/><confirm-timeout>3</confirm-timeout>"
+                    "<persist>tour</persist></commit>")
 REBOUND = "Forced ConfD's bind of SNMP, returned 0"
 
 
@@ -66,3 +70,23 @@ def refusal(tour):
     tour.type("discard-changes")
     tour.screen.expect(f"snmpget {MOVED}: what was in force still is",
                        lambda: snmp.get(tour.manager, MOVED))
+
+
+def undone(tour):
+    tour.screen.step("A change that undoes itself", """A confirmed commit is in force at once, and taken
+        back unless it is confirmed in time. Each commit leaves a record: who, when, what.""")
+    since = tour.daemon.mark()
+    tour.type("replace /confdConfig/snmpAgent/port value=1161")
+    with Client(tour.daemon.netconf_socket) as client:  # yangcli's commit has no words for it.
+        tour.screen.typed("netconf>", CONFIRMED_COMMIT)
+        tour.screen.expect("accepted", lambda: client.rpc(CONFIRMED_COMMIT) is not None)
+    tour.screen.expect(f"snmpget {MOVED} at port 1161",
+                       lambda: snmp.get(tour.manager, MOVED, port=1161))
+    tour.screen.expect("nobody confirms it: taken back", tour.record(
+        "taking back a commit: not confirmed in time", since))
+    tour.screen.expect(f"snmpget {MOVED} at port 161", lambda: wait_until(
+        lambda: snmp.get(tour.manager, MOVED), "an answer at the old port"))
+    records = [line.partition("] ")[2] for line in tour.daemon.records("Commit by", since)]
+    tour.screen.typed("router#", "journalctl -u snmp-app -g 'Commit by'", "\n".join(records))
+    tour.screen.expect("who changed what is told", lambda: len(records) == 2 and all(
+        record.endswith(" ms: set /confdConfig/snmpAgent/port") for record in records))

@@ -30,8 +30,9 @@ VRFS = {"eth1": "red", "eth2": "blue"}
 STARTUP = merged(configuration(DEFAULT, enabled=False, communities=()),
                  listening({}, VRFS, TABLES))
 STEPS = (agent_steps.start, agent_steps.enable, agent_steps.move, agent_steps.late_address,
-         agent_steps.refusal, vrf_steps.listening, vrf_steps.three_networks, vrf_steps.removal,
-         vrf_steps.target, trust_steps.repair, trust_steps.state, trust_steps.sudden_end)
+         agent_steps.refusal, agent_steps.undone, vrf_steps.listening, vrf_steps.three_networks,
+         vrf_steps.removal, vrf_steps.target, trust_steps.repair, trust_steps.state,
+         trust_steps.sudden_end)
 
 
 class Tour:

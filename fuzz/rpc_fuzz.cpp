@@ -2,6 +2,7 @@
 // reads changes nothing.
 //
 // An input is the messages of one session, with ]]>]]> between them.
+#include <boost/asio/io_context.hpp>
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
@@ -35,7 +36,7 @@ void CheckStored(const std::string& text);
 
 /// Never destroyed: the trees of the last input may still be there when the process ends.
 host::Engine& Engine() {
-  static host::Engine& engine = *new host::Engine(MODELS_FOLDER, "not written", nullptr, nullptr,
+  static host::Engine& engine = *new host::Engine(MODELS_FOLDER, "/proc/not-written", nullptr, nullptr,
                                                   STANDARD_MODELS_FOLDER, CheckStored);
   return engine;
 }
@@ -127,7 +128,8 @@ void Ask(host::RpcHandler* handler, const host::Datastores& datastores,
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Start();
-  host::Datastores datastores(&Engine());
+  boost::asio::io_context loop;
+  host::Datastores datastores(loop.get_executor(), &Engine());
   host::RpcHandler handler(
       &datastores,
       {[] { return host::Tree(); }, [](host::SessionId session) { return session == kOther; }});

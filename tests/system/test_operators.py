@@ -2,6 +2,7 @@
 and what they have read can be sent back."""
 
 import getpass
+import os
 import signal
 import xml.etree.ElementTree as ET
 
@@ -11,6 +12,7 @@ from lab.daemon import Daemon, configuration, listening, merged
 from lab.netconf import NS, Client, Refused
 from lab.site import DEFAULT, TABLES
 from lab.snmp import answers
+from lab.wait import wait_until
 
 
 @pytest.fixture
@@ -166,3 +168,79 @@ def test_a_listening_entry_of_no_l3_interface_says_so(daemon, client):
                for entry in client.state().iterfind(".//state:listening-interface", NS)}
     assert reasons == {"l3-eth1": None,
                        "eth1": "its name is not l3- and that of an L3 interface"}
+
+
+def confirmed(client, port, more=""):
+    client.edit(port_edit(port), target="candidate")
+    client.rpc(f"<commit><confirmed/>{more}</commit>")
+
+
+def port_of(client):
+    return client.get_config().findtext(".//dyncfg:snmpAgent/dyncfg:port", namespaces=NS)
+
+
+def serves(site, port):
+    return answers(site.managers["default"], DEFAULT, port=port)
+
+
+@pytest.mark.parametrize("end", [signal.SIGTERM, signal.SIGKILL])
+def test_what_was_not_confirmed_is_taken_back_by_a_start(daemon, client, site, end):
+    client.edit(listen_edit('nc:operation="delete"'), target="candidate")
+    confirmed(client, 1161)
+    wait_until(lambda: serves(site, 1161), "the agent at its new port")
+    daemon.stop(end)
+    since = daemon.mark()
+    daemon.start()
+    assert daemon.records("A commit was not confirmed; the configuration from before it", since)
+    wait_until(lambda: serves(site, 161), "the agent at its old port")
+    assert site.redirects() == ["eth1 . 161 : 60600"]
+    daemon.stop()
+    since = daemon.mark()
+    daemon.start()
+    assert not daemon.records("was not confirmed", since)
+
+
+def test_what_was_not_confirmed_is_taken_back_with_its_session(daemon, client, site):
+    since = daemon.mark()
+    with Client(daemon.netconf_socket) as other:
+        other.edit(listen_edit('nc:operation="delete"'), target="candidate")
+        confirmed(other, 1161)
+        assert site.redirects() == []
+        assert port_of(client) == "1161"
+    record = daemon.wait_record("Commit by the system", since)
+    assert "(taking back a commit: its session ended unconfirmed) in " in record
+    assert port_of(client) == "161"
+    assert site.redirects() == ["eth1 . 161 : 60600"]
+    wait_until(lambda: serves(site, 161), "the agent at its old port")
+
+
+def test_what_was_not_confirmed_in_time_is_taken_back(daemon, client, site):
+    since = daemon.mark()
+    confirmed(client, 1161, "<confirm-timeout>1</confirm-timeout>")
+    daemon.wait_record(r"taking back a commit: not confirmed in time\) in ", since)
+    assert port_of(client) == "161"
+    wait_until(lambda: serves(site, 161), "the agent at its old port")
+
+
+@pytest.mark.parametrize("end", [signal.SIGTERM, signal.SIGKILL])
+def test_what_was_confirmed_stays(daemon, client, end):
+    confirmed(client, 1161, "<persist>change 17</persist>")
+    with Client(daemon.netconf_socket) as other:
+        other.rpc("<commit><persist-id>change 17</persist-id></commit>")
+    daemon.stop(end)
+    daemon.start()
+    with Client(daemon.netconf_socket) as after:
+        assert port_of(after) == "1161"
+
+
+def test_a_copy_that_cannot_be_kept_refuses_the_commit(daemon, client, site):
+    """A folder has the file's place."""
+    os.mkdir(daemon.running_file + ".unconfirmed")
+    client.edit(port_edit(1161), target="candidate")
+    with pytest.raises((Refused, ConnectionError)):
+        client.rpc("<commit><confirmed/></commit>")
+    os.rmdir(daemon.running_file + ".unconfirmed")
+    assert daemon.process.wait(10) == 1
+    daemon.start()
+    with Client(daemon.netconf_socket) as after:
+        assert port_of(after) == "161"

@@ -54,6 +54,7 @@ Engine::Engine(const std::string& models_folder, const std::string& running_file
                Hooks* hooks, const std::string& standard_folder, Save save)
     : schema_(models_folder, standard_folder),
       store_(running_file),
+      unconfirmed_(running_file + ".unconfirmed"),
       save_(save ? std::move(save) : [this](const std::string& text) { store_.Save(text); }),
       deliver_(std::move(deliver)),
       hooks_(hooks),
@@ -62,6 +63,7 @@ Engine::Engine(const std::string& models_folder, const std::string& running_file
 LoadResult Engine::LoadStored() {
   RefuseNested();
   LoadResult result;
+  result.taken_back = unconfirmed_.MoveTo(store_);
   const std::optional<std::string> text = store_.Load();
   try {
     running_ = ReadTree(schema_.Context(), text.value_or("{}"));

@@ -29,8 +29,9 @@ using Deliver = std::function<void(std::vector<common::Change>& changes)>;
 using Save = std::function<void(const std::string& text)>;
 
 struct LoadResult {
-  bool found = false;   ///< The running configuration is the stored one, else the defaults.
-  std::string refused;  ///< Why a stored file was moved aside and to where, else empty.
+  bool found = false;       ///< The running configuration is the stored one, else the defaults.
+  std::string refused;      ///< Why a stored file was moved aside and to where, else empty.
+  bool taken_back = false;  ///< It is the one from before a commit that was not confirmed.
 };
 
 struct CommitResult {
@@ -81,6 +82,12 @@ class Engine {
   /// propagates. Nothing has changed then.
   CommitResult Commit(Tree candidate, const Author& author = {});
 
+  /// Keeps a copy of the stored configuration that a start goes back to, until it is forgotten.
+  /// Throws std::exception when it cannot be kept, or not be removed again, though it may be there
+  /// then.
+  void KeepUnconfirmed() const { unconfirmed_.Save(PrintTree(running_.get())); }
+  void ForgetUnconfirmed() const { unconfirmed_.Remove(); }
+
   /// `observer` is told of commits from now on.
   void SetCommitObserver(CommitObserver observer) { observer_ = std::move(observer); }
 
@@ -124,6 +131,7 @@ class Engine {
 
   Schema schema_;
   Store store_;
+  Store unconfirmed_;
   Save save_;
   Deliver deliver_;
   Hooks* hooks_;

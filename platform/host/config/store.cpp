@@ -147,6 +147,21 @@ void Store::Save(const std::string& text) const {
   Replace(temp.Path(), path_);
 }
 
+bool Store::MoveTo(const Store& other) const {
+  if (Look(path_) == ENOENT) return false;
+  Replace(path_, other.path_);
+  return true;
+}
+
+void Store::Remove() const {
+  const Descriptor folder(FolderOf(path_), O_RDONLY | O_DIRECTORY, "open folder");
+  if (unlink(path_.c_str()) != 0) {
+    if (errno == ENOENT) return;
+    Throw("remove", path_, errno);
+  }
+  if (Sync(folder) != 0 && errno != EINVAL) Throw("remove", path_, errno);
+}
+
 std::string Store::MoveAside() const {
   std::string aside = path_ + ".refused";
   for (int i = 1; Look(aside) == 0; ++i) aside = path_ + ".refused." + std::to_string(i);

@@ -36,6 +36,14 @@ class Store {
   /// on, and returns that path. Throws std::runtime_error with path and reason.
   std::string MoveAside() const;
 
+  /// Has `other` be what is stored here, for good; false when nothing is. Throws
+  /// std::runtime_error with path and reason; then either is there, whole.
+  bool MoveTo(const Store& other) const;
+
+  /// Removes what is stored, if anything is, for good. Throws std::runtime_error with path and
+  /// reason when it may still be there at the next start.
+  void Remove() const;
+
   const std::string& Path() const { return path_; }
 
  private:

@@ -183,6 +183,9 @@ LoadResult Framework::LoadStored() {
 /// Returns how the configuration came about.
 std::string Framework::LoadConfiguration() {
   const LoadResult stored = LoadStored();
+  if (stored.taken_back) {
+    HOST_LOG(kNotice, "A commit was not confirmed; the configuration from before it is taken.");
+  }
   if (stored.found) {
     HOST_LOG(kProgress, "Running configuration as it was stored; %s is read at SIGHUP.",
              folders_.StartupFile().c_str());

@@ -35,13 +35,19 @@ void Datastores::Replace(Datastore datastore, Tree content, const Author& author
   candidate_changed_ = true;
 }
 
-void Datastores::Commit(const Author& author) {
+void Datastores::Commit(const Author& author, const Confirmation& confirmation) {
   CheckAccess(Datastore::kCandidate, author.session);
   CheckAccess(Datastore::kRunning, author.session);
-  if (!candidate_changed_) return;
-  engine_->Commit(CopyTree(candidate_.get()), author);
+  confirmed_.Commit(author, confirmation, [&] {
+    if (candidate_changed_) engine_->Commit(CopyTree(candidate_.get()), author);
+  });
   candidate_.reset();
   candidate_changed_ = false;
+}
+
+void Datastores::CancelCommit(const Author& author, const std::string& persist_id) {
+  CheckAccess(Datastore::kRunning, author.session);
+  confirmed_.Cancel(author, persist_id);
 }
 
 void Datastores::Discard(SessionId session) {
@@ -57,6 +63,11 @@ void Datastores::Lock(Datastore datastore, SessionId session) {
   if (holder != 0 || (datastore == Datastore::kCandidate && candidate_changed_)) {
     throw Denied("lock-denied", holder);
   }
+  if (datastore == Datastore::kRunning && confirmed_.IsUnderWay() &&
+      confirmed_.Owner() != session) {
+    throw RpcError("protocol", "lock-denied", "a commit of another session is not confirmed yet")
+        .With("session-id", std::to_string(confirmed_.Owner()));
+  }
   locks_[Index(datastore)] = {session, std::chrono::system_clock::now()};
 }
 
@@ -68,6 +79,7 @@ void Datastores::Unlock(Datastore datastore, SessionId session) {
 }
 
 void Datastores::EndSession(SessionId session) {
+  confirmed_.EndSession(session);
   for (const Datastore datastore : {Datastore::kRunning, Datastore::kCandidate}) {
     if (LockedBy(datastore) == session) EndLock(datastore);
   }

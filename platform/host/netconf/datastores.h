@@ -2,11 +2,14 @@
 #pragma once
 
 #include <array>
+#include <boost/asio/any_io_executor.hpp>
 #include <chrono>
 #include <cstdint>
+#include <string>
 
 #include "config/engine.h"
 #include "config/tree.h"
+#include "netconf/confirmed_commit.h"
 
 namespace host {
 
@@ -20,8 +23,9 @@ using SessionId = uint32_t;
 /// throws. Nothing has changed then.
 class Datastores {
  public:
-  /// `engine` outlives the object.
-  explicit Datastores(Engine* engine) : engine_(engine) {}
+  /// `engine` and the executor's loop outlive the object.
+  Datastores(const boost::asio::any_io_executor& executor, Engine* engine)
+      : engine_(engine), confirmed_(executor, engine) {}
 
   const Schema& Models() const { return engine_->Models(); }
 
@@ -31,8 +35,12 @@ class Datastores {
   /// Gives a datastore this content; for the running one that is a commit.
   void Replace(Datastore datastore, Tree content, const Author& author);
 
-  /// Makes the candidate the running configuration.
-  void Commit(const Author& author);
+  /// Makes the candidate the running configuration, and confirms a commit that waits for it or has
+  /// this one wait.
+  void Commit(const Author& author, const Confirmation& confirmation);
+
+  /// Takes back a commit that waits for its confirmation.
+  void CancelCommit(const Author& author, const std::string& persist_id);
 
   /// Makes the candidate what is running.
   void Discard(SessionId session);
@@ -40,7 +48,8 @@ class Datastores {
   /// Checks a configuration against the models as a commit would, and changes nothing.
   void Check(Tree content) const;
 
-  /// lock-denied when it is locked, or for a candidate with changes that are not committed.
+  /// lock-denied when it is locked, for a candidate with changes that are not committed, and for
+  /// the running one while a commit of another session waits for its confirmation.
   void Lock(Datastore datastore, SessionId session);
   void Unlock(Datastore datastore, SessionId session);
 
@@ -50,7 +59,8 @@ class Datastores {
     return locks_[Index(datastore)].since;
   }
 
-  /// A session has ended: its locks go, and the candidate's changes with its lock.
+  /// A session has ended: its locks go, the candidate's changes with its lock, and the commit that
+  /// it did not confirm.
   void EndSession(SessionId session);
 
  private:
@@ -64,6 +74,7 @@ class Datastores {
   void CheckAccess(Datastore datastore, SessionId session) const;
 
   Engine* engine_;
+  ConfirmedCommit confirmed_;
   bool candidate_changed_ = false;
   Tree candidate_;  ///< Counts only when it was changed.
   std::array<LockState, 2> locks_;

@@ -20,10 +20,24 @@ constexpr char kWithDefaults[] =
     "urn:ietf:params:netconf:capability:with-defaults:1.0?basic-mode=explicit"
     "&also-supported=report-all,report-all-tagged,trim";
 
+/// The features of a model that are on, with commas between them.
+std::string FeaturesOf(const lys_module* module) {
+  std::string list;
+  uint32_t index = 0;
+  const lysp_feature* feature = nullptr;
+  while ((feature = lysp_feature_next(feature, module->parsed, &index)) != nullptr) {
+    if ((feature->flags & LYS_FENABLED) == 0) continue;
+    list += (list.empty() ? "" : ",") + std::string(feature->name);
+  }
+  return list;
+}
+
+/// As RFC 6020, 5.6.4 has it.
 std::string ModuleCapability(const lys_module* module) {
   std::string text = std::string(module->ns) + "?module=" + module->name;
   if (module->revision != nullptr) text += std::string("&revision=") + module->revision;
-  return text;
+  const std::string features = FeaturesOf(module);
+  return features.empty() ? text : text + "&features=" + features;
 }
 
 /// Whether a node is that element of the NETCONF namespace.

@@ -77,7 +77,19 @@ std::string CopyConfig(const Request& request) {
 }
 
 std::string Commit(const Request& request) {
-  request.datastores->Commit(request.author);
+  const lyd_node* commit = request.operation;
+  Confirmation confirmation;
+  confirmation.awaited = Parameter(commit, "confirmed") != nullptr;
+  confirmation.timeout =
+      std::chrono::seconds(std::stoul(ParameterText(commit, "confirm-timeout", "600")));
+  confirmation.persist = ParameterText(commit, "persist");
+  confirmation.persist_id = ParameterText(commit, "persist-id");
+  request.datastores->Commit(request.author, confirmation);
+  return kOk;
+}
+
+std::string CancelCommit(const Request& request) {
+  request.datastores->CancelCommit(request.author, ParameterText(request.operation, "persist-id"));
   return kOk;
 }
 
@@ -145,6 +157,7 @@ constexpr Operation kOperations[] = {
     {"edit-config", EditConfig},
     {"copy-config", CopyConfig},
     {"commit", Commit},
+    {"cancel-commit", CancelCommit},
     {"discard-changes", DiscardChanges},
     {"validate", Validate},
     {"lock", Lock},

@@ -51,7 +51,7 @@ NetconfServer::NetconfServer(boost::asio::io_context& loop, const std::string& p
     : loop_(loop),
       path_(path),
       limits_(limits),
-      datastores_(engine),
+      datastores_(loop.get_executor(), engine),
       state_(std::move(state)),
       handler_(&datastores_,
                {[this] { return State(); }, [this](SessionId session) { return Kill(session); }}),
@@ -66,6 +66,8 @@ NetconfServer::~NetconfServer() {
   boost::system::error_code ignored;
   acceptor_.close(ignored);
   unlink(path_.c_str());
+  // A commit that is not confirmed is taken back by the next start.
+  is_ending_ = true;
   while (!sessions_.empty()) sessions_.begin()->second->End("the daemon ends");
 }
 
@@ -95,12 +97,12 @@ void NetconfServer::Begin(Protocol::socket socket) {
     return;
   }
   const SessionId id = ++last_session_;
-  const auto session = std::make_shared<NetconfSession>(std::move(socket), id, limits_, &handler_,
-                                                        [this](NetconfSession* ended) {
-                                                          datastores_.EndSession(ended->Facts().id);
-                                                          ended_.Add(ended->Facts());
-                                                          sessions_.erase(ended->Facts().id);
-                                                        });
+  const auto session = std::make_shared<NetconfSession>(
+      std::move(socket), id, limits_, &handler_, [this](NetconfSession* ended) {
+        if (!is_ending_) datastores_.EndSession(ended->Facts().id);
+        ended_.Add(ended->Facts());
+        sessions_.erase(ended->Facts().id);
+      });
   sessions_.emplace(id, session);
   session->Start(datastores_.Models().Context(), ServerHello(capabilities_, id));
 }

@@ -55,6 +55,7 @@ class NetconfServer {
   std::map<SessionId, std::shared_ptr<NetconfSession>> sessions_;
   SessionId last_session_ = 0;
   SessionTotals ended_;
+  bool is_ending_ = false;
 };
 
 }  // namespace host

@@ -7,7 +7,7 @@ void RpcTest::SetUp() {
   if (IsSkipped()) return;
   engine_ = std::make_unique<host::Engine>(MODELS_FOLDER, folder_.Path("running.json"), nullptr,
                                            nullptr, kStandardFolder);
-  datastores_ = std::make_unique<host::Datastores>(engine_.get());
+  datastores_ = std::make_unique<host::Datastores>(loop_.get_executor(), engine_.get());
   const auto kill = [this](host::SessionId session) {
     killed_ = session == 7 ? session : 0;
     return session == 7;

@@ -1,6 +1,7 @@
 // Requests to an engine of the device's models, without a connection.
 #pragma once
 
+#include <boost/asio/io_context.hpp>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,6 +44,9 @@ class RpcTest : public NetconfTest {
 
   host::Engine& Engine() { return *engine_; }
   host::Datastores& Stores() { return *datastores_; }
+  const TestFolder& Folder() const { return folder_; }
+
+  boost::asio::io_context loop_;
 
   host::SessionId killed_ = 0;  ///< The last one that a request has ended; there is none but 7.
 
