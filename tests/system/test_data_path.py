@@ -228,6 +228,8 @@ def test_requests_without_a_checksum_are_answered(daemon, site):
     start(daemon, {"eth1": 161})
     with Poller(site.managers["red"], RED) as poller:
         assert poller.without_checksum().is_answered()
+    with Poller(site.managers["red"], RED, 60600) as poller:
+        assert not poller.without_checksum().is_answered(SILENCE), "a redirect port"
 
 
 @pytest.mark.parametrize("network, address", [("red", RED), ("red", RED_V6)])

@@ -19,7 +19,7 @@ struct PortField {
   uint32_t checksum;  ///< its offset; kNoChecksum: there is none to be kept right
 };
 
-constexpr uint32_t kMarkSize = 4;
+constexpr uint32_t kNumberSize = 4;
 constexpr uint32_t kNoChecksum = 0xffff;
 constexpr uint32_t kUdpChecksum = 6;
 constexpr PortField kSource = {0, kUdpChecksum};
@@ -36,7 +36,10 @@ class Rule {
     Need(nftnl_rule_set_str(rule_.get(), NFTNL_RULE_CHAIN, chain) == 0);
   }
 
-  Rule& Protocol(uint8_t protocol) { return Meta(NFT_META_L4PROTO, NFT_REG_1).Compare({protocol}); }
+  /// Goes on only when the packet is of this protocol, or for NFT_CMP_NEQ is not.
+  Rule& Protocol(uint8_t protocol, uint32_t operation = NFT_CMP_EQ) {
+    return Meta(NFT_META_L4PROTO, NFT_REG_1).Compare({protocol}, operation);
+  }
 
   /// The packet's property goes to a register.
   Rule& Meta(uint32_t key, uint32_t to) {
@@ -80,9 +83,9 @@ class Rule {
     return *this;
   }
 
-  /// Goes on only with a packet that has a mark.
-  Rule& Marked() {
-    return Meta(NFT_META_MARK, NFT_REG_1).Compare(std::vector<uint8_t>(kMarkSize), NFT_CMP_NEQ);
+  /// Goes on only when this property of the packet, a number of four bytes, is not 0.
+  Rule& Nonzero(uint32_t key) {
+    return Meta(key, NFT_REG_1).Compare(std::vector<uint8_t>(kNumberSize), NFT_CMP_NEQ);
   }
 
   /// Takes the packet's mark away.
@@ -90,7 +93,7 @@ class Rule {
     const uint32_t none = 0;
     nftnl_expr* immediate = Next("immediate");
     nftnl_expr_set_u32(immediate, NFTNL_EXPR_IMM_DREG, NFT_REG_1);
-    nftnl_expr_set(immediate, NFTNL_EXPR_IMM_DATA, &none, kMarkSize);
+    nftnl_expr_set(immediate, NFTNL_EXPR_IMM_DATA, &none, kNumberSize);
     nftnl_expr* meta = Next("meta");
     nftnl_expr_set_u32(meta, NFTNL_EXPR_META_KEY, NFT_META_MARK);
     nftnl_expr_set_u32(meta, NFTNL_EXPR_META_SREG, NFT_REG_1);
@@ -98,9 +101,14 @@ class Rule {
   }
 
   Rule& Verdict(uint32_t verdict) {
-    nftnl_expr* immediate = Next("immediate");
-    nftnl_expr_set_u32(immediate, NFTNL_EXPR_IMM_DREG, NFT_REG_VERDICT);
-    nftnl_expr_set_u32(immediate, NFTNL_EXPR_IMM_VERDICT, verdict);
+    Decide(verdict);
+    return *this;
+  }
+
+  /// Goes on with the rules of another chain, and does not come back.
+  Rule& Goto(const char* chain) {
+    nftnl_expr* immediate = Decide(static_cast<uint32_t>(NFT_GOTO));
+    Need(nftnl_expr_set_str(immediate, NFTNL_EXPR_IMM_CHAIN, chain) == 0);
     return *this;
   }
 
@@ -115,6 +123,13 @@ class Rule {
     Need(expression != nullptr);
     nftnl_rule_add_expr(rule_.get(), expression);
     return expression;
+  }
+
+  nftnl_expr* Decide(uint32_t verdict) {
+    nftnl_expr* immediate = Next("immediate");
+    nftnl_expr_set_u32(immediate, NFTNL_EXPR_IMM_DREG, NFT_REG_VERDICT);
+    nftnl_expr_set_u32(immediate, NFTNL_EXPR_IMM_VERDICT, verdict);
+    return immediate;
   }
 
   nftnl_expr* Payload(uint32_t offset, uint32_t size) {
@@ -134,8 +149,18 @@ constexpr uint32_t kInterfaces[] = {NFT_META_SDIFNAME, NFT_META_IIFNAME};
 /// A packet that came in on an interface that is listened on: `port` becomes the redirect port of
 /// what it is now. Nothing behind it is asked then.
 void Redirect(NftBatch& batch, Rule rule, uint32_t interface, const PortField& port) {
+  // Without a VRF device there is no second one, and its number costs less to see than its name.
+  if (interface == NFT_META_SDIFNAME) rule.Nonzero(NFT_META_SDIF);
   rule.Meta(interface, NFT_REG_1).Header(port.offset, sizeof(uint16_t), NFT_REG_2);
   rule.Map(kToSet).Write(port).Verdict(NF_ACCEPT).AddTo(batch);
+}
+
+/// UDP packets that were asked for a port on an interface, and who asks a redirect port by its own
+/// number.
+void RedirectRequests(NftBatch& batch, const char* chain, const PortField& port) {
+  for (const uint32_t interface : kInterfaces) Redirect(batch, Rule(chain), interface, port);
+  Rule direct(chain);
+  direct.Header(port.offset, sizeof(uint16_t)).Map(kPortsSet, NFT_REG_VERDICT).AddTo(batch);
 }
 
 /// Bytes that an error message has at a place.
@@ -172,7 +197,7 @@ std::vector<TooBig> AllTooBig() {
 
 void TellOfPathMtu(NftBatch& batch, const TooBig& error, uint32_t interface) {
   constexpr uint32_t kChecksum = 2;
-  Rule rule(kInChain);
+  Rule rule(kErrorsChain);
   rule.Protocol(error.protocol);
   for (const Quote& quote : error.quotes) {
     rule.Header(quote.offset, static_cast<uint32_t>(quote.bytes.size())).Compare(quote.bytes);
@@ -183,27 +208,20 @@ void TellOfPathMtu(NftBatch& batch, const TooBig& error, uint32_t interface) {
 }  // namespace
 
 void AddRedirectRules(NftBatch& batch) {
+  Rule(kInChain).Protocol(IPPROTO_UDP, NFT_CMP_NEQ).Goto(kErrorsChain).AddTo(batch);
   // A request without a checksum, as IPv4 permits, must not get one.
-  for (const uint32_t interface : kInterfaces) {
-    Rule unsummed(kInChain);
-    unsummed.Protocol(IPPROTO_UDP).Header(kUdpChecksum, sizeof(uint16_t)).Compare({0, 0});
-    Redirect(batch, std::move(unsummed), interface, kUnsummedDestination);
-  }
-  for (const uint32_t interface : kInterfaces) {
-    Rule rule(kInChain);
-    rule.Protocol(IPPROTO_UDP);
-    Redirect(batch, std::move(rule), interface, kDestination);
-  }
-  Rule direct(kInChain);
-  direct.Protocol(IPPROTO_UDP).Header(kDestination.offset, sizeof(uint16_t));
-  direct.Map(kPortsSet, NFT_REG_VERDICT).AddTo(batch);
+  Rule unsummed(kInChain);
+  unsummed.Header(kUdpChecksum, sizeof(uint16_t)).Compare({0, 0});
+  unsummed.Goto(kUnsummedChain).AddTo(batch);
+  RedirectRequests(batch, kInChain, kDestination);
+  RedirectRequests(batch, kUnsummedChain, kUnsummedDestination);
   for (const TooBig& error : AllTooBig()) {
     for (const uint32_t interface : kInterfaces) TellOfPathMtu(batch, error, interface);
   }
   // The agent's mark has led to the VRF by now. An answer by a VRF device passes the output hook
   // twice, and the port that was put back may be another one's redirect port.
   Rule answer(kOutChain);
-  answer.Protocol(IPPROTO_UDP).Marked();
+  answer.Nonzero(NFT_META_MARK).Protocol(IPPROTO_UDP);
   answer.Header(kSource.offset, sizeof(uint16_t)).Map(kBackSet);
   answer.Write(kSource).Unmark().AddTo(batch);
 }

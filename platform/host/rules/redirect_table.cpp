@@ -11,6 +11,7 @@
 #include <array>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include "rules/redirect_rules.h"
 
@@ -79,15 +80,23 @@ void AddSet(NftBatch& batch, RedirectSet set) {
   nftnl_set_nlmsg_build_payload(batch.Add(NFT_MSG_NEWSET, NLM_F_CREATE), object.get());
 }
 
-void AddChain(NftBatch& batch, const char* name, uint32_t hook, int priority) {
+/// Where a chain hangs in the way of packets.
+struct Hook {
+  uint32_t number;
+  int priority;
+};
+
+void AddChain(NftBatch& batch, const char* name, const std::optional<Hook>& hook = std::nullopt) {
   const std::unique_ptr<nftnl_chain, decltype(&nftnl_chain_free)> chain(nftnl_chain_alloc(),
                                                                         &nftnl_chain_free);
   Need(chain != nullptr);
   Need(nftnl_chain_set_str(chain.get(), NFTNL_CHAIN_TABLE, kRedirectTable) == 0);
   Need(nftnl_chain_set_str(chain.get(), NFTNL_CHAIN_NAME, name) == 0);
-  Need(nftnl_chain_set_str(chain.get(), NFTNL_CHAIN_TYPE, "filter") == 0);
-  nftnl_chain_set_u32(chain.get(), NFTNL_CHAIN_HOOKNUM, hook);
-  nftnl_chain_set_s32(chain.get(), NFTNL_CHAIN_PRIO, priority);
+  if (hook) {
+    Need(nftnl_chain_set_str(chain.get(), NFTNL_CHAIN_TYPE, "filter") == 0);
+    nftnl_chain_set_u32(chain.get(), NFTNL_CHAIN_HOOKNUM, hook->number);
+    nftnl_chain_set_s32(chain.get(), NFTNL_CHAIN_PRIO, hook->priority);
+  }
   nftnl_chain_nlmsg_build_payload(batch.Add(NFT_MSG_NEWCHAIN, NLM_F_CREATE), chain.get());
 }
 
@@ -126,8 +135,9 @@ void MakeRedirectTable(NftBatch& batch) {
   // back before connections are tracked, so that they belong to the requests.
   constexpr int kBehindFilters = 250;
   constexpr int kBeforeTracking = -310;
-  AddChain(batch, kInChain, NF_INET_LOCAL_IN, kBehindFilters);
-  AddChain(batch, kOutChain, NF_INET_LOCAL_OUT, kBeforeTracking);
+  AddChain(batch, kInChain, Hook{NF_INET_LOCAL_IN, kBehindFilters});
+  AddChain(batch, kOutChain, Hook{NF_INET_LOCAL_OUT, kBeforeTracking});
+  for (const char* chain : {kUnsummedChain, kErrorsChain}) AddChain(batch, chain);
   AddRedirectRules(batch);
 }
 
