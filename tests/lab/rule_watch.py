@@ -9,6 +9,10 @@ from lab.wait import wait_until
 LINE = re.compile(r"^\[(\S+)T(\d+):(\d+):([\d.]+)\] (Deleted )?(\d+):\s+(.*)$")
 DESTINATION = re.compile(r"to (\S+) ipproto udp dport (\S+) lookup (\S+)")
 
+# Bytes of notifications that may wait, as far as net.core.rmem_max lets them: without room the
+# kernel drops them.
+BUFFER = 4 << 20
+
 
 class RuleWatch:
     """Reads `ip monitor rule` of a namespace from the moment it is made until finish()."""
@@ -24,8 +28,8 @@ class RuleWatch:
         for line in namespace.ip("-4", "rule", "list").splitlines():
             self._count(line, 1, 0.0)
         self._process = subprocess.Popen(
-            namespace.command("ip", "-4", "-ts", "monitor", "rule"), stdout=subprocess.PIPE,
-            text=True)
+            namespace.command("ip", "-4", "-ts", "-rcvbuf", str(BUFFER), "monitor", "rule"),
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
         wait_until(lambda: self._is_told(1), "the kernel's notifications")
@@ -65,8 +69,10 @@ class RuleWatch:
         wait_until(lambda: self._is_told(2), "the end of the kernel's notifications")
         self._process.terminate()
         self._reader.join()
-        self._process.stdout.close()
-        self._process.wait()
+        with self._process as process:
+            complaints = process.stderr.read()
+        if complaints:
+            raise RuntimeError(f"rules were changed unseen: {complaints}")
         return self
 
     @property
