@@ -1,8 +1,11 @@
-// What the constructors of the handlers have in common.
+// What the handlers have in common.
 #pragma once
+
+#include <zlog.h>
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "app/trace.h"
 #include "vkconfd/config_handler.h"
@@ -26,6 +29,21 @@ vkconfd::SubscriptionPoint MakePoint(Handler* handler, ChangeMember<Handler> mem
             return (handler->*member)(kp, op, old_value, new_value);
           }};
 }
+
+/// A handler of configuration, whose constructor fills the points and registers the category.
+class CfgHandler : public vkconfd::ConfigHandler {
+ public:
+  /// Acts on what was loaded as on a commit.
+  void ApplyInitialConfig() override { ApplyCommitConfig(); }
+
+  const std::vector<vkconfd::SubscriptionPoint>& GetSubscriptionPoints() const override {
+    return subscription_points_;
+  }
+
+ protected:
+  std::vector<vkconfd::SubscriptionPoint> subscription_points_;
+  zlog_category_s* log_category_ = nullptr;
+};
 
 /// The log category of a handler: the program's name and `suffix`.
 inline zlog_category_s* RegisterCategory(const char* suffix) {

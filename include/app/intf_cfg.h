@@ -1,16 +1,13 @@
 // Follows the L3 interfaces: one that changed has its listening record refreshed.
 #pragma once
 
-#include <zlog.h>
-
 #include <memory>
-#include <vector>
 
+#include "app/handler.h"
 #include "app/snmp_cfg_listen.h"
 #include "confd_lib.h"
-#include "vkconfd/config_handler.h"
 
-class IntfCfgHandler : public vkconfd::ConfigHandler {
+class IntfCfgHandler : public app::CfgHandler {
  public:
   explicit IntfCfgHandler(const std::shared_ptr<SnmpListenCfgHandler>& listen_handler);
 
@@ -21,14 +18,11 @@ class IntfCfgHandler : public vkconfd::ConfigHandler {
 
   /// Has the listen handler apply the rules of all its interfaces.
   void ApplyCommitConfig() override;
-  const std::vector<vkconfd::SubscriptionPoint>& GetSubscriptionPoints() const override;
 
   /// Refreshes the record of a modified L3 interface; every other change is ignored.
   confd_iter_ret HandleCfg(confd_hkeypath_t* kp, confd_iter_op op, confd_value_t* old_value,
                            confd_value_t* new_value);
 
  private:
-  std::vector<vkconfd::SubscriptionPoint> subscription_points_;
-  zlog_category_s* log_category_ = nullptr;
   std::shared_ptr<SnmpListenCfgHandler> listen_handler_;
 };

@@ -1,19 +1,16 @@
 // Keeps ConfD's SNMP agent bound to its configured address and to its list of extra addresses.
 #pragma once
 
-#include <zlog.h>
-
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
+#include "app/handler.h"
 #include "confd_lib.h"
-#include "vkconfd/config_handler.h"
 #include "vkos/callback.h"
 #include "vkos/timer.h"
 
-class SnmpAgentCfgHandler : public vkconfd::ConfigHandler {
+class SnmpAgentCfgHandler : public app::CfgHandler {
  public:
   /// Reloads the agent's configuration from CDB and tries the bind again.
   class RetryBind : public vkos::Callback {
@@ -31,13 +28,10 @@ class SnmpAgentCfgHandler : public vkconfd::ConfigHandler {
   ~SnmpAgentCfgHandler() override;
 
   void LoadInitialConfig(int cdb_socket) override;
-  void ApplyInitialConfig() override;
   void StartCommit() override;
 
   /// Forces ConfD's SNMP listener to rebind when every probe succeeded, else starts the retry.
   void ApplyCommitConfig() override;
-
-  const std::vector<vkconfd::SubscriptionPoint>& GetSubscriptionPoints() const override;
 
   /// Takes over one changed leaf and probes what it names. Throws std::invalid_argument or
   /// std::out_of_range for an extra entry whose port is no number that fits unsigned long.
@@ -64,6 +58,4 @@ class SnmpAgentCfgHandler : public vkconfd::ConfigHandler {
   std::unique_ptr<RetryBind> retry_callback_;
   std::unique_ptr<vkos::Timer> retry_timer_;
   bool retry_running_ = false;
-  std::vector<vkconfd::SubscriptionPoint> subscription_points_;
-  zlog_category_s* log_category_ = nullptr;
 };

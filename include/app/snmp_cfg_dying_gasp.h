@@ -2,27 +2,22 @@
 // driver that sends it.
 #pragma once
 
-#include <zlog.h>
-
 #include <string>
-#include <vector>
 
+#include "app/handler.h"
 #include "app/trap_target.h"
 #include "confd_lib.h"
-#include "vkconfd/config_handler.h"
 
-class DyingGaspTrapCfgHandler : public vkconfd::ConfigHandler {
+class DyingGaspTrapCfgHandler : public app::CfgHandler {
  public:
   DyingGaspTrapCfgHandler();
 
   /// Gathers all targets for the next apply, if the agent is enabled.
   void LoadInitialConfig(int cdb_socket) override;
-  void ApplyInitialConfig() override;
   void StartCommit() override;
 
   /// Withdraws and installs what was gathered, in this order and each in the order of the names.
   void ApplyCommitConfig() override;
-  const std::vector<vkconfd::SubscriptionPoint>& GetSubscriptionPoints() const override;
 
   /// Takes over one change of the agent's enable flag, of the communities or of the targets. The
   /// first one that has the targets gathered ends the delivery of the point's others.
@@ -46,7 +41,5 @@ class DyingGaspTrapCfgHandler : public vkconfd::ConfigHandler {
   bool agent_enabled_ = false;
   TargetMap targets_to_add_;
   TargetMap targets_to_remove_;
-  std::vector<vkconfd::SubscriptionPoint> subscription_points_;
-  zlog_category_s* log_category_ = nullptr;
   bool update_pending_ = false;  ///< The maps are gathered and not applied yet.
 };

@@ -2,21 +2,18 @@
 // live in a VRF.
 #pragma once
 
-#include <zlog.h>
-
 #include <boost/any.hpp>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
+#include "app/handler.h"
 #include "app/redir_port_table.h"
 #include "confd_lib.h"
-#include "vkconfd/config_handler.h"
 
-class SnmpListenCfgHandler : public vkconfd::ConfigHandler {
+class SnmpListenCfgHandler : public app::CfgHandler {
  public:
   /// What is known of one listening interface.
   struct InterfaceInfo {
@@ -47,7 +44,6 @@ class SnmpListenCfgHandler : public vkconfd::ConfigHandler {
 
   /// Installs the rules of every record while the agent is enabled, removes them while it is not.
   void ApplyCommitConfig() override;
-  const std::vector<vkconfd::SubscriptionPoint>& GetSubscriptionPoints() const override;
 
   /// Takes over one change of the agent's enable flag or of the interface list.
   confd_iter_ret HandleCfg(confd_hkeypath_t* kp, confd_iter_op op, confd_value_t* old_value,
@@ -86,8 +82,6 @@ class SnmpListenCfgHandler : public vkconfd::ConfigHandler {
   std::unique_ptr<InterfaceStash> stash_;
   RedirPortTable redir_ports_;
   bool agent_enabled_ = false;
-  std::vector<vkconfd::SubscriptionPoint> subscription_points_;
-  zlog_category_s* log_category_ = nullptr;
 };
 
 /// Callbacks of the stash and of the walk over it. `context` holds a `SnmpListenCfgHandler*`. An

@@ -1,17 +1,14 @@
 // Keeps one routing rule for each SNMP target that is in a VRF.
 #pragma once
 
-#include <zlog.h>
-
 #include <cstdint>
 #include <list>
 #include <string>
-#include <vector>
 
+#include "app/handler.h"
 #include "confd_lib.h"
-#include "vkconfd/config_handler.h"
 
-class TargetVrfCfgHandler : public vkconfd::ConfigHandler {
+class TargetVrfCfgHandler : public app::CfgHandler {
  public:
   /// A rule as this handler asked for it.
   struct IpRuleKey {
@@ -24,12 +21,10 @@ class TargetVrfCfgHandler : public vkconfd::ConfigHandler {
 
   /// Installs the rules of all targets, whether the agent is enabled or not.
   void LoadInitialConfig(int cdb_socket) override;
-  void ApplyInitialConfig() override;
   void StartCommit() override;
 
   /// Forgets the rules that were added during the commit.
   void ApplyCommitConfig() override;
-  const std::vector<vkconfd::SubscriptionPoint>& GetSubscriptionPoints() const override;
 
   /// Withdraws the rule from before the commit and installs the one after it when a target's
   /// address, port or VRF changed; withdraws it when the target was deleted.
@@ -51,6 +46,4 @@ class TargetVrfCfgHandler : public vkconfd::ConfigHandler {
   bool WasAdded(const IpRuleKey& rule) const;
 
   std::list<IpRuleKey> added_rules_;  ///< Since the last apply; one for each addition.
-  zlog_category_s* log_category_ = nullptr;
-  std::vector<vkconfd::SubscriptionPoint> subscription_points_;
 };

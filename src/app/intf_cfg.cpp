@@ -4,7 +4,6 @@
 
 #include "app/confd_names.h"
 #include "app/confd_text.h"
-#include "app/handler.h"
 #include "app/trace.h"
 
 IntfCfgHandler::IntfCfgHandler(const std::shared_ptr<SnmpListenCfgHandler>& listen_handler)
@@ -30,10 +29,6 @@ void IntfCfgHandler::StartCommit() {
 void IntfCfgHandler::ApplyCommitConfig() {
   APP_LOG(log_category_, app::kDetail, "Applying new configuration of L3 interface.");
   listen_handler_->ApplyCommitConfig();
-}
-
-const std::vector<vkconfd::SubscriptionPoint>& IntfCfgHandler::GetSubscriptionPoints() const {
-  return subscription_points_;
 }
 
 confd_iter_ret IntfCfgHandler::HandleCfg(confd_hkeypath_t* kp, confd_iter_op op,

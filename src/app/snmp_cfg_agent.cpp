@@ -10,10 +10,10 @@
 #include <cstring>
 #include <iterator>
 #include <sstream>
+#include <vector>
 
 #include "app/confd_names.h"
 #include "app/confd_text.h"
-#include "app/handler.h"
 #include "app/signal.h"
 #include "app/trace.h"
 #include "confd_cdb.h"
@@ -173,8 +173,6 @@ void SnmpAgentCfgHandler::LoadInitialConfig(int cdb_socket) {
   APP_LOG(log_category_, app::kDetail, "Agent is enabled: %d", agent_enabled_ ? 1 : 0);
 }
 
-void SnmpAgentCfgHandler::ApplyInitialConfig() { ApplyCommitConfig(); }
-
 void SnmpAgentCfgHandler::StartCommit() {
   APP_LOG(log_category_, app::kDetail, "Starting commit of SNMP agent configuration.");
 }
@@ -191,10 +189,6 @@ void SnmpAgentCfgHandler::ApplyCommitConfig() {
     retry_timer_->Resume(0);
     retry_running_ = true;
   }
-}
-
-const std::vector<vkconfd::SubscriptionPoint>& SnmpAgentCfgHandler::GetSubscriptionPoints() const {
-  return subscription_points_;
 }
 
 // What reads a typed value stands here: where a value has another type, the process ends with this

@@ -9,7 +9,6 @@
 
 #include "app/confd_names.h"
 #include "app/confd_text.h"
-#include "app/handler.h"
 #include "app/trace.h"
 #include "confd_cdb.h"
 #include "vkconfd/cdb_session.h"
@@ -104,8 +103,6 @@ void DyingGaspTrapCfgHandler::LoadInitialConfig(int cdb_socket) {
   update_pending_ = true;
 }
 
-void DyingGaspTrapCfgHandler::ApplyInitialConfig() { ApplyCommitConfig(); }
-
 void DyingGaspTrapCfgHandler::StartCommit() {
   APP_LOG(log_category_, app::kDetail,
           "Starting commit of SNMP configuration for dying-gap traps.");
@@ -126,11 +123,6 @@ void DyingGaspTrapCfgHandler::ApplyCommitConfig() {
   update_pending_ = false;
   targets_to_add_.clear();
   targets_to_remove_.clear();
-}
-
-const std::vector<vkconfd::SubscriptionPoint>& DyingGaspTrapCfgHandler::GetSubscriptionPoints()
-    const {
-  return subscription_points_;
 }
 
 // What reads a typed value stands here: where a value has another type, the process ends with this

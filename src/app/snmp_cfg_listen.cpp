@@ -5,7 +5,6 @@
 
 #include "app/confd_names.h"
 #include "app/confd_text.h"
-#include "app/handler.h"
 #include "app/trace.h"
 #include "confd_cdb.h"
 #include "libiptools/iptools.h"
@@ -198,10 +197,6 @@ void SnmpListenCfgHandler::ApplyCommitConfig() {
   const RuleCallback callback = agent_enabled_ ? &SetRules : &DelRules;
   const boost::any context = this;
   for (const auto& [name, info] : stash_->entries) callback(name, info, context);
-}
-
-const std::vector<vkconfd::SubscriptionPoint>& SnmpListenCfgHandler::GetSubscriptionPoints() const {
-  return subscription_points_;
 }
 
 // What reads a typed value stands here: where a value has another type, the process ends with this

@@ -7,10 +7,10 @@
 #include <boost/asio/ip/address_v4.hpp>
 #include <cstring>
 #include <deque>
+#include <vector>
 
 #include "app/confd_names.h"
 #include "app/confd_text.h"
-#include "app/handler.h"
 #include "app/trace.h"
 #include "confd_cdb.h"
 #include "libiptools/iptools.h"
@@ -53,8 +53,6 @@ void TargetVrfCfgHandler::LoadInitialConfig(int cdb_socket) {
   GetTargets(cdb_socket);
 }
 
-void TargetVrfCfgHandler::ApplyInitialConfig() { ApplyCommitConfig(); }
-
 void TargetVrfCfgHandler::StartCommit() {
   APP_LOG(log_category_, app::kDetail, "Starting commit of SNMP configuration.");
 }
@@ -62,10 +60,6 @@ void TargetVrfCfgHandler::StartCommit() {
 void TargetVrfCfgHandler::ApplyCommitConfig() {
   APP_LOG(log_category_, app::kDetail, "Apply commit of SNMP configuration.");
   added_rules_.clear();
-}
-
-const std::vector<vkconfd::SubscriptionPoint>& TargetVrfCfgHandler::GetSubscriptionPoints() const {
-  return subscription_points_;
 }
 
 confd_iter_ret TargetVrfCfgHandler::HandleCfgVrf(confd_hkeypath_t* kp, confd_iter_op op,
