@@ -32,6 +32,21 @@ class ListenRulesTest : public ListenTest {
   void ThrowOther() {
     device_.rules.answers.emplace_back([]() -> int { throw 5; });
   }
+
+  /// Each of the callbacks, once.
+  static void CallBack(const boost::any& context) {
+    SetRules("l3-eth1", kComplete, context);
+    DelRules("l3-eth1", kComplete, context);
+    CleanupRules("l3-eth1", context);
+  }
+
+  /// What they raise when each of them fails for that reason.
+  static std::vector<std::string> FaultOfEach(const std::string& reason) {
+    return {
+        listening::Fault("SetRules", reason + ": could not set rules for interface l3-eth1"),
+        listening::Fault("DelRules", reason + ": could not del rules for interface l3-eth1"),
+        listening::Fault("CleanupRules", reason + ": could not del rules for interface l3-eth1")};
+  }
 };
 
 TEST_F(ListenRulesTest, Installation) {
@@ -180,16 +195,8 @@ TEST_F(ListenRulesTest, StandardExceptionOfTheLibraryBecomesAFault) {
   LoadOne();
   const boost::any context = handler_.get();
   for (int i = 0; i < 3; ++i) Throw();
-  SetRules("l3-eth1", kComplete, context);
-  DelRules("l3-eth1", kComplete, context);
-  CleanupRules("l3-eth1", context);
-  EXPECT_THAT(
-      FaultLines(),
-      ElementsAre(
-          listening::Fault("SetRules", "no kernel: could not set rules for interface l3-eth1"),
-          listening::Fault("DelRules", "no kernel: could not del rules for interface l3-eth1"),
-          listening::Fault("CleanupRules",
-                           "no kernel: could not del rules for interface l3-eth1")));
+  CallBack(context);
+  EXPECT_EQ(FaultLines(), FaultOfEach("no kernel"));
   EXPECT_EQ(device_.confd.opened_sessions, device_.confd.closed_sessions);
 }
 
@@ -197,30 +204,15 @@ TEST_F(ListenRulesTest, OtherExceptionBecomesAFaultWithoutItsText) {
   LoadOne();
   const boost::any context = handler_.get();
   for (int i = 0; i < 3; ++i) ThrowOther();
-  SetRules("l3-eth1", kComplete, context);
-  DelRules("l3-eth1", kComplete, context);
-  CleanupRules("l3-eth1", context);
-  EXPECT_THAT(
-      FaultLines(),
-      ElementsAre(
-          listening::Fault("SetRules", "UNEXPECTED: could not set rules for interface l3-eth1"),
-          listening::Fault("DelRules", "UNEXPECTED: could not del rules for interface l3-eth1"),
-          listening::Fault("CleanupRules",
-                           "UNEXPECTED: could not del rules for interface l3-eth1")));
+  CallBack(context);
+  EXPECT_EQ(FaultLines(), FaultOfEach("UNEXPECTED"));
 }
 
 TEST_F(ListenRulesTest, WrongContextBecomesAFault) {
   const std::string error = "boost::bad_any_cast: failed conversion using boost::any_cast";
   const boost::any context = 5;
-  SetRules("l3-eth1", kComplete, context);
-  DelRules("l3-eth1", kComplete, context);
-  CleanupRules("l3-eth1", context);
-  EXPECT_THAT(
-      FaultLines(),
-      ElementsAre(
-          listening::Fault("SetRules", error + ": could not set rules for interface l3-eth1"),
-          listening::Fault("DelRules", error + ": could not del rules for interface l3-eth1"),
-          listening::Fault("CleanupRules", error + ": could not del rules for interface l3-eth1")));
+  CallBack(context);
+  EXPECT_EQ(FaultLines(), FaultOfEach(error));
   EXPECT_THAT(device_.rules.calls, IsEmpty());
 }
 
