@@ -1,30 +1,22 @@
 // Shows what the daemon does with its configuration: asks it by NETCONF for its state and prints
 // that as tables, or as JSON.
-#include <unistd.h>
-
-#include <algorithm>
 #include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/write.hpp>
-#include <cstdlib>
 #include <cstring>
 #include <iostream>
-#include <memory>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "config/schema.h"
+#include "config/yang_data.h"
 #include "netconf/framing.h"
 #include "netconf/xml.h"
 #include "runtime/folders.h"
-#include "table.h"
+#include "state_tables.h"
 
 namespace {
-
-using show::PrintTable;
-using show::Row;
 
 constexpr char kUsage[] =
     "usage: snmp-app-show [--json] [--socket PATH]\n"
@@ -109,107 +101,6 @@ std::string AskForState(const std::string& socket) {
   return Between(reply, "data");
 }
 
-const lyd_node* Child(const lyd_node* parent, const char* name) {
-  for (const lyd_node* child = lyd_child(parent); child != nullptr; child = child->next) {
-    if (strcmp(child->schema->name, name) == 0) return child;
-  }
-  return nullptr;
-}
-
-/// The text of a leaf; a dash where there is none.
-std::string Text(const lyd_node* parent, const char* leaf) {
-  const lyd_node* found = Child(parent, leaf);
-  return found == nullptr ? "-" : lyd_get_value(found);
-}
-
-std::string YesNo(const lyd_node* parent, const char* leaf) {
-  const std::string text = Text(parent, leaf);
-  if (text == "true") return "yes";
-  return text == "false" ? "no" : text;
-}
-
-/// The rows of a list: of each entry, what `cells` makes of it.
-template <typename MakeRow>
-std::vector<Row> Rows(const lyd_node* parent, const char* list, MakeRow make_row) {
-  std::vector<Row> rows;
-  for (const lyd_node* child = lyd_child(parent); child != nullptr; child = child->next) {
-    if (strcmp(child->schema->name, list) == 0) rows.push_back(make_row(child));
-  }
-  return rows;
-}
-
-/// A table of the listeners for which `make_row` has a second cell; nothing without them.
-template <typename MakeRow>
-void PrintSome(const lyd_node* agent, const char* title, const Row& heads, MakeRow make_row) {
-  std::vector<Row> rows = Rows(agent, "listener", make_row);
-  const auto has_none = [](const Row& row) { return row[1] == "-"; };
-  rows.erase(std::remove_if(rows.begin(), rows.end(), has_none), rows.end());
-  if (rows.empty()) return;
-  std::cout << '\n';
-  PrintTable(std::cout, title, heads, rows);
-}
-
-/// What went wrong at listeners that were open.
-void PrintTroubles(const lyd_node* agent) {
-  PrintSome(agent, "Answers not sent", {"from", "answers", "last error"},
-            [](const lyd_node* entry) -> Row {
-              return {Text(entry, "endpoint"), Text(entry, "answers-not-sent"),
-                      Text(entry, "answer-error")};
-            });
-  PrintSome(agent, "Found deaf", {"address", "opened anew", "hears again", "last reason"},
-            [](const lyd_node* entry) -> Row {
-              return {Text(entry, "endpoint"), Text(entry, "reopened"), YesNo(entry, "hears-again"),
-                      Text(entry, "deaf-reason")};
-            });
-}
-
-void PrintTables(const lyd_node* state) {
-  const lyd_node* agent = Child(state, "agent");
-  const lyd_node* counters = Child(state, "counters");
-  std::cout << "Role: " << Text(state, "ha-role")
-            << "   retry pending: " << YesNo(agent, "retry-pending")
-            << "   commits: " << Text(counters, "commits")
-            << "   rebinds: " << Text(counters, "rebinds")
-            << "   retries: " << Text(counters, "retries")
-            << "   answers not sent: " << Text(counters, "answers-not-sent")
-            << "   listeners reopened: " << Text(counters, "listeners-reopened")
-            << "   requests refused: " << Text(counters, "requests-refused") << "\n\n";
-  PrintTable(std::cout, "The agent listens at",
-             {"address", "bound", "since", "tries", "last error", "why not"},
-             Rows(agent, "listener", [](const lyd_node* entry) -> Row {
-               return {Text(entry, "endpoint"), YesNo(entry, "bound"),     Text(entry, "since"),
-                       Text(entry, "tries"),    Text(entry, "last-error"), Text(entry, "reason")};
-             }));
-  PrintTroubles(agent);
-  std::cout << '\n';
-  PrintTable(std::cout, "Listening interfaces",
-             {"name", "VRF", "kernel name", "port", "redirected to", "in kernel", "why not"},
-             Rows(state, "listening-interface", [](const lyd_node* entry) -> Row {
-               return {Text(entry, "name"),        Text(entry, "vrf"),
-                       Text(entry, "kernel-name"), Text(entry, "udp-port"),
-                       Text(entry, "redir-port"),  YesNo(entry, "redirect"),
-                       Text(entry, "reason")};
-             }));
-  std::cout << '\n';
-  PrintTable(std::cout, "Notification targets", {"name", "routing rule", "why not"},
-             Rows(state, "target", [](const lyd_node* entry) -> Row {
-               return {Text(entry, "name"), YesNo(entry, "rule"), Text(entry, "reason")};
-             }));
-  std::cout << '\n';
-  PrintTable(std::cout, "Last faults", {"time", "code", "function", "line", "text"},
-             Rows(state, "fault", [](const lyd_node* entry) -> Row {
-               return {Text(entry, "time"), Text(entry, "code"), Text(entry, "function"),
-                       Text(entry, "line"), Text(entry, "text")};
-             }));
-}
-
-void PrintJson(const lyd_node* state) {
-  char* text = nullptr;
-  if (lyd_print_mem(&text, state, LYD_JSON, 0) != LY_SUCCESS) throw std::bad_alloc();
-  const std::unique_ptr<char, decltype(&free)> owned(text, free);
-  std::cout << text;
-}
-
 /// False for words that it does not know.
 bool ParseOptions(int count, char** words, Options* options) {
   for (int i = 1; i < count; ++i) {
@@ -231,7 +122,11 @@ void Show(const Options& options, const host::Folders& folders) {
   const host::Schema models(folders.models);
   const host::Tree state = host::ParseState(models.Context(), xml);
   if (state == nullptr) throw std::runtime_error("the daemon tells nothing of its state");
-  options.json ? PrintJson(state.get()) : PrintTables(state.get());
+  if (options.json) {
+    std::cout << host::PrintData(state.get(), LYD_JSON, 0);
+  } else {
+    show::PrintState(std::cout, state.get());
+  }
 }
 
 }  // namespace
