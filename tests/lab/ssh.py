@@ -3,9 +3,8 @@
 import os
 import pwd
 import subprocess
-import tempfile
 
-from .wait import wait_until
+from .background import Background
 
 
 def real_user():
@@ -26,7 +25,7 @@ def as_real_user():
                                     f"--map-group={user[1]}", "--"]
 
 
-class Server:
+class Server(Background):
     """An sshd with one user and one key, whose `netconf` subsystem is the daemon's socket, or what
     a drop-in file says; SNMP_APP_LAB_SSHD has further lines for its configuration. Use it as a
     context manager: the process has ended and the keys are gone afterwards."""
@@ -34,16 +33,13 @@ class Server:
     def __init__(self, namespace, netconf_socket=None, port=2830, drop_in=None):
         self.namespace, self.port = namespace, port
         self.user = pwd.getpwuid((real_user() or (os.getuid(),))[0]).pw_name
-        self._folder = tempfile.TemporaryDirectory(prefix="snmp-app-ssh-")
-        self.key = os.path.join(self._folder.name, "key")
-        host_key = os.path.join(self._folder.name, "host-key")
+        super().__init__("an SSH server")
+        self.key, host_key = self.path("key"), self.path("host-key")
         for path in (self.key, host_key):
             subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", path], check=True)
         subsystem = f"Include {drop_in}" if drop_in else (
             f"Subsystem netconf socat STDIO UNIX-CONNECT:{netconf_socket}")
-        configuration = os.path.join(self._folder.name, "sshd_config")
-        with open(configuration, "w", encoding="ascii") as file:
-            file.write(f"""ListenAddress 127.0.0.1:{port}
+        configuration = self.write("sshd_config", f"""ListenAddress 127.0.0.1:{port}
 HostKey {host_key}
 AuthorizedKeysFile {self.key}.pub
 PidFile none
@@ -58,21 +54,5 @@ PermitRootLogin prohibit-password
             namespace.command(*as_real_user(), "/usr/sbin/sshd", "-D", "-e", "-f", configuration),
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
-    def __enter__(self):
-        try:
-            wait_until(self._listens, "an SSH server")
-        except BaseException:
-            self.close()
-            raise
-        return self
-
-    def __exit__(self, *_):
-        self.close()
-
-    def close(self):
-        self.process.kill()
-        self.process.wait()
-        self._folder.cleanup()
-
-    def _listens(self):
+    def _serves(self):
         return str(self.port) in self.namespace.run("ss", "-Hltn", "sport", "=", str(self.port))

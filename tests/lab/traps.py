@@ -5,6 +5,7 @@ import subprocess
 import tempfile
 import threading
 
+from .background import Background
 from .wait import wait_until
 
 COLD_START = "1.3.6.1.6.3.1.1.5.1"
@@ -21,43 +22,28 @@ def send(namespace, address, port=162, community="public", oid=COLD_START):
                       env=environment(folder))
 
 
-class Receiver:
+class Receiver(Background):
     """A trap receiver at an address of a namespace. Use it as a context manager: the process has
     ended afterwards."""
 
     def __init__(self, namespace, address, port=162):
         self.namespace, self.address, self.port = namespace, address, port
         self.lines = []
-        self._folder = tempfile.TemporaryDirectory(prefix="snmp-app-traps-")
-        configuration = os.path.join(self._folder.name, "snmptrapd.conf")
-        with open(configuration, "w", encoding="ascii") as file:
-            file.write("disableAuthorization yes\n")
+        super().__init__(f"a trap receiver at {address}")
+        configuration = self.write("snmptrapd.conf", "disableAuthorization yes\n")
         self.process = subprocess.Popen(
             namespace.command("snmptrapd", "-f", "-Lo", "-n", "-C", "-c", configuration, "-On",
                               "-F", "%b %v\\n", f"udp:{address}:{port}"),
-            env=environment(self._folder.name), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+            env=environment(self.path("")), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT, text=True)
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
 
-    def __enter__(self):
-        try:
-            wait_until(self._is_bound, f"a trap receiver at {self.address}")
-        except BaseException:
-            self.close()
-            raise
-        return self
-
-    def __exit__(self, *_):
-        self.close()
-
     def close(self):
-        self.process.kill()
-        self.process.wait()
+        super().close()
         self._reader.join(10)
-        self._folder.cleanup()
 
-    def _is_bound(self):
+    def _serves(self):
         listing = self.namespace.run("ss", "-Hlun", "sport", "=", str(self.port))
         return f"{self.address}:{self.port}" in listing
 
