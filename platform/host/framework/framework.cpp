@@ -25,12 +25,6 @@ namespace {
 /// There is one management session, so its number tells nothing.
 constexpr int kMaapiSocket = 1;
 
-/// A folder that cannot be made is told by the first save, which then refuses its commit.
-void MakeFolder(const std::string& path) {
-  std::error_code ignored;
-  std::filesystem::create_directories(path, ignored);
-}
-
 /// The record comes first: whoever waits for the notification finds the records of what led to it.
 void TellReady(const std::string& how) {
   HOST_LOG(kNotice, "Ready.");
@@ -104,7 +98,7 @@ Framework::Framework(Process& process, AgentCalls& agent, const Folders& folders
       monitor_(process.loop, [this] { rules_.Restore(); }) {
   callpoints_.CheckAgainst(engine_.Models());
   engine_.SetCommitObserver(TellCommit);
-  MakeFolder(folders.state);
+  MakePrivateFolder(folders.state);
   rules_.SetMarkObserver(
       [this](uint16_t redirect_port, uint32_t mark) { agent_.SetMark(redirect_port, mark); });
   rules_.SetDestinationQuery([this](const DestinationRule& rule) {

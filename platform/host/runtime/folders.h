@@ -24,4 +24,11 @@ struct Folders {
   static Folders OfProcess();
 };
 
+// Make a folder with all that lead to it. One that cannot be made is told by who then uses it.
+
+void MakeFolder(const std::string& path);
+
+/// A new one is its owner's alone, who can read what is in it and lock it.
+void MakePrivateFolder(const std::string& path);
+
 }  // namespace host

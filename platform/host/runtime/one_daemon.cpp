@@ -14,7 +14,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -23,6 +22,7 @@
 
 #include "runtime/door.h"
 #include "runtime/faults.h"
+#include "runtime/folders.h"
 #include "runtime/log.h"
 
 namespace host {
@@ -170,17 +170,9 @@ void LockFolder(int folder, const std::string& path) {
            std::generic_category().message(error).c_str());
 }
 
-/// Only its owner reads what is in it, and can lock it.
-void MakeFolder(const std::string& path) {
-  std::error_code ignored;
-  if (std::filesystem::create_directories(path, ignored)) {
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all, ignored);
-  }
-}
-
 void ClaimFolder(const std::string& path) {
   if (OfProcess().folders.count(path) != 0) return;
-  MakeFolder(path);
+  MakePrivateFolder(path);
   const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (folder >= 0) {
     LockFolder(folder, path);
