@@ -1,11 +1,13 @@
 #include "framework/agent_settings.h"
 
-#include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "confd/value_text.h"
 #include "confd_cdb.h"
 #include "config/device_paths.h"
 #include "delivery/change.h"
+#include "framework/cdb_reads.h"
 
 namespace host {
 
@@ -16,11 +18,6 @@ namespace {
 constexpr char kIpv4Wildcard[] = "0.0.0.0";
 constexpr char kIpv6Wildcard[] = "::";
 
-int Checked(int result) {
-  if (result == CONFD_ERR) throw std::runtime_error(confd_lasterr());
-  return result;
-}
-
 common::OwnedValue AgentLeaf(int cdb_socket, const char* leaf) {
   confd_value_t value;
   Checked(cdb_get(cdb_socket, &value, "%s/%s", kAgentPath, leaf));
@@ -30,7 +27,7 @@ common::OwnedValue AgentLeaf(int cdb_socket, const char* leaf) {
 /// The ports that listening interfaces redirect to.
 std::set<uint16_t> ReadRedirectPorts(int cdb_socket) {
   std::set<uint16_t> ports;
-  const int rows = Checked(cdb_num_instances(cdb_socket, "%s", kListenersPath));
+  const int rows = CountEntries(cdb_socket, kListenersPath);
   for (int row = 0; row < rows; ++row) {
     uint16_t port = 0;
     if (cdb_get_u_int16(cdb_socket, &port, "%s[%d]/redir-port", kListenersPath, row) == CONFD_OK) {
@@ -40,6 +37,16 @@ std::set<uint16_t> ReadRedirectPorts(int cdb_socket) {
     }
   }
   return ports;
+}
+
+std::vector<std::string> ReadCommunities(int cdb_socket) {
+  std::vector<std::string> communities;
+  const int rows = CountEntries(cdb_socket, kCommunitiesPath);
+  for (int row = 0; row < rows; ++row) {
+    communities.push_back(
+        ReadLeaf(cdb_socket, EntryAt(kCommunitiesPath, row) + "snmpCommunityName"));
+  }
+  return communities;
 }
 
 }  // namespace
@@ -70,15 +77,6 @@ std::set<Endpoint> ReadAgentListeners(int cdb_socket) {
   return listeners;
 }
 
-std::vector<std::string> ReadAgentCommunities(int cdb_socket) {
-  std::vector<std::string> communities;
-  const int rows = Checked(cdb_num_instances(cdb_socket, "%s", kCommunitiesPath));
-  for (int row = 0; row < rows; ++row) {
-    confd_value_t name;
-    Checked(cdb_get(cdb_socket, &name, "%s[%d]/snmpCommunityName", kCommunitiesPath, row));
-    communities.push_back(common::ValueText(common::OwnedValue(name).Value()));
-  }
-  return communities;
-}
+AgentSettings ReadAgentSettings(int cdb_socket) { return {ReadCommunities(cdb_socket)}; }
 
 }  // namespace host

@@ -3,9 +3,8 @@
 
 #include <array>
 #include <set>
-#include <string>
-#include <vector>
 
+#include "snmp/agent.h"
 #include "snmp/endpoint.h"
 
 namespace host {
@@ -22,6 +21,6 @@ std::set<Endpoint> ReadAgentListeners(int cdb_socket);
 /// Where the configuration has the agent's addresses: who follows these may probe them.
 extern const std::array<const char*, 3> kAgentAddresses;
 
-std::vector<std::string> ReadAgentCommunities(int cdb_socket);
+AgentSettings ReadAgentSettings(int cdb_socket);
 
 }  // namespace host

@@ -273,7 +273,7 @@ void Framework::Deliver(std::vector<common::Change>& changes) {
 
 void Framework::SettleAgent() {
   const VkConfdCdbSession session(this, CDB_RUNNING, true);
-  agent_.SetCommunities(ReadAgentCommunities(session.Socket()));
+  agent_.Follow(ReadAgentSettings(session.Socket()));
   if (ReadAgentEnabled(session.Socket())) return;
   agent_.SetListeners({});
   history_.Clear();
@@ -282,12 +282,8 @@ void Framework::SettleAgent() {
 
 Tree Framework::State() {
   const VkConfdCdbSession session(this, CDB_RUNNING, true);
-  const AgentFacts agent = {
-      agent_.Listeners(),     agent_.Unsent(),
-      agent_.Deaf(),          agent_.Refused(),
-      listener_retry_.Runs(), [this](const Endpoint& endpoint) { return agent_.WhyNot(endpoint); }};
-  return ReadState(engine_.Models().Context(), session.Socket(), process_, agent, history_, rules_,
-                   commits_);
+  return ReadState(engine_.Models().Context(), {session.Socket(), process_, agent_, history_,
+                                                rules_, listener_retry_.Runs(), commits_});
 }
 
 std::vector<ListenerFailure> Framework::RebindAgent() {

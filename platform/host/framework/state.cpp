@@ -2,14 +2,12 @@
 
 #include <boost/asio/ip/address.hpp>
 #include <deque>
-#include <stdexcept>
 #include <string>
 
-#include "confd/value_text.h"
 #include "confd_cdb.h"
 #include "config/device_paths.h"
-#include "delivery/change.h"
 #include "framework/agent_settings.h"
+#include "framework/cdb_reads.h"
 #include "framework/interface_facts.h"
 #include "netconf/xml.h"
 
@@ -33,25 +31,25 @@ std::string DeafXml(const DeafRecord& record) {
          Leaf("deaf-reason", record.reason);
 }
 
-std::string ListenerXml(const Endpoint& endpoint, const AgentFacts& agent,
+std::string ListenerXml(const Endpoint& endpoint, AgentCalls& agent, const AgentFacts& facts,
                         const ListenerRecord* record) {
-  const auto deaf = agent.deaf.OfListeners().find(endpoint);
-  const bool was_deaf = deaf != agent.deaf.OfListeners().end();
+  const auto deaf = facts.deaf.OfListeners().find(endpoint);
+  const bool was_deaf = deaf != facts.deaf.OfListeners().end();
   const bool is_closed = was_deaf && deaf->second.is_closed;
-  const bool bound = agent.listeners.count(endpoint) > 0 && !is_closed;
+  const bool bound = facts.listeners.count(endpoint) > 0 && !is_closed;
   std::string content = Leaf("endpoint", ToText(endpoint)) + Leaf("bound", bound);
   if (is_closed) {
     content += Leaf("reason", "deaf, and opened anew in a moment: " + deaf->second.reason);
   } else if (!bound) {
-    const std::string reason = agent.why_not(endpoint);
+    const std::string reason = agent.WhyNot(endpoint);
     content += Leaf("reason", reason.empty() ? "waits for the next rebind" : reason);
   }
   if (record != nullptr) {
     content += Leaf("last-error", record->last_error) + Leaf("since", TimeText(record->since)) +
                Element("tries", record->tries);
   }
-  const auto unsent = agent.unsent.OfListeners().find(endpoint);
-  if (unsent != agent.unsent.OfListeners().end()) {
+  const auto unsent = facts.unsent.OfListeners().find(endpoint);
+  if (unsent != facts.unsent.OfListeners().end()) {
     content += Element("answers-not-sent", unsent->second.count) +
                Leaf("answer-error", unsent->second.last_error);
   }
@@ -59,40 +57,19 @@ std::string ListenerXml(const Endpoint& endpoint, const AgentFacts& agent,
   return Element("listener", content);
 }
 
-std::string AgentXml(int cdb_socket, const AgentFacts& agent, const ListenerHistory& history,
-                     bool program_retries) {
+std::string AgentXml(const StateSources& from, const AgentFacts& facts) {
   std::string content;
-  for (const Endpoint& endpoint : Normalized(ReadAgentListeners(cdb_socket))) {
-    content += ListenerXml(endpoint, agent, history.Find(endpoint));
+  for (const Endpoint& endpoint : Normalized(ReadAgentListeners(from.cdb_socket))) {
+    content += ListenerXml(endpoint, from.agent, facts, from.history.Find(endpoint));
   }
-  const bool retries = agent.retries || program_retries;
-  return Element("agent", content + Leaf("retry-pending", retries));
-}
-
-/// The text of a leaf; empty where it has no value.
-std::string Text(int cdb_socket, const std::string& path) {
-  confd_value_t value;
-  if (cdb_get(cdb_socket, &value, "%s", path.c_str()) == CONFD_OK) {
-    return common::ValueText(common::OwnedValue(value).Value());
-  }
-  if (confd_errno != CONFD_ERR_NOEXISTS) throw std::runtime_error(confd_lasterr());
-  return "";
+  const bool program_retries = from.process.timers->facts.running > 0;
+  return Element("agent", content + Leaf("retry-pending", from.agent_retries || program_retries));
 }
 
 uint16_t Port(int cdb_socket, const std::string& path) {
   uint16_t port = 0;
   cdb_get_u_int16(cdb_socket, &port, "%s", path.c_str());
   return port;
-}
-
-int Count(int cdb_socket, const char* list) {
-  const int count = cdb_num_instances(cdb_socket, "%s", list);
-  if (count == CONFD_ERR) throw std::runtime_error(confd_lasterr());
-  return count;
-}
-
-std::string Entry(const char* list, int position) {
-  return std::string(list) + "[" + std::to_string(position) + "]/";
 }
 
 bool IsOfL3Interface(const std::string& name) { return name.compare(0, 3, "l3-") == 0; }
@@ -116,10 +93,10 @@ std::string WhyNoRedirect(const std::string& name, bool enabled, bool redirect,
 
 std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled, const Rules& rules,
                          bool hears_vrf_devices) {
-  const std::string name = Text(cdb_socket, entry + "name");
+  const std::string name = ReadLeaf(cdb_socket, entry + "name");
   const std::string l3_name = IsOfL3Interface(name) ? name.substr(3) : name;
   const std::string vrf =
-      Text(cdb_socket, std::string(kL3InterfacesPath) + "{" + l3_name + "}/vrf");
+      ReadLeaf(cdb_socket, std::string(kL3InterfacesPath) + "{" + l3_name + "}/vrf");
   const std::string kernel_name = ReadKernelName(cdb_socket, name);
   const uint16_t port = Port(cdb_socket, entry + "udp-port");
   const uint16_t redirect_port = Port(cdb_socket, entry + "redir-port");
@@ -137,19 +114,19 @@ std::string InterfaceXml(int cdb_socket, const std::string& entry, bool enabled,
 std::string InterfacesXml(int cdb_socket, const Rules& rules) {
   const bool enabled = ReadAgentEnabled(cdb_socket);
   const bool hears_vrf_devices = rules.HearsVrfDevices();
-  const int count = Count(cdb_socket, kListenersPath);
+  const int count = CountEntries(cdb_socket, kListenersPath);
   std::string content;
   for (int i = 0; i < count; ++i) {
     content +=
-        InterfaceXml(cdb_socket, Entry(kListenersPath, i), enabled, rules, hears_vrf_devices);
+        InterfaceXml(cdb_socket, EntryAt(kListenersPath, i), enabled, rules, hears_vrf_devices);
   }
   return content;
 }
 
 std::string TargetXml(int cdb_socket, const std::string& entry, const Rules& rules) {
-  const std::string vrf = Text(cdb_socket, entry + "vrf");
+  const std::string vrf = ReadLeaf(cdb_socket, entry + "vrf");
   DestinationRule rule;
-  rule.address = boost::asio::ip::make_address(Text(cdb_socket, entry + "ip"));
+  rule.address = boost::asio::ip::make_address(ReadLeaf(cdb_socket, entry + "ip"));
   rule.port = Port(cdb_socket, entry + "udp-port");
   cdb_get_u_int32(cdb_socket, &rule.table, "%s{%s}/vrf-idx", kVrfsPath, vrf.c_str());
   const bool has_rule = rules.HasDestination(rule);
@@ -161,14 +138,14 @@ std::string TargetXml(int cdb_socket, const std::string& entry, const Rules& rul
     if (rule.address.is_v6()) reason = "targets with an IPv6 address get none";
     if (vrf.empty()) reason = "the target is in no VRF";
   }
-  return Element("target", Leaf("name", Text(cdb_socket, entry + "name")) + Leaf("rule", has_rule) +
-                               Leaf("reason", reason));
+  return Element("target", Leaf("name", ReadLeaf(cdb_socket, entry + "name")) +
+                               Leaf("rule", has_rule) + Leaf("reason", reason));
 }
 
 std::string TargetsXml(int cdb_socket, const Rules& rules) {
-  const int count = Count(cdb_socket, kTargetsPath);
+  const int count = CountEntries(cdb_socket, kTargetsPath);
   std::string content;
-  for (int i = 0; i < count; ++i) content += TargetXml(cdb_socket, Entry(kTargetsPath, i), rules);
+  for (int i = 0; i < count; ++i) content += TargetXml(cdb_socket, EntryAt(kTargetsPath, i), rules);
   return content;
 }
 
@@ -183,21 +160,24 @@ std::string FaultsXml(const std::deque<Fault>& faults) {
   return content;
 }
 
+std::string CountersXml(const StateSources& from, const AgentFacts& facts) {
+  return Element("counters", Element("commits", from.commits) +
+                                 Element("rebinds", from.history.Rebinds()) +
+                                 Element("retries", from.process.timers->facts.fired) +
+                                 Element("answers-not-sent", facts.unsent.Total()) +
+                                 Element("listeners-reopened", facts.deaf.Total()) +
+                                 Element("requests-refused", facts.refused));
+}
+
 }  // namespace
 
-Tree ReadState(ly_ctx* context, int cdb_socket, const Process& process, const AgentFacts& agent,
-               const ListenerHistory& history, const Rules& rules, uint64_t commits) {
-  const TimerFacts& timers = process.timers->facts;
-  const std::string xml =
-      R"(<snmp-state xmlns="urn:snmp-app:state">)" + Leaf("ha-role", RoleText(process.role)) +
-      AgentXml(cdb_socket, agent, history, timers.running > 0) + InterfacesXml(cdb_socket, rules) +
-      TargetsXml(cdb_socket, rules) + FaultsXml(process.faults) +
-      Element("counters", Element("commits", commits) + Element("rebinds", history.Rebinds()) +
-                              Element("retries", timers.fired) +
-                              Element("answers-not-sent", agent.unsent.Total()) +
-                              Element("listeners-reopened", agent.deaf.Total()) +
-                              Element("requests-refused", agent.refused)) +
-      "</snmp-state>";
+Tree ReadState(ly_ctx* context, const StateSources& from) {
+  const AgentFacts facts = from.agent.Facts();
+  const std::string xml = R"(<snmp-state xmlns="urn:snmp-app:state">)" +
+                          Leaf("ha-role", RoleText(from.process.role)) + AgentXml(from, facts) +
+                          InterfacesXml(from.cdb_socket, from.rules) +
+                          TargetsXml(from.cdb_socket, from.rules) + FaultsXml(from.process.faults) +
+                          CountersXml(from, facts) + "</snmp-state>";
   return ParseState(context, xml);
 }
 

@@ -198,8 +198,8 @@ std::vector<ListenerFailure> SnmpAgent::Impl::Settle(const ListenerPlan& plan) {
   return Open(failed);
 }
 
-void SnmpAgent::SetCommunities(const std::vector<std::string>& communities) {
-  impl_->access.SetCommunities({communities.begin(), communities.end()});
+void SnmpAgent::Follow(const AgentSettings& settings) {
+  impl_->access.SetCommunities({settings.communities.begin(), settings.communities.end()});
 }
 
 void SnmpAgent::SetMark(uint16_t port, uint32_t mark) {
@@ -230,11 +230,9 @@ std::string SnmpAgent::WhyNot(const Endpoint& endpoint) {
   return error ? error.message() : "";
 }
 
-const UnsentAnswers& SnmpAgent::Unsent() const { return impl_->unsent; }
-
-const DeafListeners& SnmpAgent::Deaf() const { return impl_->deaf; }
-
-uint64_t SnmpAgent::Refused() const { return impl_->refused.Total(); }
+AgentFacts SnmpAgent::Facts() const {
+  return {impl_->open, impl_->unsent, impl_->deaf, impl_->refused.Total()};
+}
 
 const std::set<Endpoint>& SnmpAgent::Listeners() const { return impl_->open; }
 

@@ -33,6 +33,24 @@ struct ListenerFailure {
   std::string reason;
 };
 
+/// What the configuration asks of an agent beside its listeners. It has no part that is not set:
+/// what follows a configuration gives all of it.
+struct AgentSettings {
+  /// The communities that may read, from everywhere, over IPv4 and IPv6; none when empty. Requests
+  /// with others get no answer. An empty text is no community, and no request can carry one of more
+  /// than 255 bytes.
+  std::vector<std::string> communities;
+};
+
+/// What an agent tells of itself.
+struct AgentFacts {
+  /// That are open, in their normal form, and deaf ones that are to be opened anew.
+  std::set<Endpoint> listeners;
+  UnsentAnswers unsent;
+  DeafListeners deaf;
+  uint64_t refused = 0;  ///< Requests.
+};
+
 /// Answers SNMPv1 and SNMPv2c reads on UDP. The agent's library keeps its state per process, so at
 /// most one object exists at a time (asserted); another one may follow it. Every call is made on
 /// the thread that runs the loop and never from within a log call.
@@ -71,11 +89,8 @@ class SnmpAgent {
   /// anew. The others serve.
   std::vector<ListenerFailure> SetListeners(const std::set<Endpoint>& wanted);
 
-  /// Makes these the communities that may read, from everywhere, over IPv4 and IPv6; none when
-  /// empty. Requests with others get no answer. In force for every request that is read from now
-  /// on; listeners are not touched. An empty text is no community, and no request can carry one of
-  /// more than 255 bytes.
-  void SetCommunities(const std::vector<std::string>& communities);
+  /// In force for every request that is read from now on; listeners are not touched.
+  void Follow(const AgentSettings& settings);
 
   /// What the wildcard listeners (0.0.0.0 and ::) at `port` send carries `mark` from now on, 0 for
   /// none: the open ones, which are not opened anew, and those that are opened later. A refusal by
@@ -93,11 +108,8 @@ class SnmpAgent {
   /// The listeners that are open, in their normal form, and deaf ones that are to be opened anew.
   const std::set<Endpoint>& Listeners() const;
 
-  const UnsentAnswers& Unsent() const;
-  const DeafListeners& Deaf() const;
-
-  /// How many requests were refused.
-  uint64_t Refused() const;
+  /// All of it as it is now. Copies what it tells.
+  AgentFacts Facts() const;
 
   /// True while the library has something to do at a later time.
   bool TimerRuns() const;

@@ -7,9 +7,7 @@
 #include <vector>
 
 #include "snmp/agent.h"
-#include "snmp/deaf_listeners.h"
 #include "snmp/endpoint.h"
-#include "snmp/unsent_answers.h"
 
 namespace host {
 
@@ -20,7 +18,7 @@ class AgentCalls {
   virtual ~AgentCalls() = default;
 
   virtual std::vector<ListenerFailure> SetListeners(const std::set<Endpoint>& wanted) = 0;
-  virtual void SetCommunities(const std::vector<std::string>& communities) = 0;
+  virtual void Follow(const AgentSettings& settings) = 0;
 
   /// May return before it is done: thousands of marks are set without waiting for each. In force
   /// when the next other call returns.
@@ -29,9 +27,7 @@ class AgentCalls {
   virtual std::set<Endpoint> Listeners() = 0;
   virtual void Share(bool on) = 0;
   virtual std::string WhyNot(const Endpoint& endpoint) = 0;
-  virtual UnsentAnswers Unsent() = 0;
-  virtual DeafListeners Deaf() = 0;
-  virtual uint64_t Refused() = 0;
+  virtual AgentFacts Facts() = 0;
 
   /// Waits until the agent has done what it was told.
   virtual void Wait() = 0;

@@ -64,8 +64,8 @@ std::vector<ListenerFailure> AgentThread::SetListeners(const std::set<Endpoint>&
   return Run([&] { return agent_->SetListeners(wanted); });
 }
 
-void AgentThread::SetCommunities(const std::vector<std::string>& communities) {
-  Run([&] { agent_->SetCommunities(communities); });
+void AgentThread::Follow(const AgentSettings& settings) {
+  Run([&] { agent_->Follow(settings); });
 }
 
 void AgentThread::SetMark(uint16_t port, uint32_t mark) {
@@ -88,16 +88,8 @@ std::string AgentThread::WhyNot(const Endpoint& endpoint) {
   return Run([&] { return agent_->WhyNot(endpoint); });
 }
 
-UnsentAnswers AgentThread::Unsent() {
-  return Run([this] { return agent_->Unsent(); });
-}
-
-DeafListeners AgentThread::Deaf() {
-  return Run([this] { return agent_->Deaf(); });
-}
-
-uint64_t AgentThread::Refused() {
-  return Run([this] { return agent_->Refused(); });
+AgentFacts AgentThread::Facts() {
+  return Run([this] { return agent_->Facts(); });
 }
 
 void AgentThread::Wait() {

@@ -32,14 +32,12 @@ class AgentThread : public AgentCalls {
   AgentThread& operator=(const AgentThread&) = delete;
 
   std::vector<ListenerFailure> SetListeners(const std::set<Endpoint>& wanted) override;
-  void SetCommunities(const std::vector<std::string>& communities) override;
+  void Follow(const AgentSettings& settings) override;
   void SetMark(uint16_t port, uint32_t mark) override;
   std::set<Endpoint> Listeners() override;
   void Share(bool on) override;
   std::string WhyNot(const Endpoint& endpoint) override;
-  UnsentAnswers Unsent() override;
-  DeafListeners Deaf() override;
-  uint64_t Refused() override;
+  AgentFacts Facts() override;
   void Wait() override;
 
  private:

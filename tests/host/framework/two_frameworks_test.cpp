@@ -31,18 +31,16 @@ class ObedientAgent : public host::AgentCalls {
     listeners = wanted;
     return {};
   }
-  void SetCommunities(const std::vector<std::string>& wanted) override { communities = wanted; }
+  void Follow(const host::AgentSettings& wanted) override { settings = wanted; }
   void SetMark(uint16_t /*port*/, uint32_t /*mark*/) override {}
   std::set<host::Endpoint> Listeners() override { return listeners; }
   void Share(bool on) override { shares = on; }
   std::string WhyNot(const host::Endpoint& /*endpoint*/) override { return ""; }
-  host::UnsentAnswers Unsent() override { return {}; }
-  host::DeafListeners Deaf() override { return {}; }
-  uint64_t Refused() override { return 0; }
+  host::AgentFacts Facts() override { return {listeners, {}, {}, 0}; }
   void Wait() override { ++waits; }
 
   std::set<host::Endpoint> listeners;
-  std::vector<std::string> communities;
+  host::AgentSettings settings;
   bool shares = false;
   int waits = 0;
 };
@@ -159,8 +157,8 @@ class TwoFrameworks : public ::testing::Test {
 TEST_F(TwoFrameworks, HaveConfigurationsOfTheirOwn) {
   EXPECT_THAT(first_->handler.notes, ElementsAre("loads 1161"));
   EXPECT_THAT(second_->handler.notes, ElementsAre("loads 2161"));
-  EXPECT_THAT(first_->agent.communities, ElementsAre("one"));
-  EXPECT_THAT(second_->agent.communities, ElementsAre("two"));
+  EXPECT_THAT(first_->agent.settings.communities, ElementsAre("one"));
+  EXPECT_THAT(second_->agent.settings.communities, ElementsAre("two"));
 }
 
 TEST_F(TwoFrameworks, RebindTheirOwnAgents) {

@@ -29,7 +29,7 @@ class AnswerPathTest : public NetworkTest {
     ConnectThem();
     agent_ = std::make_unique<SnmpAgent>(loop_);
     rules_.emplace();
-    agent_->SetCommunities({"public"});
+    agent_->Follow({{"public"}});
     ASSERT_TRUE(agent_->SetListeners({{"0.0.0.0", kPort}, {"::", kPort}}).empty());
   }
 

@@ -126,10 +126,10 @@ TEST_F(AgentAnswersTest, BytesThatAreNoRequestAreIgnored) {
 }
 
 TEST_F(AgentAnswersTest, CommunitiesAreReplaced) {
-  agent_->SetCommunities({"one", "two words", "public"});
+  agent_->Follow({{"one", "two words", "public"}});
   EXPECT_TRUE(Ask(v4_, {"one"}));
   EXPECT_TRUE(Ask(v6_, {"two words"}));
-  agent_->SetCommunities({"two words"});
+  agent_->Follow({{"two words"}});
   EXPECT_TRUE(IsIgnored(v4_, Encode({"one"}), "two words"));
   EXPECT_TRUE(IsIgnored(v6_, Encode({"public"}), "two words"));
 }
@@ -137,7 +137,7 @@ TEST_F(AgentAnswersTest, CommunitiesAreReplaced) {
 TEST_F(AgentAnswersTest, CommunitiesOfAnyBytesUpTo255) {
   const std::string longest(255, 'c');
   const std::string odd("a\0\"#'\xff", 6);
-  agent_->SetCommunities({longest, odd, ""});
+  agent_->Follow({{longest, odd, ""}});
   EXPECT_TRUE(Ask(v4_, {longest}));
   EXPECT_TRUE(Ask(v4_, {odd}));
   EXPECT_TRUE(IsIgnored(v4_, Encode({"a"}), odd));
@@ -146,13 +146,13 @@ TEST_F(AgentAnswersTest, CommunitiesOfAnyBytesUpTo255) {
 
 TEST_F(AgentAnswersTest, NoCommunitiesNoAnswers) {
   Client client(v4_);
-  agent_->SetCommunities({});
+  agent_->Follow({});
   client.Send({"public", Operation::kGet, kSysDescr, 1});
   client.Send({"", Operation::kGet, kSysDescr, 2});
   // Requests are taken in order, so the first two are over when the third is answered.
   loop_.restart();
   ASSERT_EQ(loop_.run_one_for(kDeadline), 1U);
-  agent_->SetCommunities({"public"});
+  agent_->Follow({{"public"}});
   const auto answer = Ask(client, {"public", Operation::kGet, kSysDescr, 3});
   ASSERT_TRUE(answer);
   EXPECT_EQ(answer->id, 3);
@@ -161,7 +161,7 @@ TEST_F(AgentAnswersTest, NoCommunitiesNoAnswers) {
 TEST_F(AgentAnswersTest, QueuedRequestsAreJudgedByTheCommunitiesOfTheirAnswer) {
   Client client(v4_);
   client.Send({"later", Operation::kGet, kSysDescr, 9});
-  agent_->SetCommunities({"later"});
+  agent_->Follow({{"later"}});
   EXPECT_TRUE(AnswerTo(client));
 }
 

@@ -77,7 +77,7 @@ class AgentDeafTest : private LeakCheckPause, public AgentTest {
     agent_ = std::make_unique<SnmpAgent>(
         loop_, [this](int priority, const std::string& text) { log_.emplace_back(priority, text); },
         times);
-    agent_->SetCommunities({"public"});
+    agent_->Follow({{"public"}});
     EXPECT_TRUE(agent_->SetListeners({a_}).empty());
   }
 
@@ -95,7 +95,7 @@ class AgentDeafTest : private LeakCheckPause, public AgentTest {
     EXPECT_TRUE(RunUntil([&] { return Count(reason + "; opened anew") == 1; })) << reason;
     EXPECT_TRUE(RunUntil([&] { return Count("hears again") == 1; }));
     EXPECT_TRUE(Ask(a_));
-    EXPECT_EQ(agent_->Deaf().Total(), 1U);
+    EXPECT_EQ(agent_->Facts().deaf.Total(), 1U);
     EXPECT_EQ(log_.size(), 2U);
   }
 
@@ -107,8 +107,8 @@ TEST_F(AgentDeafTest, OneThatHearsIsLeftAlone) {
   ASSERT_TRUE(RunUntil([] { return fault.receives == 5; }));
   EXPECT_EQ(SocketAt(a_), socket);
   EXPECT_TRUE(log_.empty());
-  EXPECT_EQ(agent_->Deaf().Total(), 0U);
-  EXPECT_EQ(agent_->Refused(), 0U);
+  EXPECT_EQ(agent_->Facts().deaf.Total(), 0U);
+  EXPECT_EQ(agent_->Facts().refused, 0U);
 }
 
 TEST_F(AgentDeafTest, WildcardsOfBothFamiliesAreAsked) {
@@ -144,7 +144,7 @@ TEST_F(AgentDeafTest, ARefusedReceiveOpensAnewAtOnce) {
   fault.error = EIO;
   Client client(a_);
   client.Send(Message{});
-  EXPECT_TRUE(RunUntil([&] { return agent_->Deaf().Total() == 1; }));
+  EXPECT_TRUE(RunUntil([&] { return agent_->Facts().deaf.Total() == 1; }));
   fault.times = 0;
   EXPECT_TRUE(Ask(a_));
   EXPECT_EQ(Count("deaf, Input/output error; opened anew"), 1);
@@ -167,7 +167,8 @@ TEST_F(AgentDeafTest, OneThatIsRefusedAgainAndAgainWaitsForTheRounds) {
   fault.times = kMany;
   fault.error = ENOMEM;
   const auto is_closed = [this] {
-    const auto& records = agent_->Deaf().OfListeners();
+    const host::AgentFacts facts = agent_->Facts();
+    const auto& records = facts.deaf.OfListeners();
     return records.count(a_) > 0 && records.at(a_).is_closed;
   };
   Client client(a_);
@@ -176,7 +177,7 @@ TEST_F(AgentDeafTest, OneThatIsRefusedAgainAndAgainWaitsForTheRounds) {
     return is_closed();
   })) << "refused once more, and right after it was opened anew";
   EXPECT_EQ(agent_->Listeners(), std::set<Endpoint>{a_}) << "it is wanted still";
-  ASSERT_TRUE(RunUntil([this] { return agent_->Deaf().Total() >= 5; }));
+  ASSERT_TRUE(RunUntil([this] { return agent_->Facts().deaf.Total() >= 5; }));
   EXPECT_LT(kMany - fault.times, 500) << "no busy loop";
   EXPECT_EQ(log_.size(), 1U) << "told once";
   fault.times = 0;
@@ -230,7 +231,7 @@ TEST_F(AgentDeafTest, OneThatCannotBeOpenedAnewIsTriedUntilItIs) {
   std::optional<boost::asio::ip::udp::socket> other(std::in_place, loop_, ToUdp(a_));
   EXPECT_TRUE(
       RunUntil([this] { return Count("not opened anew, and tried again until it is") == 1; }));
-  EXPECT_TRUE(agent_->Deaf().OfListeners().at(a_).is_closed);
+  EXPECT_TRUE(agent_->Facts().deaf.OfListeners().at(a_).is_closed);
   other.reset();
   EXPECT_TRUE(RunUntil([this] { return Count("hears again") == 1; }));
   EXPECT_TRUE(Ask(a_));
@@ -249,7 +250,7 @@ TEST_F(AgentDeafTest, BadCommunitiesAreOneRecordOfTheirSender) {
   RestartQuiet();
   Client client(a_);
   for (int i = 0; i < 100; ++i) client.Send(Message{"private"});
-  ASSERT_TRUE(RunUntil([this] { return agent_->Refused() == 100; }));
+  ASSERT_TRUE(RunUntil([this] { return agent_->Facts().refused == 100; }));
   ASSERT_EQ(log_.size(), 1U);
   EXPECT_EQ(log_[0].second, "127.0.0.1: request refused: unknown community");
   const Message count = {"public", Operation::kGet, kInBadCommunityNames, 5, kSnmp};
@@ -303,7 +304,7 @@ TEST_F(AgentDeafTest, WhatTheLibrarySaysOfRequestsIsSummedToo) {
   for (int i = 0; i < 10; ++i) EXPECT_TRUE(IsIgnored(a_, bad));
   ASSERT_EQ(log_.size(), 1U);
   EXPECT_EQ(log_[0].second, "127.0.0.1: request refused: Bad PDU type received: 0x05");
-  EXPECT_EQ(agent_->Refused(), 10U);
+  EXPECT_EQ(agent_->Facts().refused, 10U);
 }
 
 }  // namespace

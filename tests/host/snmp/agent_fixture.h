@@ -21,7 +21,7 @@ constexpr std::chrono::seconds kDeadline(20);
 
 class AgentTest : public ::testing::Test {
  protected:
-  AgentTest() { agent_->SetCommunities({"public"}); }
+  AgentTest() { agent_->Follow({{"public"}}); }
 
   /// Runs the loop until the condition holds; false when it does not within the deadline.
   bool RunUntil(const std::function<bool()>& condition) {

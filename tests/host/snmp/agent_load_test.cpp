@@ -136,7 +136,7 @@ TEST_F(AgentLoadTest, ChangesAndRequestsLeaveNoMemoryBehind) {
       descriptors = OpenDescriptors();
     }
     ASSERT_TRUE(agent_->SetListeners({a_, i % 2 == 0 ? b_ : c_}).empty());
-    agent_->SetCommunities({"public", "another " + std::to_string(i % 2)});
+    agent_->Follow({{"public", "another " + std::to_string(i % 2)}});
     ASSERT_TRUE(Ask(i % 2 == 0 ? b_ : c_));
   }
   const auto growth = static_cast<long>(HeapInUse()) - static_cast<long>(heap);

@@ -105,7 +105,7 @@ TEST_F(AgentRestartTest, AnotherOneMayFollow) {
     EXPECT_TRUE(agent_->Listeners().empty());
     EXPECT_EQ(OpenDescriptors(), descriptors);
     ASSERT_TRUE(agent_->SetListeners({a_, b_}).empty());
-    agent_->SetCommunities({"other"});
+    agent_->Follow({{"other"}});
     EXPECT_TRUE(IsIgnored(a_, Encode({"public"}), "other"));
     EXPECT_TRUE(Ask(b_, {"other"}));
   }
@@ -117,7 +117,7 @@ TEST_F(AgentRestartTest, CountsAnew) {
   for (int i = 0; i < 2; ++i) {
     agent_.reset();
     agent_ = std::make_unique<SnmpAgent>(loop_);
-    agent_->SetCommunities({"public"});
+    agent_->Follow({{"public"}});
     ASSERT_TRUE(agent_->SetListeners({a_}).empty());
     EXPECT_TRUE(IsIgnored(a_, Encode({"private"})));
     const auto answer = Ask(a_, count);
@@ -137,7 +137,7 @@ TEST_F(AgentRestartTest, LeavesNoDescriptorsAndNoTimersBehind) {
   agent_.reset();
   EXPECT_EQ(OpenDescriptors(), descriptors);
   agent_ = std::make_unique<SnmpAgent>(loop_);
-  agent_->SetCommunities({"public"});
+  agent_->Follow({{"public"}});
   ASSERT_TRUE(agent_->SetListeners({a_}).empty());
   ASSERT_TRUE(Ask(a_));
   EXPECT_FALSE(agent_->TimerRuns());

@@ -21,7 +21,7 @@ constexpr int kDeadlineMs = 20000;
 
 class AgentThreadTest : public ::testing::Test {
  protected:
-  AgentThreadTest() { agent_.SetCommunities({"public"}); }
+  AgentThreadTest() { agent_.Follow({{"public"}}); }
 
   /// Nothing but the agent's own thread runs meanwhile: this one waits in the system.
   static std::optional<Response> Ask(const Endpoint& server) {
