@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -18,6 +19,7 @@ using ::testing::HasSubstr;
 constexpr std::chrono::milliseconds kShort(50);
 
 const std::string kLock = "<lock><target><running/></target></lock>";
+
 TEST_F(SessionTest, TheHelloTellsCapabilitiesAndTheSession) {
   const auto server = NewServer();
   const auto client = Connect();
@@ -67,15 +69,28 @@ INSTANTIATE_TEST_SUITE_P(OfEntriesWithoutANamespace, BadHello,
 
 INSTANTIATE_TEST_SUITE_P(OfALongerVersion, BadHello, ::testing::Values(HelloText("1.10")));
 
-TEST_F(SessionTest, AMessageThatIsNotFinishedEndsTheSession) {
+/// A session at work: its first request was answered.
+class AnsweredSession : public SessionTest {
+ protected:
+  void Begin(const host::SessionLimits& limits) {
+    server_ = NewServer(limits);
+    client_ = Connect();
+    client_->Greet();
+    ExpectAnswer();
+  }
+
+  void ExpectAnswer() { EXPECT_THAT(client_->Ask("<commit/>"), HasSubstr("<ok/>")); }
+
+  std::unique_ptr<host::NetconfServer> server_;
+  std::unique_ptr<NetconfClient> client_;
+};
+
+TEST_F(AnsweredSession, AMessageThatIsNotFinishedEndsIt) {
   host::SessionLimits limits;
   limits.message = kShort;
-  const auto server = NewServer(limits);
-  const auto client = Connect();
-  client->Greet();
-  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>"));
-  client->Send("\n#");
-  EXPECT_TRUE(client->IsClosed());
+  Begin(limits);
+  client_->Send("\n#");
+  EXPECT_TRUE(client_->IsClosed());
   EXPECT_EQ(Counter("dropped-sessions"), "1");
 }
 
@@ -97,35 +112,29 @@ TEST_F(SessionTest, WhatIsThrownInARequestEndsAtMostItsSession) {
   EXPECT_THAT(other->Ask("<commit/>"), HasSubstr("<ok/>"));
 }
 
-TEST_F(SessionTest, AnIdleSessionStays) {
+TEST_F(AnsweredSession, StaysWhenItIsIdle) {
   host::SessionLimits limits;
   limits.hello = limits.message = limits.reply = kShort;
-  const auto server = NewServer(limits);
-  const auto client = Connect();
-  client->Greet();
-  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>"));
+  Begin(limits);
   const auto end = std::chrono::steady_clock::now() + 3 * kShort;
   ASSERT_TRUE(RunUntil(&loop_, [&] { return std::chrono::steady_clock::now() > end; }));
-  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>"));
+  ExpectAnswer();
 }
 
-TEST_F(SessionTest, AMessageThatCameInTimeIsAnsweredHoweverBusyTheLoopWas) {
+TEST_F(AnsweredSession, AMessageThatCameInTimeIsAnsweredHoweverBusyTheLoopWas) {
   host::SessionLimits limits;
   limits.message = kShort;
-  const auto server = NewServer(limits);
-  const auto client = Connect();
-  client->Greet();
-  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>"));
+  Begin(limits);
   const std::string request = host::FrameChunked(Rpc("<commit/>"));
-  client->Send(request.substr(0, 5));
+  client_->Send(request.substr(0, 5));
   ASSERT_TRUE(RunUntil(&loop_, [this] { return loop_.poll_one() == 0; }));
-  client->Send(request.substr(5));
+  client_->Send(request.substr(5));
   const auto end = std::chrono::steady_clock::now() + 2 * kShort;
   while (std::chrono::steady_clock::now() < end) {
     // The loop is busy.
   }
-  EXPECT_THAT(client->Receive(), HasSubstr("<ok/>"));
-  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>")) << "the session has ended";
+  EXPECT_THAT(client_->Receive(), HasSubstr("<ok/>"));
+  ExpectAnswer();
 }
 
 TEST_F(SessionTest, AnIdleSessionEndsLaterWithALock) {
@@ -196,17 +205,14 @@ TEST_F(SessionTest, OneSessionTooManyIsClosedAtOnce) {
   EXPECT_NE(Connect()->Greet(), 0U);
 }
 
-class BrokenStream : public SessionTest, public ::testing::WithParamInterface<std::string> {};
+class BrokenStream : public AnsweredSession, public ::testing::WithParamInterface<std::string> {};
 
 TEST_P(BrokenStream, EndsTheSession) {
   host::SessionLimits limits;
   limits.message_size = 500;
-  const auto server = NewServer(limits);
-  const auto client = Connect();
-  client->Greet();
-  EXPECT_THAT(client->Ask("<commit/>"), HasSubstr("<ok/>"));
-  client->Send(GetParam());
-  EXPECT_TRUE(client->IsClosed());
+  Begin(limits);
+  client_->Send(GetParam());
+  EXPECT_TRUE(client_->IsClosed());
   EXPECT_EQ(Counter("dropped-sessions"), "1");
 }
 
