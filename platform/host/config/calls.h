@@ -28,7 +28,9 @@ int CallWithPath(const char* format, va_list arguments, Operation operation) {
 /// The value at a path. Throws as Reader::Get(), and CallRefused when there is none.
 common::OwnedValue GetExisting(Reader* reader, const std::string& path);
 
-/// A buffer for text and its size.
+// Where the value of a typed read goes; all of it is the caller's.
+
+/// A buffer for text and its size in bytes; a longer text is cut, to end with a zero all the same.
 struct TextBuffer {
   char* text;
   int size;
@@ -55,7 +57,8 @@ bool HandOut(const confd_value_t& value, uint32_t* result);
 bool HandOut(const confd_value_t& value, confd_ipv4_prefix* result);
 bool HandOut(const confd_value_t& value, confd_ipv6_prefix* result);
 
-/// Reads the value at a path as one type. Throws as GetExisting().
+/// Reads the value at a path as one type. Returns CONFD_OK. Throws as GetExisting(), and
+/// CallRefused, CONFD_ERR_BADTYPE, when it is of another.
 template <typename Result>
 int GetTyped(Reader* reader, const std::string& path, Result result) {
   const common::OwnedValue value = GetExisting(reader, path);

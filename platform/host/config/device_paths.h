@@ -3,6 +3,9 @@
 
 namespace host {
 
+// As ConfD writes paths, a module's name or prefix in front of what it is the top of. A platform
+// for another device has other ones, and the names of leaves below them stand where they are read.
+
 constexpr char kAgentPath[] = "/confd_dyncfg:confdConfig/snmpAgent";
 constexpr char kAgentIpPath[] = "/confd_dyncfg:confdConfig/snmpAgent/ip";
 constexpr char kAgentPortPath[] = "/confd_dyncfg:confdConfig/snmpAgent/port";

@@ -28,9 +28,12 @@ class Hooks {
   virtual ~Hooks() = default;
 
   /// Before the first call, and after the last one of a transaction whose Begin was not refused.
+  /// The transaction stays the caller's. CONFD_OK, or CONFD_ERR to refuse it.
   virtual int Begin(Transaction* transaction) = 0;
   virtual void End(Transaction* transaction) = 0;
 
+  /// Tells of one change. CONFD_OK, or CONFD_ERR to refuse the transaction; nothing more is told of
+  /// it then.
   virtual int Call(Transaction* transaction, const HookCall& call) = 0;
 };
 

@@ -15,11 +15,13 @@
 
 namespace host {
 
+/// What is written is read at once, and is in force only when the engine commits what Take() gives.
 class Transaction {
  public:
   using Keys = std::vector<common::OwnedValue>;
 
-  /// `schema` is the candidate's and outlives the transaction.
+  /// `schema` is the candidate's and outlives the transaction; `handle` is what the maapi_ calls
+  /// name it by.
   Transaction(const Schema& schema, int handle, Tree candidate);
 
   int Handle() const { return handle_; }
@@ -33,14 +35,16 @@ class Transaction {
   // Writes. What they add is marked as the system's. All throw std::invalid_argument for a text
   // that is no path of the schema or not of such an element, and CallRefused.
 
-  /// Creates an entry or presence container and what is missing above it. CONFD_ERR_ALREADY_EXISTS,
-  /// CONFD_ERR_BADTYPE.
+  /// Creates an entry or presence container and what is missing above it. CONFD_ERR_ALREADY_EXISTS;
+  /// CONFD_ERR_BADTYPE for a key that its type does not have.
   void Create(const std::string& path);
 
-  /// CONFD_ERR_NOEXISTS.
+  /// Takes an element away with all below it. CONFD_ERR_NOEXISTS.
   void Delete(const std::string& path);
 
-  /// Sets a leaf. CONFD_ERR_NOEXISTS when what it stands in is not there, CONFD_ERR_BADTYPE.
+  /// Sets a leaf. `text` is the value as the model's type has it.
+  /// CONFD_ERR_NOEXISTS when what it stands in is not there, CONFD_ERR_BADTYPE for a text that the
+  /// type does not have.
   void Set(const std::string& path, const std::string& text);
 
   /// Whether something was written so far.

@@ -22,10 +22,13 @@ class Callpoints : public Hooks {
   /// a registered one that no model has.
   void CheckAgainst(const Schema& schema) const;
 
-  /// Begins and ends a transaction of every handler; those that had begun end when one refuses.
+  // As Hooks has them. Begins and ends a transaction of every handler; those that had begun end
+  // when one refuses. What a handler throws at the end is a fault, for it comes too late to refuse.
+
   int Begin(Transaction* transaction) override;
   void End(Transaction* transaction) override;
 
+  /// Calls the handler of the callpoint, which CheckAgainst() has found to be there.
   int Call(Transaction* transaction, const HookCall& call) override;
 
  private:

@@ -24,6 +24,7 @@
 
 namespace host {
 
+/// Lives and is called on the loop's thread, as its handlers are.
 class Framework : public VkConfdInterface {
  public:
   /// Loads the models; becomes what `process` works on, which has no other one (asserted). `agent`

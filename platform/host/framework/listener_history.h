@@ -13,13 +13,15 @@
 
 namespace host {
 
+/// Of one listener, as long as it is wanted.
 struct ListenerRecord {
-  bool bound = false;
+  bool bound = false;                           ///< The last attempt succeeded.
   std::string last_error;                       ///< Empty when no attempt failed.
   std::chrono::system_clock::time_point since;  ///< Of the present `bound`.
-  uint64_t tries = 0;
+  uint64_t tries = 0;                           ///< Attempts to open it while it was not.
 };
 
+/// Calls no agent: it is told. Costs a look-up for each listener that it is told of.
 class ListenerHistory {
  public:
   /// Takes down what one rebind has done: who was wanted, and who could not be opened. What is not

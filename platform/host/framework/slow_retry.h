@@ -18,8 +18,9 @@ class SlowRetry {
   /// True when something is refused still.
   using Attempt = std::function<bool()>;
 
-  /// `loop` outlives the object. An exception of `attempt` is a fault, and there is another
-  /// attempt.
+  /// Calls `attempt` from `loop`, which outlives the object; it rests until Follow() is called. An
+  /// exception of `attempt` is a fault, and there is another attempt. `first` and `longest` are the
+  /// distances that it begins with and does not go beyond.
   SlowRetry(boost::asio::io_context& loop, Attempt attempt, Delay first = std::chrono::seconds(5),
             Delay longest = std::chrono::seconds(30));
 
@@ -29,6 +30,7 @@ class SlowRetry {
   /// Somebody else has tried: begins with the first distance, or ends, when nothing is refused.
   void Follow(bool is_refused);
 
+  /// Whether there is to be another attempt.
   bool Runs() const { return runs_; }
 
  private:

@@ -13,7 +13,8 @@ namespace host {
 /// targets. Throws std::runtime_error when the schema lacks what is read.
 std::set<DestinationRule> ReadTargetRules(int cdb_socket);
 
-/// Answers many questions about one configuration by reading it once.
+/// Answers many questions about one configuration by reading it once: a commit that deletes
+/// thousands of targets asks for each of them.
 class TargetRules {
  public:
   /// Whether a target of `running`, which `cdb_socket` reads, asks for `rule`. Throws as

@@ -29,14 +29,16 @@ class Datastores {
 
   const Schema& Models() const { return engine_->Models(); }
 
-  /// A copy with defaults, to be changed and given to Replace().
+  /// A copy with defaults, the caller's, to be changed and given to Replace(). Locks do not matter
+  /// to it. Linear.
   Tree Copy(Datastore datastore) const;
 
-  /// Gives a datastore this content; for the running one that is a commit.
+  /// Gives a datastore this content; for the running one that is a commit. The candidate takes what
+  /// the models refuse, too: its commit tells.
   void Replace(Datastore datastore, Tree content, const Author& author);
 
   /// Makes the candidate the running configuration, and confirms a commit that waits for it or has
-  /// this one wait.
+  /// this one wait. A refused one stays the candidate.
   void Commit(const Author& author, const Confirmation& confirmation);
 
   /// Takes back a commit that waits for its confirmation.
@@ -51,6 +53,9 @@ class Datastores {
   /// lock-denied when it is locked, for a candidate with changes that are not committed, and for
   /// the running one while a commit of another session waits for its confirmation.
   void Lock(Datastore datastore, SessionId session);
+
+  /// operation-failed when it is not this session that has the lock. The candidate's changes that
+  /// are not committed go with its lock.
   void Unlock(Datastore datastore, SessionId session);
 
   /// Who has locked it, 0 for nobody.

@@ -9,7 +9,8 @@ namespace host {
 
 enum class EditOperation { kMerge, kReplace, kCreate, kDelete, kRemove, kNone };
 
-/// The operation of that name; kMerge for "merge" and so on. Throws RpcError for another text.
+/// The operation of that name; kMerge for "merge" and so on. Throws RpcError, bad-attribute, for
+/// another text.
 EditOperation ParseEditOperation(const char* name);
 
 /// Applies the content of a <config> element, siblings as libyang parsed them, to `*tree`, which is

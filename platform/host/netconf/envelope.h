@@ -16,7 +16,8 @@ constexpr char kNetconfNamespace[] = "urn:ietf:params:xml:ns:netconf:base:1.0";
 
 class RpcEnvelope {
  public:
-  /// Reads a message; what is wrong with it is told by Operation().
+  /// Reads a message without framing; what is wrong with it is told by Operation(). `context` has
+  /// the models and outlives the object.
   RpcEnvelope(ly_ctx* context, const std::string& message);
 
   /// The requested operation, checked against its model. Throws RpcError: malformed-message for

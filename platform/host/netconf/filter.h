@@ -10,7 +10,8 @@
 
 namespace host {
 
-/// Each element of a filter may be looked for at each of the data.
+/// Each element of a filter may be looked for at each of the data, so their number limits the time
+/// that one request takes.
 constexpr size_t kMaxFilterElements = 4096;
 
 /// What a subtree filter selects; `filter` is the content of the <filter> element, siblings as

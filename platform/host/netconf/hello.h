@@ -10,10 +10,11 @@
 
 namespace host {
 
-/// What this server can do, with its models, as URIs.
+/// What this server can do, with its models, as URIs (RFC 6241, section 8; the models as RFC
+/// 6020, section 5.6.4, has them).
 std::vector<std::string> Capabilities(const ly_ctx* context);
 
-/// The server's <hello> to a session.
+/// The server's <hello> to a session, without framing.
 std::string ServerHello(const std::vector<std::string>& capabilities, SessionId session);
 
 /// Reads a client's <hello>: true when the session goes on with chunked framing, which base:1.1

@@ -12,7 +12,8 @@
 namespace host {
 
 /// The state data of ietf-netconf-monitoring and ietf-yang-library: `sessions` are those of now,
-/// `ended` the others since the start. Throws Refusal when the models lack them.
+/// `ended` the others since the start, `capabilities` what every <hello> tells. Throws Refusal when
+/// the models lack them.
 Tree MonitoringState(const Datastores& datastores, const std::vector<std::string>& capabilities,
                      const std::vector<SessionFacts>& sessions, const SessionTotals& ended);
 

@@ -22,8 +22,8 @@ struct RpcServices {
 
 /// One request that its model has checked, and what it works on.
 struct Request {
-  const lyd_node* operation;
-  Author author;
+  const lyd_node* operation;  ///< The element in the <rpc>; the envelope's.
+  Author author;              ///< Who asks.
   Datastores* datastores;
   const RpcServices* services;
 
@@ -31,7 +31,7 @@ struct Request {
 };
 
 struct Answer {
-  std::string content;  ///< What stands in the reply.
+  std::string content;  ///< What stands in the reply, as XML.
   bool closes = false;  ///< The session ends when the reply is sent.
 };
 

@@ -12,7 +12,7 @@
 namespace host {
 
 struct RpcReply {
-  std::string xml;
+  std::string xml;  ///< The whole <rpc-reply>, without framing.
   bool is_error = false;
   bool closes = false;  ///< The session ends when the reply is sent.
 };
@@ -23,7 +23,10 @@ class RpcHandler {
   RpcHandler(Datastores* datastores, RpcServices services)
       : datastores_(datastores), services_(std::move(services)) {}
 
-  /// Answers one message of a session, which `user` has.
+  /// Answers one message of a session, which `user` has, without framing. What is refused is an
+  /// answer as well, an <rpc-error>; behind a message that is no XML it closes the session. Throws
+  /// std::exception when the answer to what was done cannot be made, which then must not be told as
+  /// refused.
   RpcReply Handle(SessionId session, const std::string& user, const std::string& message);
 
   /// Whether a session has locked a datastore.

@@ -17,12 +17,15 @@
 
 namespace host {
 
+/// All of it happens on the loop's thread. A connection is turned away, which is logged, when there
+/// are as many sessions as the limits allow; the last place is for root.
 class NetconfServer {
  public:
   /// Listens at `path`; a socket that nobody listens at is replaced. Root and `group` may open it,
-  /// the process's own group when that is empty. `state` tells the daemon's own state data, beside
-  /// what the server adds of itself. Throws std::exception with the reason when the socket cannot
-  /// be had; `engine` outlives the object.
+  /// the process's own group when that is empty (mode 0660, unix(7)). `state` tells the daemon's
+  /// own state data, beside what the server adds of itself; empty for none. `engine` and `loop`
+  /// outlive the object. Throws std::exception with the reason: somebody listens at `path`, there
+  /// is no such group, or the system refuses the socket, its mode or its owner.
   NetconfServer(boost::asio::io_context& loop, const std::string& path, const std::string& group,
                 Engine* engine, std::function<Tree()> state, const SessionLimits& limits = {});
 
@@ -40,6 +43,8 @@ class NetconfServer {
 
   void Open(const std::string& group);
   void Begin(Protocol::socket socket);
+
+  /// False when there is no such session.
   bool Kill(SessionId session);
   Tree State() const;
 
@@ -53,7 +58,7 @@ class NetconfServer {
   Protocol::acceptor acceptor_;
   std::optional<Door> door_;  ///< Once the acceptor listens.
   std::map<SessionId, std::shared_ptr<NetconfSession>> sessions_;
-  SessionId last_session_ = 0;
+  SessionId last_session_ = 0;  ///< Numbers are never used again.
   SessionTotals ended_;
   bool is_ending_ = false;
 };

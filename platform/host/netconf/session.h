@@ -58,6 +58,7 @@ struct SessionTotals {
 /// Answers one request after the other: the next one is read when the reply to the last is sent, so
 /// a client that does not read holds no more memory than one reply. Lives as long as an operation
 /// of its connection is under way.
+/// Its events catch what they throw: the session ends then, and the reason is logged.
 class NetconfSession : public std::enable_shared_from_this<NetconfSession> {
  public:
   using Socket = boost::asio::local::stream_protocol::socket;
@@ -67,10 +68,12 @@ class NetconfSession : public std::enable_shared_from_this<NetconfSession> {
   NetconfSession(Socket socket, SessionId id, const SessionLimits& limits, RpcHandler* handler,
                  std::function<void(NetconfSession*)> on_end);
 
-  /// Sends the server's <hello> and waits for the client's.
+  /// Sends the server's <hello> and waits for the client's. To be called once; `context` has the
+  /// models and outlives the connection.
   void Start(ly_ctx* context, const std::string& hello);
 
-  /// Ends the session; the reason is logged. `dropped` tells that nobody asked for it.
+  /// Ends the session, and closes its connection; the reason is logged. `dropped` tells that nobody
+  /// asked for it. Nothing happens when it has ended.
   void End(const std::string& reason, bool dropped = false);
 
   const SessionFacts& Facts() const { return facts_; }

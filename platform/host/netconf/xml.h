@@ -15,10 +15,13 @@ namespace host {
 /// have, and bytes that are no UTF-8, become question marks.
 std::string EscapeXml(const std::string& text);
 
-/// The same for an attribute in which line ends and tabs are not to be read as spaces.
+/// The same for an attribute (XML 1.0, 3.3.3) in which line ends and tabs are not to be read as
+/// spaces.
 std::string EscapeAttribute(const std::string& text);
 
-/// An element with content that is XML already.
+// Elements. `name` is as it is to stand there, with a prefix where one is wanted.
+
+/// With content that is XML already.
 std::string Element(const std::string& name, const std::string& content);
 std::string Element(const std::string& name, uint64_t number);
 
@@ -26,13 +29,14 @@ std::string Element(const std::string& name, uint64_t number);
 std::string Leaf(const std::string& name, const std::string& text);
 std::string Leaf(const std::string& name, bool value);
 
-/// As ietf-yang-types has date-and-time, in UTC.
+/// As ietf-yang-types (RFC 6991) has date-and-time, in UTC and whole seconds.
 std::string TimeText(std::chrono::system_clock::time_point time);
 
 /// A text without the blanks around it.
 std::string Trimmed(const std::string& text);
 
-/// Reads state data, which is not validated. Throws Refusal for what the models do not have.
+/// Reads state data, which is not validated. The tree is the caller's, and `context`, which has the
+/// models, outlives it. Throws Refusal for what the models do not have.
 Tree ParseState(ly_ctx* context, const std::string& xml);
 
 }  // namespace host
