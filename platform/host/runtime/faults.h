@@ -9,16 +9,17 @@
 
 namespace host {
 
+/// As vkmw_gen_fault() was told of it.
 struct Fault {
   std::chrono::system_clock::time_point time;
-  int code;
-  std::string function;
+  int code;              ///< 1 for one that the program cannot go on after, else 0.
+  std::string function;  ///< Where it was raised, with file and line.
   std::string file;
   int line;
-  std::string text;
+  std::string text;  ///< For people.
 };
 
-/// How many a process keeps.
+/// How many a process keeps; an older one goes for each that comes then.
 constexpr size_t kKeptFaults = 32;
 
 /// Ends the process with status 1; a service manager is told why, and starts it anew.

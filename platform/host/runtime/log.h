@@ -5,13 +5,13 @@
 
 namespace host {
 
-/// The levels of the log, lowest first.
+/// The levels of the log, lowest first; the numbers are those that programs log by.
 enum LogLevel { kDetail = 10, kProgress = 11, kNotice = 12 };
 
 /// The category of faults, whatever their level.
 constexpr char kFaultCategory[] = "fault";
 
-/// The category "platform".
+/// The category "platform", registered at the first call; never destroyed.
 zlog_category_t* LogCategory();
 
 }  // namespace host

@@ -21,7 +21,8 @@ class LossySink : public spdlog::sinks::base_sink<std::mutex> {
   void sink_it_(const spdlog::details::log_msg& message) final;
   void flush_() final {}
 
-  /// False when it is not taken.
+  /// Takes a record, which is in `line` with a line end, within TimeLeft(). False when it is not
+  /// taken. Called under the sink's lock.
   virtual bool Take(const spdlog::details::log_msg& message, const std::string& line) = 0;
 
   /// What is left for the record, 0 or more.
@@ -40,6 +41,7 @@ class LossySink : public spdlog::sinks::base_sink<std::mutex> {
 /// A pipe, terminal, socket or file.
 class StandardErrorSink final : public LossySink {
  public:
+  /// The descriptor stays the caller's and outlives the object.
   explicit StandardErrorSink(int descriptor = STDERR_FILENO) : descriptor_(descriptor) {}
 
  private:
@@ -56,6 +58,8 @@ class StandardErrorSink final : public LossySink {
 /// levels notice, progress and detail 5, 6 and 7; the category is the field SNMP_APP_CATEGORY.
 class JournalSink final : public LossySink {
  public:
+  /// Records carry `identifier` as SYSLOG_IDENTIFIER. `path` is the journal's socket, which need
+  /// not be there yet.
   explicit JournalSink(const std::string& identifier,
                        const std::string& path = "/run/systemd/journal/socket");
   ~JournalSink() override;
