@@ -37,15 +37,16 @@ class DestinationLayout {
   /// Up to this many are a plain list: they cost a packet no more than guard and blocks do.
   static constexpr size_t kPlain = 16;
 
-  /// Adds one that is not there, or removes one that is. Few changes however many there are, but
-  /// for the rare moment when no priority is left for another block.
+  /// Adds one that is not there, or removes one that is; returns what the kernel has to have
+  /// more and less then. Few changes however many there are, but for the rare moment
+  /// when no priority is left for another block, which has all planned anew.
   RuleChanges Insert(const DestinationRule& destination);
   RuleChanges Erase(const DestinationRule& destination);
 
-  /// Replaces all.
+  /// Replaces all, and plans anew. Linear, with a logarithm.
   RuleChanges Assign(const std::set<DestinationRule>& destinations);
 
-  /// All rules that the kernel has to have.
+  /// All rules that the kernel has to have: one of each destination, the guard, gotos and ends.
   const std::set<RoutingRule>& Rules() const { return rules_; }
 
   /// The rule of a destination that is there.

@@ -71,7 +71,7 @@ std::string ReasonOf(int error) {
 
 void SetOption(int descriptor, int level, int option, const void* value, socklen_t size) {
   // Each is a help only: what is missing without it ends as a failure that is told.
-  static_cast<void>(!::setsockopt(descriptor, level, option, value, size));
+  static_cast<void>(!setsockopt(descriptor, level, option, value, size));
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ class NftBatch {
   /// header until the next call of this object. Flags are NLM_F_...
   nlmsghdr* Add(uint16_t type, uint16_t flags);
 
-  /// Numbers of messages that were added.
+  /// How many messages were added.
   uint32_t Count() const { return count_; }
 
  private:
@@ -52,23 +52,26 @@ struct NftAnswer {
     kLost,     ///< Nobody knows; the socket is closed, and the tables that it owned are gone.
   };
   Outcome outcome;
-  int error;      ///< errno of the failure; 0 when done
-  uint16_t type;  ///< NFT_MSG_... that was refused; 0 when it was none in particular
-  std::string reason;
+  int error;           ///< The errno of the failure; 0 when done.
+  uint16_t type;       ///< NFT_MSG_... that was refused; 0 when it was none in particular.
+  std::string reason;  ///< For people; empty when done.
 };
 
-/// One socket (netlink(7), NETLINK_NETFILTER). Tables with the owner flag that were made by it are
-/// gone with it.
+/// One socket (netlink(7), NETLINK_NETFILTER), closed at first. Tables with the owner flag that
+/// were made by it are gone with it. Needs the right to administer the network (capabilities(7),
+/// CAP_NET_ADMIN), without which transactions are refused with EPERM.
 class Nftables {
  public:
   ~Nftables() { Close(); }
 
+  /// False at first, after a kLost and after Close().
   bool IsOpen() const { return socket_ != nullptr; }
 
   /// Runs a transaction of at least one message; opens the socket when it is closed. Waits for the
-  /// kernel's answer for a second at most.
+  /// kernel's answer for a second at most. Finishes `batch`, which is good for one run.
   NftAnswer Run(NftBatch& batch);
 
+  /// Gives up the socket, and with it the tables that it owns.
   void Close() { socket_.reset(); }
 
  private:

@@ -17,7 +17,8 @@ namespace host {
 
 /// The rules in the kernel are known by their protocol number; others are never touched. Adding
 /// what is there and deleting what is not make no kernel call. What the kernel refuses is told once
-/// and stays wanted, until Retry() has done it.
+/// and stays wanted, until Retry() has done it. See ip-rule(8); tables are numbers of routing
+/// tables, ports UDP ports in host order.
 class PolicyRules {
  public:
   static constexpr char kVrfDevicesAccept[] = "/proc/sys/net/ipv4/udp_l3mdev_accept";
@@ -53,16 +54,16 @@ class PolicyRules {
   bool AddDestination(const DestinationRule& rule);
   bool DeleteDestination(const DestinationRule& rule);
 
-  /// Whether the kernel has it.
+  /// Whether the kernel has it, as far as it has told.
   bool HasDestination(const DestinationRule& rule) const;
 
-  /// False when the setting of VRF devices is there and off now.
+  /// False when the setting of VRF devices is there and off now. Reads a file.
   bool HearsVrfDevices() const { return !accept_.IsOff(); }
 
-  /// Why it has not; empty when the kernel did not refuse it.
+  /// Why it has not, in the words of the library; empty when the kernel did not refuse it.
   std::string WhyNotDestination(const DestinationRule& rule) const;
 
-  /// Why a mark is not there.
+  /// The same of a mark.
   std::string WhyNotMark(uint32_t table) const;
 
   /// Puts back what somebody else has removed, takes away what has this program's protocol number

@@ -12,22 +12,22 @@ namespace host {
 
 /// The sets of the table "inet snmp-app".
 enum class RedirectSet {
-  kTo,    ///< interface and port: redirect port
-  kBack,  ///< redirect port: port that answers come from
-  kPorts  ///< redirect port: drop
+  kTo,    ///< Interface and port: redirect port.
+  kBack,  ///< Redirect port: port that answers come from.
+  kPorts  ///< Redirect port: drop.
 };
 
-/// One element that comes or goes. Each set takes of it what it needs.
+/// One element that comes or goes. Each set takes of it what it needs. Ports are in host order.
 struct ElementChange {
   bool adds;
   RedirectSet set;
-  std::string interface;
-  uint16_t port;
-  uint16_t redirect_port;
+  std::string interface;   ///< Its name in the kernel.
+  uint16_t port;           ///< Where requests are sent to.
+  uint16_t redirect_port;  ///< Where the agent hears them.
 };
 
 /// Several keys may lead to one redirect port, as long as an old redirect is still there: its
-/// answers come from the port of the newest one.
+/// answers come from the port of the newest one. Calls no kernel.
 class RedirectElements {
  public:
   /// A kernel name and a port on it.
@@ -35,9 +35,10 @@ class RedirectElements {
 
   struct Entry {
     uint16_t redirect_port;
-    uint64_t age;  ///< the newest is the highest
+    uint64_t age;  ///< The newest is the highest.
   };
 
+  /// None when there is no redirect of that key.
   std::optional<Entry> Find(const Key& key) const;
 
   /// A new entry, newer than all others.
@@ -47,7 +48,7 @@ class RedirectElements {
   /// order in which it can be done. The former entry takes it back again.
   std::vector<ElementChange> Replace(const Key& key, const std::optional<Entry>& entry);
 
-  /// All elements.
+  /// All elements, as additions, for a table that has none.
   std::vector<ElementChange> All() const;
 
   size_t size() const { return entries_.size(); }

@@ -7,6 +7,8 @@
 
 namespace host {
 
+// Names as nft(8) shows them; the table is of family inet.
+
 constexpr char kRedirectTable[] = "snmp-app";
 constexpr char kToSet[] = "to";
 constexpr char kBackSet[] = "back";

@@ -109,8 +109,8 @@ void PutElement(nftnl_set* set, const ElementChange& change) {
   const uint16_t redirect_port = htons(change.redirect_port);
   if (by_interface) {
     InterfaceKey key = {};
-    std::memcpy(key.data(), change.interface.data(), change.interface.size());
-    std::memcpy(key.data() + IFNAMSIZ, &port, sizeof port);
+    memcpy(key.data(), change.interface.data(), change.interface.size());
+    memcpy(key.data() + IFNAMSIZ, &port, sizeof port);
     Need(nftnl_set_elem_set(element, NFTNL_SET_ELEM_KEY, key.data(), key.size()) == 0);
   } else {
     Need(nftnl_set_elem_set(element, NFTNL_SET_ELEM_KEY, &redirect_port, kPortSize) == 0);

@@ -78,7 +78,7 @@ bool ReadHeader(nlmsghdr* message, RoutingRule& rule) {
 bool ReadPorts(const nlattr* attribute, RoutingRule& rule) {
   fib_rule_port_range ports = {};
   if (nla_len(attribute) != sizeof(ports)) return false;
-  std::memcpy(&ports, nla_data(attribute), sizeof(ports));
+  memcpy(&ports, nla_data(attribute), sizeof(ports));
   rule.first_port = ports.start;
   rule.last_port = ports.end;
   return true;
@@ -87,7 +87,7 @@ bool ReadPorts(const nlattr* attribute, RoutingRule& rule) {
 bool ReadDestination(const nlattr* attribute, RoutingRule& rule) {
   const auto size = static_cast<size_t>(nla_len(attribute));
   if (size != AddressSize(rule.family)) return false;
-  std::memcpy(rule.destination.data(), nla_data(attribute), size);
+  memcpy(rule.destination.data(), nla_data(attribute), size);
   return true;
 }
 

@@ -29,8 +29,8 @@ constexpr uint32_t kMarkPriority = 1500;
 /// Sends UDP packets to one address and port through a routing table.
 struct DestinationRule {
   boost::asio::ip::address address;
-  uint16_t port = 0;
-  uint32_t table = 0;
+  uint16_t port = 0;   ///< In host order.
+  uint32_t table = 0;  ///< That of the VRF.
 };
 
 inline bool operator<(const DestinationRule& a, const DestinationRule& b) {
@@ -39,17 +39,17 @@ inline bool operator<(const DestinationRule& a, const DestinationRule& b) {
 
 enum class RuleAction { kLookup, kGoto, kNothing };
 
-/// All that a rule of this program can consist of.
+/// All that a rule of this program can consist of (ip-rule(8), rtnetlink(7)).
 struct RoutingRule {
   int family = 0;  ///< AF_INET or AF_INET6.
   uint32_t priority = 0;
   RuleAction action = RuleAction::kLookup;
-  uint32_t target = 0;  ///< The table to look in, or the priority to go on at.
-  uint32_t mark = 0;    ///< 0: whatever the packet's mark.
-  bool inverted = false;
+  uint32_t target = 0;                       ///< The table to look in, or the priority to go on at.
+  uint32_t mark = 0;                         ///< 0: whatever the packet's mark.
+  bool inverted = false;                     ///< It is for what the selector does not match.
   std::array<uint8_t, 16> destination = {};  ///< In network order, IPv4 in front.
-  uint8_t destination_bits = 0;
-  uint16_t first_port = 0;  ///< Of UDP packets; 0: whatever the protocol.
+  uint8_t destination_bits = 0;              ///< 0: whatever the address.
+  uint16_t first_port = 0;                   ///< Of UDP packets; 0: whatever the protocol.
   uint16_t last_port = 0;
 };
 
@@ -64,6 +64,7 @@ inline bool operator<(const RoutingRule& a, const RoutingRule& b) {
 /// Packets with the mark `table` look in `table`.
 RoutingRule MarkRule(int family, uint32_t table);
 
+/// Packets to the destination look in its table.
 RoutingRule LookupRule(const DestinationRule& rule, uint32_t priority);
 
 /// The kernel takes no other ports in a rule, and so has none for port 65535.
@@ -81,17 +82,19 @@ struct FreeMessage {
   void operator()(nl_msg* message) const { nlmsg_free(message); }
 };
 
-/// Null when memory is short.
+/// A message for the kernel, owned. Null when memory is short.
 using RuleMessage = std::unique_ptr<nl_msg, FreeMessage>;
 
 enum class RuleChange { kAdd, kDelete };
 
-/// Adding is exclusive, deleting is by full key. To the kernel two gotos that differ in nothing but
-/// where they lead are the same rule.
+/// Adding is exclusive (EEXIST when it is there), deleting is by full key (ENOENT when not). To the
+/// kernel two gotos that differ in nothing but where they lead are the same rule.
 RuleMessage ChangeMessage(RuleChange change, const RoutingRule& rule);
 
 /// Asks for all rules of a family.
 RuleMessage DumpMessage(int family);
+
+// Of messages that the kernel sent, which stay the caller's.
 
 /// True when the rule that the kernel tells of was made by this program, now or in an earlier run.
 bool IsOwnRule(nlmsghdr* rule);

@@ -27,7 +27,7 @@ using DestinationQuery = std::function<bool(const DestinationRule& rule)>;
 /// leave by the table of the VRF that the request came from.
 class Rules {
  public:
-  /// Tells at once what there is, then every change.
+  /// Tells at once what there is, then every change, within the call that makes it.
   void SetMarkObserver(MarkObserver observer);
 
   /// To be called once all that is configured was added: makes the rules of destinations, and then
@@ -44,7 +44,8 @@ class Rules {
                    uint32_t table);
   bool DeleteRedirect(const std::string& kernel_name, uint16_t port, uint16_t redirect_port);
 
-  /// Asked before a rule of a destination is deleted: several targets may need the same one.
+  /// Asked before a rule of a destination is deleted: several targets may need the same one. What
+  /// it throws passes, and nothing has changed then.
   void SetDestinationQuery(DestinationQuery is_wanted);
 
   /// UDP packets to one destination are routed by a table. True when it is so (no longer so)

@@ -13,13 +13,15 @@
 
 namespace host {
 
+/// Has a netlink socket of its own, which only listens.
 class RulesMonitor {
  public:
   /// Calls `on_deletion` from the loop a moment after somebody, this process too, has deleted
   /// routing rules with this program's protocol number, and after notifications were lost; once for
   /// all that goes away in that moment. Works as long as the object lives; a socket that fails is
-  /// replaced, and counts as lost notifications. Throws
-  /// std::runtime_error when the kernel's notifications cannot be had (rtnetlink(7)).
+  /// replaced, and counts as lost notifications. An exception of `on_deletion` is a fault. `loop`
+  /// outlives the object. Throws std::runtime_error when the kernel's notifications cannot be had
+  /// (rtnetlink(7), RTNLGRP_IPV4_RULE and RTNLGRP_IPV6_RULE).
   RulesMonitor(boost::asio::io_context& loop, std::function<void()> on_deletion);
 
   RulesMonitor(const RulesMonitor&) = delete;

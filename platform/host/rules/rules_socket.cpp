@@ -33,7 +33,7 @@ int LastError() { return -nl_syserr2nlerr(errno); }
 int CodeIn(const nlmsghdr* message) {
   int error = 0;
   if (message->nlmsg_len < NLMSG_HDRLEN + sizeof(error)) return -NLE_MSG_TOOSHORT;
-  std::memcpy(&error, NLMSG_DATA(message), sizeof(error));
+  memcpy(&error, NLMSG_DATA(message), sizeof(error));
   return error == 0 ? 0 : -nl_syserr2nlerr(error);
 }
 
@@ -88,8 +88,8 @@ int RulesSocket::Open() {
   if (code < 0) return code;
   const timeval limit = {kLimit.count(), 0};
   const int descriptor = nl_socket_get_fd(socket.get());
-  if (::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) != 0 ||
-      ::setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit)) != 0) {
+  if (setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) != 0 ||
+      setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit)) != 0) {
     return LastError();
   }
   buffer_.resize(kLargestAnswer);
@@ -104,8 +104,8 @@ int RulesSocket::TakeAnswer(uint32_t sequence, std::vector<Listed>& listed) {
     if (Clock::now() > deadline) return -NLE_AGAIN;
     sockaddr_nl sender = {};
     socklen_t sender_size = sizeof(sender);
-    const ssize_t size = ::recvfrom(nl_socket_get_fd(socket_.get()), buffer_.data(), buffer_.size(),
-                                    MSG_TRUNC, reinterpret_cast<sockaddr*>(&sender), &sender_size);
+    const ssize_t size = recvfrom(nl_socket_get_fd(socket_.get()), buffer_.data(), buffer_.size(),
+                                  MSG_TRUNC, reinterpret_cast<sockaddr*>(&sender), &sender_size);
     if (size < 0 && errno == EINTR) continue;
     if (size < 0) return LastError();
     if (static_cast<size_t>(size) > buffer_.size()) return -NLE_MSG_TRUNC;

@@ -17,7 +17,7 @@ namespace host {
 /// lost or comes late would be taken for the next request's. Each answer is waited for a second.
 class RulesSocket {
  public:
-  /// A rule with this program's protocol number.
+  /// A rule with this program's protocol number, and the message that deletes exactly it.
   struct Listed {
     std::optional<RoutingRule> rule;  ///< None for one that this program does not make.
     RuleMessage deletion;
@@ -46,7 +46,7 @@ class RulesSocket {
   std::vector<char> buffer_;
 };
 
-/// The reason behind a code, as text.
+/// The reason behind a code, in the words of the library.
 std::string RulesErrorText(int code);
 
 }  // namespace host
