@@ -13,7 +13,7 @@ namespace host {
 
 namespace {
 
-// Requests of one listener in a row, before the others have their turn.
+/// Requests of one listener in a row, before the others have their turn.
 constexpr size_t kBatch = 32;
 
 }  // namespace
@@ -54,8 +54,8 @@ std::vector<ListenerFailure> SnmpAgent::Impl::Open(const std::set<Endpoint>& end
   return failures;
 }
 
-// Where only the agent's own listeners are in the way, 0.0.0.0 of 127.0.0.1 say, it opens beside
-// them.
+/// Where only the agent's own listeners are in the way, 0.0.0.0 of 127.0.0.1 say, it opens beside
+/// them.
 std::error_code SnmpAgent::Impl::OpenOne(const Endpoint& endpoint, UdpListener& listener) {
   std::error_code error = listener.Open(endpoint);
   if (error == std::errc::address_in_use) {
@@ -69,7 +69,7 @@ std::error_code SnmpAgent::Impl::OpenOne(const Endpoint& endpoint, UdpListener& 
   return error;
 }
 
-// Linear in the number of listeners.
+/// Linear in the number of listeners.
 std::vector<UdpListener*> SnmpAgent::Impl::OverlappedBy(const Endpoint& endpoint) const {
   const auto is_v6 = [](const Endpoint& one) { return one.address.find(':') != std::string::npos; };
   std::vector<UdpListener*> overlapped;
@@ -102,12 +102,10 @@ void SnmpAgent::Impl::Mark(const Endpoint& endpoint, UdpListener& listener, uint
 
 void SnmpAgent::Impl::MarkOpened(const Endpoint& endpoint, UdpListener& listener) const {
   const auto mark = marks.find(endpoint.port);
-  if (mark != marks.end() && IsWildcard(endpoint)) {
-    Mark(endpoint, listener, mark->second);
-  }
+  if (mark != marks.end() && IsWildcard(endpoint)) Mark(endpoint, listener, mark->second);
 }
 
-// The listener is this object's, so as long as it exists this object does, too.
+/// The listener is this object's, so as long as it exists this object does, too.
 void SnmpAgent::Impl::Wait(const std::shared_ptr<UdpListener>& listener) {
   listener->WaitForRequest(
       [this, waiting = std::weak_ptr(listener)](const boost::system::error_code& error) {
@@ -151,7 +149,7 @@ void SnmpAgent::Impl::Process(UdpListener& listener) {
   Log(LOG_WARNING, refused.Refused(datagram.peer, reason, RefusedRequests::Clock::now()));
 }
 
-// What the library says of a request is told with its sender.
+/// What the library says of a request is told with its sender.
 void SnmpAgent::Impl::TakeText(int priority, const std::string& text) {
   if (is_processing) {
     complaint = text;
@@ -187,14 +185,10 @@ std::vector<ListenerFailure> SnmpAgent::SetListeners(const std::set<Endpoint>& w
 std::vector<ListenerFailure> SnmpAgent::Impl::Settle(const ListenerPlan& plan) {
   std::vector<ListenerFailure> failures = Open(plan.open);
   Close(plan.close);
-  if (failures.empty() || plan.close.empty()) {
-    return failures;
-  }
+  if (failures.empty() || plan.close.empty()) return failures;
   // What did not open beside the old ones, for want of descriptors, may open in their place.
   std::set<Endpoint> failed;
-  for (const ListenerFailure& failure : failures) {
-    failed.insert(failure.endpoint);
-  }
+  for (const ListenerFailure& failure : failures) failed.insert(failure.endpoint);
   return Open(failed);
 }
 
@@ -210,18 +204,14 @@ void SnmpAgent::SetMark(uint16_t port, uint32_t mark) {
   }
   for (const char* address : {"0.0.0.0", "::"}) {
     const auto open = impl_->listeners.find({address, port});
-    if (open != impl_->listeners.end()) {
-      impl_->Mark(open->first, *open->second, mark);
-    }
+    if (open != impl_->listeners.end()) impl_->Mark(open->first, *open->second, mark);
   }
 }
 
 void SnmpAgent::Share(bool on) {
   assert(impl_->shares != on);
   impl_->shares = on;
-  for (const auto& listener : impl_->listeners) {
-    listener.second->Share(on);
-  }
+  for (const auto& listener : impl_->listeners) listener.second->Share(on);
 }
 
 std::string SnmpAgent::WhyNot(const Endpoint& endpoint) {

@@ -11,7 +11,7 @@ namespace host {
 
 namespace {
 
-// Listeners that are checked in a row, before requests have their turn: two system calls each.
+/// Listeners that are checked in a row, before requests have their turn: two system calls each.
 constexpr size_t kCheckedAtOnce = 256;
 
 }  // namespace

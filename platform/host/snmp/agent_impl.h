@@ -33,9 +33,14 @@ struct SnmpAgent::Impl {
   /// The thread may not raise a fault, so an exception of an event is a record.
   OnFailure LogFailure() const;
 
+  /// Both return who could not be opened, and why.
   std::vector<ListenerFailure> Settle(const ListenerPlan& plan);
   std::vector<ListenerFailure> Open(const std::set<Endpoint>& endpoints);
+
+  /// Opens it beside own listeners only. Returns the system's error.
   std::error_code OpenOne(const Endpoint& endpoint, UdpListener& listener);
+
+  /// The open listeners whose addresses it shares, so that they have to let it in.
   std::vector<UdpListener*> OverlappedBy(const Endpoint& endpoint) const;
   void Close(const std::set<Endpoint>& endpoints);
   void Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark) const;
@@ -70,27 +75,27 @@ struct SnmpAgent::Impl {
   boost::asio::io_context& loop;
   SnmpLog log;
   CheckTimes times;
-  bool is_processing = false;  // a request, by the library
-  std::string complaint;       // about that request
+  bool is_processing = false;  ///< A request, by the library.
+  std::string complaint;       ///< About that request.
   AgentLibrary library;
   ReadAccess access;
   RequestChannel channel;
   LibraryTimer timer;
-  std::set<Endpoint> open;  // the keys of the map, for plans
+  std::set<Endpoint> open;  ///< The keys of the map, for plans.
   std::map<Endpoint, std::shared_ptr<UdpListener>> listeners;
-  std::unordered_map<uint16_t, uint32_t> marks;  // by port, none of them 0
+  std::unordered_map<uint16_t, uint32_t> marks;  ///< By port, none of them 0.
   Datagram datagram;
   bool shares = false;
   UnsentAnswers unsent;
   RefusedRequests refused;
   DeafListeners deaf;
   OwnRequests own;
-  std::map<Endpoint, uint64_t> suspects;  // that had requests waiting, and what they had taken
-  bool is_urgent = false;                 // the next pause is a short one
-  Endpoint checked;                       // the last one that the round has checked
-  Endpoint asked;                         // the last one that was asked
-  bool runs = false;                      // there are rounds
-  bool pauses = false;                    // until the next one
+  std::map<Endpoint, uint64_t> suspects;  ///< That had requests waiting, and what they had taken.
+  bool is_urgent = false;                 ///< The next pause is a short one.
+  Endpoint checked;                       ///< The last one that the round has checked.
+  Endpoint asked;                         ///< The last one that was asked.
+  bool runs = false;                      ///< There are rounds.
+  bool pauses = false;                    ///< Until the next one.
   Alarm round_alarm;
 };
 

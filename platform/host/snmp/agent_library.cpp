@@ -11,7 +11,7 @@
 
 extern "C" {
 
-// Modules of the library that have no public header.
+/// Modules of the library that have no public header.
 void init_system_mib(void);
 void init_sysORTable(void);
 void init_snmp_mib(void);
@@ -24,11 +24,11 @@ namespace {
 
 constexpr char kName[] = "snmp-app";
 
-// Longest sysDescr that the library takes.
+/// Longest sysDescr that the library takes.
 constexpr size_t kDescriptionLimit = 255;
 
-// Of the one object. No argument of the callback, for the library would free that when it goes
-// down.
+/// Of the one object. No argument of the callback, for the library would free that when it goes
+/// down.
 SnmpLog* the_log = nullptr;
 
 int TakeLogText(int /*major*/, int /*minor*/, void* server_argument, void* /*client_argument*/) {
@@ -44,14 +44,15 @@ int TakeLogText(int /*major*/, int /*minor*/, void* server_argument, void* /*cli
   return SNMPERR_SUCCESS;
 }
 
-// The library logs nowhere but here; it would write on the standard error output without a handler.
+/// The library logs nowhere but here; it would write on the standard error output without a
+/// handler.
 void DirectLog() {
   snmp_disable_log();
   snmp_enable_calllog();
   snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, TakeLogText, nullptr);
 }
 
-// Neither configuration nor state comes from files, and alarms are the loop's.
+/// Neither configuration nor state comes from files, and alarms are the loop's.
 void SetOptions() {
   for (const int option : {NETSNMP_DS_LIB_DONT_READ_CONFIGS, NETSNMP_DS_LIB_HAVE_READ_CONFIG,
                            NETSNMP_DS_LIB_DONT_PERSIST_STATE, NETSNMP_DS_LIB_DISABLE_V3,
@@ -60,8 +61,8 @@ void SetOptions() {
   }
 }
 
-// Keeps the library from bringing up modules by itself, among them its own access control: with a
-// list of modules, only those that it names come up. The list outlives the library's state.
+/// Keeps the library from bringing up modules by itself, among them its own access control: with a
+/// list of modules, only those that it names come up. The list outlives the library's state.
 void KeepOffModules() {
   static const bool is_done = [] {
     std::string none = "none";
@@ -73,15 +74,15 @@ void KeepOffModules() {
 
 std::string SystemDescription() {
   utsname system = {};
-  ::uname(&system);
+  uname(&system);
   const std::string text = std::string("snmp-app SNMP agent, ") + system.sysname + " " +
                            system.nodename + " " + system.release + " " + system.version + " " +
                            system.machine;
   return text.substr(0, kDescriptionLimit);
 }
 
-// Sets values of the system group. The services are those of a host (layers 4 and 7); contact and
-// location are not known.
+/// Sets values of the system group. The services are those of a host (layers 4 and 7); contact and
+/// location are not known.
 void DescribeSystem() {
   for (std::string line : {"sysdescr " + SystemDescription(), std::string("sysservices 72"),
                            std::string("syscontact "), std::string("syslocation ")}) {
@@ -89,9 +90,9 @@ void DescribeSystem() {
   }
 }
 
-// The library's whole start, init_snmp(), would look for certificates in folders and make one,
-// read MIB texts and set the locale of the process, even with the options above. This is the part
-// of it that serves requests.
+/// The library's whole start, init_snmp(), would look for certificates in folders and make one,
+/// read MIB texts and set the locale of the process, even with the options above. This is the part
+/// of it that serves requests.
 void BringUp() {
   KeepOffModules();
   init_agent(kName);

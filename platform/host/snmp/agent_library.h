@@ -9,7 +9,11 @@ namespace host {
 /// other objects and no SNMPv3. One at a time in a process (asserted).
 class AgentLibrary {
  public:
+  /// `log` is called with what the library says until the object is gone. The library reads no
+  /// configuration file and writes none.
   explicit AgentLibrary(SnmpLog log);
+
+  /// Takes the library down; a later object brings it up again.
   ~AgentLibrary();
 
   AgentLibrary(const AgentLibrary&) = delete;

@@ -31,6 +31,9 @@ class AgentThread : public AgentCalls {
   AgentThread(const AgentThread&) = delete;
   AgentThread& operator=(const AgentThread&) = delete;
 
+  // As AgentCalls has them. Each but SetMark() waits until the thread has made it, for as long as a
+  // request or a round of checks may take.
+
   std::vector<ListenerFailure> SetListeners(const std::set<Endpoint>& wanted) override;
   void Follow(const AgentSettings& settings) override;
   void SetMark(uint16_t port, uint32_t mark) override;
@@ -41,13 +44,14 @@ class AgentThread : public AgentCalls {
   void Wait() override;
 
  private:
+  /// What `call` returns, made on the thread.
   template <typename Call>
   auto Run(Call call);
 
   SnmpLog log_;
   boost::asio::io_context loop_;
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
-  std::optional<SnmpAgent> agent_;  // touched by the thread only
+  std::optional<SnmpAgent> agent_;  ///< Touched by the thread only.
   std::thread thread_;
 };
 

@@ -63,8 +63,8 @@ class DeafListeners {
   struct Told {
     Sign sign = Sign::kSystem;
     Clock::time_point reopened;
-    Clock::time_point time;  // of the last record
-    bool is_told = false;    // and not that it hears again
+    Clock::time_point time;  ///< Of the last record.
+    bool is_told = false;    ///< And not that it hears again.
   };
 
   std::string Heal(const Endpoint& listener, Sign sign);

@@ -10,16 +10,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Time until the library has something to do; none when it has not.
+/// Time until the library has something to do; none when it has not.
 std::optional<Clock::duration> TimeLeft() {
   int descriptor_count = 0;
   int block = 1;
   timeval left = {};
   DescriptorSet descriptors;
   snmp_select_info2(&descriptor_count, descriptors.Get(), &left, &block);
-  if (block != 0) {
-    return std::nullopt;
-  }
+  if (block != 0) return std::nullopt;
   return std::chrono::seconds(left.tv_sec) + std::chrono::microseconds(left.tv_usec);
 }
 

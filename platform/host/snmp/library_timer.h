@@ -9,6 +9,7 @@
 
 namespace host {
 
+/// Lives between the library's coming up and going down.
 class LibraryTimer {
  public:
   /// `on_failure` is told of exceptions; `loop` outlives the object.
@@ -21,6 +22,7 @@ class LibraryTimer {
   /// everything that the library did. Without anything to do, no timer runs.
   void Follow();
 
+  /// Whether the library has something to do later.
   bool Runs() const { return due_.has_value(); }
 
  private:

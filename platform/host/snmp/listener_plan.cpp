@@ -22,8 +22,8 @@ bool IsNormal(const Endpoint& endpoint) { return endpoint == Normalized(endpoint
 
 }  // namespace
 
-// Mostly little or nothing changes and all is in its normal form: then only what is new is looked
-// at more closely.
+/// Mostly little or nothing changes and all is in its normal form: then only what is new is looked
+/// at more closely.
 ListenerPlan PlanListeners(const std::set<Endpoint>& open, const std::set<Endpoint>& wanted) {
   const ListenerPlan plan = Plan(open, wanted);
   const bool is_normal = std::all_of(plan.open.begin(), plan.open.end(), IsNormal);

@@ -18,7 +18,7 @@ using boost::asio::ip::udp;
 
 constexpr size_t kCommunitySize = 16;
 
-// RFC 3416, section 3, within a message of RFC 1901; each length takes one byte.
+/// RFC 3416, section 3, within a message of RFC 1901; each length takes one byte.
 constexpr char kRequestType = '\xa0';
 constexpr char kAnswerType = '\xa2';
 
@@ -31,7 +31,7 @@ std::string Number(char value) { return Tagged('\x02', {value}); }
 std::string RandomBytes() {
   std::string bytes(kCommunitySize, '\0');
   // Fewer than 256 bytes come whole, getrandom(2).
-  if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+  if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
     throw std::system_error(errno, std::system_category(), "no random bytes");
   }
   return bytes;
@@ -49,11 +49,11 @@ udp::endpoint ReachedAt(const Endpoint& listener) {
 
 udp::endpoint ToUdp(const sockaddr_storage& peer) {
   udp::endpoint result(peer.ss_family == AF_INET6 ? udp::v6() : udp::v4(), 0);
-  std::memcpy(result.data(), &peer, result.size());
+  memcpy(result.data(), &peer, result.size());
   return result;
 }
 
-// From the message's head to the type of what is in it.
+/// From the message's head to the type of what is in it.
 std::string Head(const std::string& community) { return Number(1) + Tagged('\x04', community); }
 
 }  // namespace

@@ -28,10 +28,12 @@ class OwnRequests {
   };
   using AllAsked = std::map<Endpoint, Asked>;
 
-  /// `loop` outlives the object.
+  /// `loop` outlives the object. Throws std::system_error when there are no random bytes to be had
+  /// (getrandom(2)).
   explicit OwnRequests(boost::asio::io_context& loop);
 
-  /// Asks the listener. Nothing is asked where the system refuses to send it.
+  /// Asks the listener, in its normal form, which has taken `received` datagrams so far. Nothing is
+  /// asked where the system refuses to send it.
   void Ask(const Endpoint& listener, uint64_t received);
 
   /// True while somebody is asked.
@@ -46,6 +48,7 @@ class OwnRequests {
   /// asked then.
   AllAsked Take();
 
+  /// 16 bytes, any of them.
   const std::string& Community() const { return community_; }
 
  private:

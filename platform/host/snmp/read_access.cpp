@@ -20,7 +20,7 @@ bool ReadAccess::IsKnown(std::string_view community) const {
   return communities_.find(community) != communities_.end() || (lets_own_in_ && community == own_);
 }
 
-// A stranger is ignored as a whole; what a known one may not do is refused object by object.
+/// A stranger is ignored as a whole; what a known one may not do is refused object by object.
 int ReadAccess::Answer(int /*major*/, int question, void* server_argument, void* client_argument) {
   auto& access = *static_cast<ReadAccess*>(client_argument);
   auto& view = *static_cast<view_parameters*>(server_argument);

@@ -14,6 +14,7 @@ namespace host {
 /// once per request and once per object. Lives between the library's coming up and going down.
 class ReadAccess {
  public:
+  /// Has the library ask this object; nobody may read at first.
   ReadAccess();
   ~ReadAccess();
 

@@ -20,7 +20,8 @@ class RefusedRequests {
 
   static constexpr size_t kMostSenders = 64;
 
-  /// One was refused. Returns the record to log, empty for none.
+  /// One of `peer` was refused for `reason`, a few words. Returns the record to log, empty for
+  /// none.
   std::string Refused(const sockaddr_storage& peer, const std::string& reason,
                       Clock::time_point now);
 
@@ -37,11 +38,11 @@ class RefusedRequests {
  private:
   struct Sender {
     uint64_t untold = 0;
-    std::string reason;  // of the last one
+    std::string reason;  ///< Of the last one.
     Clock::time_point told;
   };
 
-  std::map<std::string, Sender> senders_;  // by address
+  std::map<std::string, Sender> senders_;  ///< By address.
   uint64_t of_others_ = 0;
   uint64_t total_ = 0;
 };

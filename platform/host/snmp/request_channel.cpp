@@ -11,15 +11,15 @@ namespace host {
 
 namespace {
 
-// What the library takes for the descriptor of the session. It is only compared.
+/// What the library takes for the descriptor of the session. It is only compared.
 constexpr int kNoDescriptor = 0;
 
-// Largest message: what IPv4 leaves of a datagram.
+/// Largest message: what IPv4 leaves of a datagram.
 constexpr size_t kLargestMessage = 65535 - 20 - 8;
 
 }  // namespace
 
-// Owned by the session, which gives its memory back with free().
+/// Owned by the session, which gives its memory back with free().
 struct RequestChannel::Transport : netsnmp_transport {
   static int Receive(netsnmp_transport* transport, void* buffer, int size, void** opaque,
                      int* opaque_size) {
@@ -55,10 +55,8 @@ struct RequestChannel::Transport : netsnmp_transport {
 };
 
 RequestChannel::Transport* RequestChannel::Transport::Make(RequestChannel* channel) {
-  void* memory = std::malloc(sizeof(Transport));
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
+  void* memory = malloc(sizeof(Transport));
+  if (memory == nullptr) throw std::bad_alloc();
   auto* transport = new (memory) Transport();
   transport->domain = netsnmpUDPDomain;
   transport->domain_length = static_cast<int>(netsnmpUDPDomain_len);
@@ -80,9 +78,7 @@ RequestChannel::RequestChannel() {
   session.isAuthoritative = SNMP_SESS_AUTHORITATIVE;
   netsnmp_session* added = snmp_add(&session, Transport::Make(this), nullptr, nullptr);
   session_ = added == nullptr ? nullptr : snmp_sess_pointer(added);
-  if (session_ == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (session_ == nullptr) throw std::bad_alloc();
 }
 
 RequestChannel::~RequestChannel() { snmp_close(snmp_sess_session(session_)); }

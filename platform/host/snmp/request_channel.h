@@ -11,6 +11,7 @@ namespace host {
 /// and going down.
 class RequestChannel {
  public:
+  /// Throws std::bad_alloc when the library makes no session.
   RequestChannel();
   ~RequestChannel();
 
@@ -27,7 +28,7 @@ class RequestChannel {
  private:
   struct Transport;
 
-  void* session_ = nullptr;  // the library's
+  void* session_ = nullptr;  ///< The library's.
   std::string_view request_;
   std::string answer_;
   bool busy_ = false;

@@ -16,13 +16,13 @@ namespace {
 
 using boost::asio::ip::udp;
 
-// The kernel charges no datagram less than this against the receive buffer.
+/// The kernel charges no datagram less than this against the receive buffer.
 constexpr size_t kSmallestCharge = 256;
 
 std::error_code LastError() { return {errno, std::system_category()}; }
 
 bool Enable(int socket, int level, int option, int on = 1) {
-  return ::setsockopt(socket, level, option, &on, sizeof(on)) == 0;
+  return setsockopt(socket, level, option, &on, sizeof(on)) == 0;
 }
 
 bool SetOptions(int socket, const boost::asio::ip::address& local) {
@@ -35,7 +35,7 @@ bool SetOptions(int socket, const boost::asio::ip::address& local) {
 bool Bind(int socket, const udp::endpoint& local, UdpListener::Place place) {
   return SetOptions(socket, local.address()) &&
          (place == UdpListener::Place::kAlone || Enable(socket, SOL_SOCKET, SO_REUSEADDR)) &&
-         ::bind(socket, local.data(), static_cast<socklen_t>(local.size())) == 0;
+         bind(socket, local.data(), static_cast<socklen_t>(local.size())) == 0;
 }
 
 msghdr MessageOf(iovec& bytes, sockaddr_storage& peer, socklen_t peer_size, void* control,
@@ -50,10 +50,10 @@ msghdr MessageOf(iovec& bytes, sockaddr_storage& peer, socklen_t peer_size, void
   return message;
 }
 
-// A link-local address means something on its link only, so such an answer leaves by the interface
-// that the request came in by. Over a VRF device the peer's scope is that device, which is not the
-// interface: the kernel refuses the two together. A listener without mark serves no VRF, so there
-// it may refuse.
+/// A link-local address means something on its link only, so such an answer leaves by the interface
+/// that the request came in by. Over a VRF device the peer's scope is that device, which is not the
+/// interface: the kernel refuses the two together. A listener without mark serves no VRF, so there
+/// it may refuse.
 void BindToLink(in6_pktinfo& info, sockaddr_in6& peer, bool is_marked) {
   if (!IN6_IS_ADDR_LINKLOCAL(&info.ipi6_addr) && !IN6_IS_ADDR_LINKLOCAL(&peer.sin6_addr)) {
     info.ipi6_ifindex = 0;
@@ -62,24 +62,24 @@ void BindToLink(in6_pktinfo& info, sockaddr_in6& peer, bool is_marked) {
   }
 }
 
-// Other answers go where the routes say, so the interface is left out. False when the request went
-// to a group, which nothing can be sent from.
+/// Other answers go where the routes say, so the interface is left out. False when the request went
+/// to a group, which nothing can be sent from.
 bool TurnToAnswer(cmsghdr& header, sockaddr_storage& peer, bool is_marked) {
   if (header.cmsg_level == IPPROTO_IP) {
     in_pktinfo info;
-    std::memcpy(&info, CMSG_DATA(&header), sizeof(info));
+    memcpy(&info, CMSG_DATA(&header), sizeof(info));
     info.ipi_ifindex = 0;
-    std::memcpy(CMSG_DATA(&header), &info, sizeof(info));
+    memcpy(CMSG_DATA(&header), &info, sizeof(info));
     return true;
   }
   in6_pktinfo info;
-  std::memcpy(&info, CMSG_DATA(&header), sizeof(info));
+  memcpy(&info, CMSG_DATA(&header), sizeof(info));
   BindToLink(info, reinterpret_cast<sockaddr_in6&>(peer), is_marked);
-  std::memcpy(CMSG_DATA(&header), &info, sizeof(info));
+  memcpy(CMSG_DATA(&header), &info, sizeof(info));
   return !IN6_IS_ADDR_MULTICAST(&info.ipi6_addr);
 }
 
-// Size of the control message for the answer, made in place of the received one.
+/// Size of the control message for the answer, made in place of the received one.
 size_t AnswerControlSize(msghdr& message, sockaddr_storage& peer, bool is_marked) {
   cmsghdr* header = CMSG_FIRSTHDR(&message);
   const bool is_turned = header != nullptr && TurnToAnswer(*header, peer, is_marked);
@@ -88,13 +88,13 @@ size_t AnswerControlSize(msghdr& message, sockaddr_storage& peer, bool is_marked
 
 bool IsEmpty(int error) { return error == EAGAIN || error == EWOULDBLOCK; }
 
-// An error that waits at a socket, of a network that is down say, is told once in place of a
-// datagram; so what is told again and again is the socket's own.
+/// An error that waits at a socket, of a network that is down say, is told once in place of a
+/// datagram; so what is told again and again is the socket's own.
 ssize_t Take(int socket, msghdr& message) {
   constexpr int kTries = 4;
   ssize_t size = -1;
   for (int i = 0; i < kTries && size < 0; ++i) {
-    size = ::recvmsg(socket, &message, 0);
+    size = recvmsg(socket, &message, 0);
     if (size < 0 && IsEmpty(errno)) break;
   }
   return size;
@@ -111,17 +111,13 @@ std::error_code UdpListener::Open(const Endpoint& endpoint, Place place) {
   boost::system::error_code error;
   socket_.close(error);
   const auto address = boost::asio::ip::make_address(endpoint.address, error);
-  if (error) {
-    return std::make_error_code(std::errc::invalid_argument);
-  }
+  if (error) return std::make_error_code(std::errc::invalid_argument);
   const udp::endpoint local(address, endpoint.port);
   const int socket = OpenSocket(local.data()->sa_family);
-  if (socket < 0) {
-    return LastError();
-  }
+  if (socket < 0) return LastError();
   socket_.assign(socket, error);
   if (error) {
-    ::close(socket);
+    close(socket);
     return {error.value(), std::system_category()};
   }
   endpoint_ = endpoint;
@@ -135,7 +131,7 @@ void UdpListener::Share(bool on) {
 
 std::error_code UdpListener::SetMark(uint32_t mark) {
   const int socket = socket_.native_handle();
-  if (::setsockopt(socket, SOL_SOCKET, SO_MARK, &mark, sizeof(mark)) != 0) return LastError();
+  if (setsockopt(socket, SOL_SOCKET, SO_MARK, &mark, sizeof(mark)) != 0) return LastError();
   is_marked_ = mark != 0;
   // Without it the kernel looks for the answer's source outside of all VRF devices only.
   const bool is_v6 = endpoint_.address.find(':') != std::string::npos;
@@ -149,9 +145,7 @@ bool UdpListener::Receive(Datagram& datagram) {
                              datagram.control.size());
   const ssize_t size = Take(socket_.native_handle(), message);
   failure_ = size < 0 && !IsEmpty(errno) ? LastError() : std::error_code();
-  if (size < 0) {
-    return false;
-  }
+  if (size < 0) return false;
   ++received_;
   datagram.size = static_cast<size_t>(size);
   datagram.peer_size = message.msg_namelen;
@@ -163,19 +157,19 @@ std::error_code UdpListener::Answer(Datagram& request, std::string_view answer) 
   iovec bytes = {const_cast<char*>(answer.data()), answer.size()};
   const msghdr message = MessageOf(bytes, request.peer, request.peer_size, request.control.data(),
                                    request.control_size);
-  const ssize_t sent = ::sendmsg(socket_.native_handle(), &message, MSG_NOSIGNAL);
+  const ssize_t sent = sendmsg(socket_.native_handle(), &message, MSG_NOSIGNAL);
   return sent < 0 ? LastError() : std::error_code();
 }
 
 bool UdpListener::HasQueued() {
   int size = 0;
-  return ::ioctl(socket_.native_handle(), FIONREAD, &size) == 0 && size > 0;
+  return ioctl(socket_.native_handle(), FIONREAD, &size) == 0 && size > 0;
 }
 
 std::error_code UdpListener::Check() {
   udp::endpoint local;
   auto size = static_cast<socklen_t>(local.capacity());
-  if (::getsockname(socket_.native_handle(), local.data(), &size) != 0) return LastError();
+  if (getsockname(socket_.native_handle(), local.data(), &size) != 0) return LastError();
   const bool is_own = size <= local.capacity() && local.port() == endpoint_.port;
   return is_own ? std::error_code() : std::make_error_code(std::errc::bad_file_descriptor);
 }
@@ -192,7 +186,7 @@ void UdpListener::Close() {
 size_t UdpListener::QueueLimit() {
   int bytes = 0;
   socklen_t size = sizeof(bytes);
-  const int result = ::getsockopt(socket_.native_handle(), SOL_SOCKET, SO_RCVBUF, &bytes, &size);
+  const int result = getsockopt(socket_.native_handle(), SOL_SOCKET, SO_RCVBUF, &bytes, &size);
   return result == 0 ? static_cast<size_t>(bytes) / kSmallestCharge + 1 : 0;
 }
 

@@ -32,8 +32,10 @@ struct Datagram {
   size_t control_size = 0;
 };
 
+/// Never waits: what cannot be read or sent at once is not.
 class UdpListener {
  public:
+  /// Without a socket; `loop` outlives the object.
   explicit UdpListener(boost::asio::io_context& loop) : socket_(loop) {}
 
   /// Before everything else: opens a socket at `endpoint`. Alone it is bound only where no other

@@ -27,7 +27,7 @@ class UnsentAnswers {
   using Clock = std::chrono::steady_clock;
   using Records = std::map<Endpoint, UnsentRecord>;
 
-  /// One was not sent. Returns the record to log, empty for none.
+  /// One to `peer` was not sent, for `error`. Returns the record to log, empty for none.
   std::string Failed(const Endpoint& listener, const sockaddr_storage& peer,
                      const std::error_code& error, Clock::time_point now);
 
@@ -47,7 +47,7 @@ class UnsentAnswers {
  private:
   struct Told {
     std::string peer;
-    Clock::time_point time;
+    Clock::time_point time;  ///< Of the last record.
     bool is_healed = false;
   };
 

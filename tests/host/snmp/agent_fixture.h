@@ -28,9 +28,7 @@ class AgentTest : public ::testing::Test {
     const auto deadline = std::chrono::steady_clock::now() + kDeadline;
     while (!condition()) {
       loop_.restart();
-      if (loop_.run_one_until(deadline) == 0) {
-        return condition();
-      }
+      if (loop_.run_one_until(deadline) == 0) return condition();
     }
     return true;
   }
@@ -81,9 +79,7 @@ inline void SendMany(Client& client, int count) {
 /// Number of answers that have come.
 inline int CountAnswers(Client& client) {
   int count = 0;
-  while (client.TakeAnswer()) {
-    ++count;
-  }
+  while (client.TakeAnswer()) ++count;
   return count;
 }
 

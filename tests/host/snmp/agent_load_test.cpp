@@ -99,9 +99,7 @@ TEST_F(AgentLoadTest, MoreListenersThanSelectCanWaitFor) {
   auto endpoints = Net(1, kListeners);
   ASSERT_TRUE(agent_->SetListeners(endpoints).empty());
   EXPECT_EQ(agent_->Listeners(), endpoints);
-  for (const Endpoint& endpoint : endpoints) {
-    ASSERT_TRUE(Ask(endpoint)) << endpoint;
-  }
+  for (const Endpoint& endpoint : endpoints) ASSERT_TRUE(Ask(endpoint)) << endpoint;
   endpoints.erase(endpoints.begin());
   endpoints.insert(a_);
   ASSERT_TRUE(agent_->SetListeners(endpoints).empty());

@@ -46,9 +46,7 @@ TEST(EndpointTest, IsReadInItsNormalForm) {
                                                     {"[::]:1", {"::", 1}},
                                                     {"2001:DB8::0:1:65535", {"2001:db8::1", 65535}},
                                                     {"10.0.0.1:00161", {"10.0.0.1", 161}}};
-  for (const auto& [text, endpoint] : texts) {
-    EXPECT_EQ(ParseEndpoint(text), endpoint) << text;
-  }
+  for (const auto& [text, endpoint] : texts) EXPECT_EQ(ParseEndpoint(text), endpoint) << text;
 }
 
 TEST(EndpointTest, OtherTextsAreNone) {

@@ -41,9 +41,7 @@ void LoadClient::AskInTime() {
       answered_ += client_.WaitForAnswer(1) ? 1 : 0;
     } while (Clock::now() < next);
   }
-  while (answered_ < sent_ && client_.WaitForAnswer(kPatienceMs)) {
-    ++answered_;
-  }
+  while (answered_ < sent_ && client_.WaitForAnswer(kPatienceMs)) ++answered_;
 }
 
 }  // namespace host::test

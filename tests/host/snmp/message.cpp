@@ -46,9 +46,7 @@ struct Taken {
 };
 
 std::optional<Taken> Take(std::string_view& bytes) {
-  if (bytes.size() < 2) {
-    return std::nullopt;
-  }
+  if (bytes.size() < 2) return std::nullopt;
   const auto type = static_cast<uint8_t>(bytes[0]);
   size_t length = static_cast<uint8_t>(bytes[1]);
   size_t header = 2;
@@ -59,9 +57,7 @@ std::optional<Taken> Take(std::string_view& bytes) {
       length = length << 8 | static_cast<uint8_t>(bytes[header]);
     }
   }
-  if (bytes.size() < header + length) {
-    return std::nullopt;
-  }
+  if (bytes.size() < header + length) return std::nullopt;
   const Taken taken = {type, bytes.substr(header, length)};
   bytes.remove_prefix(header + length);
   return taken;
@@ -107,26 +103,18 @@ std::string EncodeDiscovery() {
 }
 
 std::optional<Response> Decode(std::string_view bytes) {
-  if (!Enter(bytes, kSequence)) {
-    return std::nullopt;
-  }
+  if (!Enter(bytes, kSequence)) return std::nullopt;
   TakeInteger(bytes);  // version
   Take(bytes);         // community
-  if (!Enter(bytes, kResponse)) {
-    return std::nullopt;
-  }
+  if (!Enter(bytes, kResponse)) return std::nullopt;
   Response response;
   response.id = TakeInteger(bytes);
   response.error = TakeInteger(bytes);
   TakeInteger(bytes);  // index of the wrong object
   const bool has_objects = Enter(bytes, kSequence);
-  if (!has_objects || !Enter(bytes, kSequence) || !Take(bytes)) {
-    return std::nullopt;
-  }
+  if (!has_objects || !Enter(bytes, kSequence) || !Take(bytes)) return std::nullopt;
   const auto value = Take(bytes);
-  if (!value) {
-    return std::nullopt;
-  }
+  if (!value) return std::nullopt;
   response.value_type = value->type;
   response.value = value->content;
   return response;

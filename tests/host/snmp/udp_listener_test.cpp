@@ -17,9 +17,7 @@ class UdpListenerTest : public ::testing::Test {
  protected:
   int Drain(UdpListener& listener) {
     int count = 0;
-    while (listener.Receive(datagram_)) {
-      ++count;
-    }
+    while (listener.Receive(datagram_)) ++count;
     return count;
   }
 
@@ -107,15 +105,11 @@ TEST_F(UdpListenerTest, SecondOneBesideAnOldOneTakesOver) {
   UdpListener before(loop_);
   ASSERT_FALSE(before.Open(endpoint_));
   test::Client client(endpoint_);
-  for (int i = 0; i < 3; ++i) {
-    client.Send("early");
-  }
+  for (int i = 0; i < 3; ++i) client.Send("early");
   UdpListener after(loop_);
   before.Share(true);
   ASSERT_FALSE(after.Open(endpoint_, UdpListener::Place::kBeside));
-  for (int i = 0; i < 2; ++i) {
-    client.Send("late");
-  }
+  for (int i = 0; i < 2; ++i) client.Send("late");
   EXPECT_EQ(Drain(before), 3);
   EXPECT_EQ(Drain(after), 2);
 }
@@ -124,9 +118,7 @@ TEST_F(UdpListenerTest, QueueLimitIsNeverReached) {
   UdpListener listener(loop_);
   ASSERT_FALSE(listener.Open(endpoint_));
   test::Client client(endpoint_);
-  for (size_t i = 0; i < 2 * listener.QueueLimit(); ++i) {
-    client.Send("x");
-  }
+  for (size_t i = 0; i < 2 * listener.QueueLimit(); ++i) client.Send("x");
   const int queued = Drain(listener);
   EXPECT_GT(queued, 0);
   EXPECT_LE(static_cast<size_t>(queued), listener.QueueLimit());
