@@ -11,7 +11,7 @@
 #include "support.h"
 #include "vkconfd/cdb_session.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::Each;
@@ -220,4 +220,4 @@ TEST_F(CdbShapesTest, NoSession) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -8,7 +8,7 @@
 #include "support.h"
 #include "vkconfd/cdb_session.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::AllOf;
@@ -131,4 +131,4 @@ TEST_F(CdbTest, SessionsThatCannotBeOpened) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

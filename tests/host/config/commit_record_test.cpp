@@ -6,7 +6,7 @@
 #include "recorder.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::EndsWith;
@@ -73,4 +73,4 @@ TEST(RecordTextTest, IsOneLineForEachAuthor) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -8,7 +8,7 @@
 #include "support.h"
 #include "vkconfd/cdb_session.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -154,4 +154,4 @@ TEST_F(Delivery, ExceptionLeavesTheCommitInForce) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

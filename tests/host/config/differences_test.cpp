@@ -4,7 +4,7 @@
 
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::Contains;
@@ -251,4 +251,4 @@ TEST(Differences, TagsAndNamespacesAreTheModels) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

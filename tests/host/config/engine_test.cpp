@@ -9,7 +9,7 @@
 #include "failing_calls.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::AllOf;
@@ -241,4 +241,4 @@ TEST(StoredFileOnAForeignDisk, ThatCannotBeMovedAside) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

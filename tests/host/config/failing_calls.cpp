@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <utility>
 
-namespace host_test {
+namespace host::test {
 
 namespace {
 
@@ -46,7 +46,7 @@ bool FailingCall::Takes(const std::string& name) {
   return true;
 }
 
-}  // namespace host_test
+}  // namespace host::test
 
 extern "C" {
 
@@ -55,55 +55,56 @@ int open(const char* path, int flags, ...) {
   va_start(arguments, flags);
   const mode_t mode = (flags & O_CREAT) == 0 ? 0 : va_arg(arguments, mode_t);
   va_end(arguments);
-  if (host_test::Result("open") != host_test::kDone) return -1;
+  if (host::test::Result("open") != host::test::kDone) return -1;
   return openat(AT_FDCWD, path, flags, mode);
 }
 
 int fstat(int file, struct stat* status) noexcept {
-  const int result = host_test::Result("fstat");
-  return result == host_test::kDone ? fstatat(file, "", status, AT_EMPTY_PATH) : result;
+  const int result = host::test::Result("fstat");
+  return result == host::test::kDone ? fstatat(file, "", status, AT_EMPTY_PATH) : result;
 }
 
 int lstat(const char* path, struct stat* status) noexcept {
-  const int result = host_test::Result("lstat");
-  return result == host_test::kDone ? fstatat(AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW) : result;
+  const int result = host::test::Result("lstat");
+  return result == host::test::kDone ? fstatat(AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW)
+                                     : result;
 }
 
 ssize_t read(int file, void* buffer, size_t size) {
-  const int result = host_test::Result("read");
-  return result == host_test::kDone ? syscall(SYS_read, file, buffer, size) : result;
+  const int result = host::test::Result("read");
+  return result == host::test::kDone ? syscall(SYS_read, file, buffer, size) : result;
 }
 
 ssize_t write(int file, const void* buffer, size_t size) {
-  const int result = host_test::Result("write");
-  return result == host_test::kDone ? syscall(SYS_write, file, buffer, size) : result;
+  const int result = host::test::Result("write");
+  return result == host::test::kDone ? syscall(SYS_write, file, buffer, size) : result;
 }
 
 int fsync(int file) {
-  const int result = host_test::Result("fsync");
-  return result == host_test::kDone ? static_cast<int>(syscall(SYS_fsync, file)) : result;
+  const int result = host::test::Result("fsync");
+  return result == host::test::kDone ? static_cast<int>(syscall(SYS_fsync, file)) : result;
 }
 
 int rename(const char* from, const char* to) noexcept {
-  const int result = host_test::Result("rename");
-  return result == host_test::kDone ? renameat(AT_FDCWD, from, AT_FDCWD, to) : result;
+  const int result = host::test::Result("rename");
+  return result == host::test::kDone ? renameat(AT_FDCWD, from, AT_FDCWD, to) : result;
 }
 
 int unlink(const char* path) noexcept {
-  const int result = host_test::Result("unlink");
-  return result == host_test::kDone ? unlinkat(AT_FDCWD, path, 0) : result;
+  const int result = host::test::Result("unlink");
+  return result == host::test::kDone ? unlinkat(AT_FDCWD, path, 0) : result;
 }
 
 int link(const char* from, const char* to) noexcept {
-  const int result = host_test::Result("link");
-  return result == host_test::kDone
+  const int result = host::test::Result("link");
+  return result == host::test::kDone
              ? static_cast<int>(syscall(SYS_linkat, AT_FDCWD, from, AT_FDCWD, to, 0))
              : result;
 }
 
 int linkat(int from_folder, const char* from, int to_folder, const char* to, int flags) noexcept {
-  const int result = host_test::Result("linkat");
-  return result == host_test::kDone
+  const int result = host::test::Result("linkat");
+  return result == host::test::kDone
              ? static_cast<int>(syscall(SYS_linkat, from_folder, from, to_folder, to, flags))
              : result;
 }

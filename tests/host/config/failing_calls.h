@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-namespace host_test {
+namespace host::test {
 
 /// While it lives, one of the calls that are named fails: the one behind `number` others of them.
 /// They may be open, fstat, lstat, read, write, fsync, rename, unlink, link, linkat.
@@ -36,4 +36,4 @@ class FailingCall {
   FailingCall* outer_;
 };
 
-}  // namespace host_test
+}  // namespace host::test

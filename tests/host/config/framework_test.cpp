@@ -6,7 +6,7 @@
 #include "recorder.h"
 #include "vkconfd/cdb_session.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -102,4 +102,4 @@ TEST(AgentListeners, RedirectsEndAtTheIpv6WildcardAsWell) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -8,7 +8,7 @@
 #include "confd_maapi.h"
 #include "recorder.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::AllOf;
@@ -136,4 +136,4 @@ TEST_F(HooksTest, ProcessThatEndsInAHookLeavesTheStoredFile) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -10,7 +10,7 @@
 #include "config/store.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -95,4 +95,4 @@ TEST(KilledWriter, LeavesAWholeFile) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

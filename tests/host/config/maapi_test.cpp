@@ -6,7 +6,7 @@
 #include "confd_maapi.h"
 #include "recorder.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -185,4 +185,4 @@ TEST_F(MaapiTest, Set) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -9,7 +9,7 @@
 #include "config/target_check.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::AllOf;
@@ -229,4 +229,4 @@ TEST(Models, DefaultsOfTheAgent) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -5,7 +5,7 @@
 #include "confd/value_text.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -143,4 +143,4 @@ TEST_F(Readings, RefusedKeysLeaveNothingBehindInTheContext) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

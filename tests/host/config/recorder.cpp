@@ -3,7 +3,7 @@
 #include "confd/value_text.h"
 #include "confd_maapi.h"
 
-namespace host_test {
+namespace host::test {
 
 int Recorder::Begin(host::Transaction* /*transaction*/) {
   calls.emplace_back("begin");
@@ -65,4 +65,4 @@ host::CommitResult HookedEngine::Replace(const std::string& json) {
   return engine.ReplaceByFile(folder.Write("startup.json", json));
 }
 
-}  // namespace host_test
+}  // namespace host::test

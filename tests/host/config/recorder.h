@@ -9,7 +9,7 @@
 #include "runtime/process.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 
 class Recorder : public host::Hooks {
  public:
@@ -53,4 +53,4 @@ class HookedEngine {
   host::Engine engine;
 };
 
-}  // namespace host_test
+}  // namespace host::test

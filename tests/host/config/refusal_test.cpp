@@ -11,7 +11,7 @@
 #include "recorder.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -169,4 +169,4 @@ TEST_F(RefusalTest, AFilesTellsTheFileAndNothingElseThanBefore) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

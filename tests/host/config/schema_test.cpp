@@ -7,7 +7,7 @@
 #include "confd/tag_table.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using common::ParsePath;
@@ -191,4 +191,4 @@ TEST_F(SchemaOfFolder, WrittenTagGoesBeforeAComputedOneOfAnEarlierModel) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -12,7 +12,7 @@
 #include "failing_calls.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -291,4 +291,4 @@ TEST_F(StoreTest, MoveAsideOfNothing) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -8,7 +8,7 @@
 
 #include "confd/value_text.h"
 
-namespace host_test {
+namespace host::test {
 
 namespace fs = std::filesystem;
 
@@ -78,4 +78,4 @@ std::vector<std::string> Describe(std::vector<common::Change>& changes, const st
   return lines;
 }
 
-}  // namespace host_test
+}  // namespace host::test

@@ -9,7 +9,7 @@
 #include "config/tree.h"
 #include "delivery/change.h"
 
-namespace host_test {
+namespace host::test {
 
 /// A new folder that is removed with the object.
 class TestFolder {
@@ -56,4 +56,4 @@ std::vector<std::string> Describe(std::vector<common::Change>& changes, const st
                                   confd_iter_ret next = ITER_RECURSE,
                                   int32_t flags = ITER_WANT_PREV);
 
-}  // namespace host_test
+}  // namespace host::test

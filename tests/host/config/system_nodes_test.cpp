@@ -5,7 +5,7 @@
 
 #include "recorder.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::AllOf;
@@ -133,4 +133,4 @@ TEST_F(SystemNodesTest, RedirectPortInForceIsAcceptedAndStaysTheSystems) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

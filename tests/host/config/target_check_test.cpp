@@ -10,7 +10,7 @@
 #include "config/store.h"
 #include "recorder.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -141,4 +141,4 @@ TEST(TargetElements, ParametersHaveDefaultsAndLevelsHaveNumbers) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -7,7 +7,7 @@
 #include "config/target_check.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::AllOf;
@@ -222,4 +222,4 @@ TEST(TargetModels, ARowHasTheAddressAndPortOfItsTarget) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

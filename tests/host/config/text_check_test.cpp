@@ -26,7 +26,7 @@ extern "C" int __vasprintf_chk(char** text, int /*flag*/, const char* format, va
   return vasprintf(text, format, arguments);
 }
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 /// A configuration with every shape of the models, and whatever JSON has to escape.
@@ -147,4 +147,4 @@ TEST(TextCheck, EveryTextThatThePrinterHadNoMemoryForIsACommitThatIsRefused) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

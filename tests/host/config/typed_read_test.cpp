@@ -5,7 +5,7 @@
 #include "recorder.h"
 #include "vkconfd/cdb_session.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -91,4 +91,4 @@ TEST_F(TypedReadTest, ErrorsLeaveTheResult) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

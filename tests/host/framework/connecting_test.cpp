@@ -11,7 +11,7 @@
 #include "vkconfd/app_interface.h"
 #include "vkos/context.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 class UnloadableHandler : public vkconfd::ConfigHandler {
@@ -75,4 +75,4 @@ TEST_F(ConnectingTest, WhatIsGoneIsNotConnected) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

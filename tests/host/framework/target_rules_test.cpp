@@ -11,7 +11,7 @@
 #include "support.h"
 #include "vkconfd/cdb_session.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -198,4 +198,4 @@ TEST_F(OtherModelsTest, ModelsWithoutTargetsThrow) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

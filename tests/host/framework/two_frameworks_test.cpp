@@ -15,7 +15,7 @@
 #include "vkos/context.h"
 #include "vkos/timer.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -238,4 +238,4 @@ TEST_F(TwoFrameworks, TimersOfOneProbeItsAgent) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -5,7 +5,7 @@
 
 #include "rpc_fixture.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -211,4 +211,4 @@ TEST_F(RpcTest, CharactersThatXmlDoesNotHaveAreNotRepeated) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -7,7 +7,7 @@
 
 #include "rpc_fixture.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -128,4 +128,4 @@ TEST_F(ConfirmedCommitTest, OthersCannotLockRunningBeforeItsConfirmation) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -5,7 +5,7 @@
 
 #include "rpc_fixture.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -208,4 +208,4 @@ TEST_F(RpcTest, ChangesOfTheCandidateGoWithItsLock) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -9,7 +9,7 @@
 #include "netconf_support.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using host::EditOperation;
@@ -251,4 +251,4 @@ TEST_F(OrderTest, AKeysBadValueIsToldWithTheModelsReason) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

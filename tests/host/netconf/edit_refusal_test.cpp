@@ -8,7 +8,7 @@
 #include "netconf_support.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using host::EditOperation;
@@ -129,4 +129,4 @@ TEST(EditOperationName, IsKnownOrRefused) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -9,7 +9,7 @@
 #include "netconf_support.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using host::EditOperation;
@@ -171,4 +171,4 @@ TEST_F(EditTest, AnotherCaseTakesThePlace) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

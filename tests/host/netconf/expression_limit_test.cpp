@@ -8,7 +8,7 @@
 
 #include "rpc_fixture.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::AnyOf;
@@ -67,4 +67,4 @@ TEST_F(ExpressionLimit, HoldsForFiles) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -9,7 +9,7 @@
 #include "netconf_support.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::AllOf;
@@ -160,4 +160,4 @@ TEST_F(FilterTest, OfNoDataIsNothing) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -196,4 +196,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

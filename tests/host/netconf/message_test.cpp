@@ -6,7 +6,7 @@
 #include "netconf/envelope.h"
 #include "netconf/rpc_error.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -117,4 +117,4 @@ TEST(MessageTest, OtherElementsNeedNone) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

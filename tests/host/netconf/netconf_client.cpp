@@ -13,7 +13,7 @@
 #include "netconf/framing.h"
 #include "netconf_support.h"
 
-namespace host_test {
+namespace host::test {
 
 namespace {
 
@@ -126,4 +126,4 @@ bool NetconfClient::IsClosed() {
   });
 }
 
-}  // namespace host_test
+}  // namespace host::test

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-namespace host_test {
+namespace host::test {
 
 /// Runs the loop until `done` says so; false when that takes too long.
 bool RunUntil(boost::asio::io_context* loop, const std::function<bool()>& done);
@@ -56,4 +56,4 @@ class NetconfClient {
   std::string input_;
 };
 
-}  // namespace host_test
+}  // namespace host::test

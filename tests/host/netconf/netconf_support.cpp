@@ -6,7 +6,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace host_test {
+namespace host::test {
 
 void NetconfTest::SetUp() {
   if (!std::filesystem::exists(kStandardFolder)) {
@@ -88,4 +88,4 @@ bool IsWellFormed(const host::Schema& models, std::string xml) {
   return result == LY_SUCCESS && parsed != nullptr && parsed->next == nullptr;
 }
 
-}  // namespace host_test
+}  // namespace host::test

@@ -9,7 +9,7 @@
 #include "config/tree.h"
 #include "netconf/envelope.h"
 
-namespace host_test {
+namespace host::test {
 
 /// Where the IETF's models of network management are installed.
 constexpr char kStandardFolder[] = "/usr/share/yuma/modules/ietf";
@@ -55,4 +55,4 @@ std::string TextOf(const std::string& xml, const std::string& element);
 /// Whether a text is one XML document, as far as libyang tells.
 bool IsWellFormed(const host::Schema& models, std::string xml);
 
-}  // namespace host_test
+}  // namespace host::test

@@ -9,7 +9,7 @@
 #include "netconf/rpc_error.h"
 #include "rpc_fixture.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::Contains;
@@ -116,4 +116,4 @@ TEST_F(ReplyTest, EveryFeatureOfTheModelIsACapabilityAndTheOtherWayRound) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -1,6 +1,6 @@
 #include "rpc_fixture.h"
 
-namespace host_test {
+namespace host::test {
 
 void RpcTest::SetUp() {
   NetconfTest::SetUp();
@@ -62,4 +62,4 @@ std::string Copy(const std::string& target, const std::string& source) {
          "</source></copy-config>";
 }
 
-}  // namespace host_test
+}  // namespace host::test

@@ -11,7 +11,7 @@
 #include "netconf_support.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 
 /// What of a reply tests look at.
 struct Reply {
@@ -70,4 +70,4 @@ std::string OnTarget(const std::string& operation, const std::string& datastore)
 /// <copy-config>; the source is an element.
 std::string Copy(const std::string& target, const std::string& source);
 
-}  // namespace host_test
+}  // namespace host::test

@@ -7,7 +7,7 @@
 
 #include "rpc_fixture.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -149,4 +149,4 @@ TEST_F(RpcTest, MarkupInAnErrorStaysText) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

@@ -24,7 +24,7 @@
 #include "netconf_support.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using host::SearchInCopy;
@@ -275,4 +275,4 @@ TEST(SearchProcess, ThatCannotBeginIsTold) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

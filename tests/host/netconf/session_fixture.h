@@ -13,7 +13,7 @@
 #include "netconf_support.h"
 #include "support.h"
 
-namespace host_test {
+namespace host::test {
 
 class SessionTest : public NetconfTest {
  protected:
@@ -51,4 +51,4 @@ class SessionTest : public NetconfTest {
   std::function<host::Tree()> state_;  ///< Of servers that are made later.
 };
 
-}  // namespace host_test
+}  // namespace host::test

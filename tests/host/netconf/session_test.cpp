@@ -10,7 +10,7 @@
 
 #include "session_fixture.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::AllOf;
@@ -258,4 +258,4 @@ TEST_F(SessionTest, ADroppedConnectionGivesItsLockBack) {
 }
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test

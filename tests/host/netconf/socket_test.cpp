@@ -10,7 +10,7 @@
 
 #include "session_fixture.h"
 
-namespace host_test {
+namespace host::test {
 namespace {
 
 using ::testing::AllOf;
@@ -104,4 +104,4 @@ TEST_P(Pipeline, IsAnsweredInOrderInTheFramingOfTheHello) {
 INSTANTIATE_TEST_SUITE_P(Each, Pipeline, ::testing::Values("1.0", "1.1"));
 
 }  // namespace
-}  // namespace host_test
+}  // namespace host::test
