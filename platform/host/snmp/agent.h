@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -13,13 +12,10 @@
 
 #include "snmp/deaf_listeners.h"
 #include "snmp/endpoint.h"
+#include "snmp/snmp_log.h"
 #include "snmp/unsent_answers.h"
 
 namespace host {
-
-/// Told of one text of the agent's library, without a line end. `priority` is one of syslog's
-/// (LOG_ERR, LOG_INFO ...). Called on the loop's thread; must not throw.
-using SnmpLog = std::function<void(int priority, const std::string& text)>;
 
 /// How often an agent looks after its listeners.
 struct CheckTimes {

@@ -1,7 +1,7 @@
 // The agent's library: its state of the process, the objects that it serves, its log.
 #pragma once
 
-#include "snmp/agent.h"
+#include "snmp/snmp_log.h"
 
 namespace host {
 
