@@ -36,8 +36,8 @@ void CheckStored(const std::string& text);
 
 /// Never destroyed: the trees of the last input may still be there when the process ends.
 host::Engine& Engine() {
-  static host::Engine& engine = *new host::Engine(MODELS_FOLDER, "/proc/not-written", nullptr, nullptr,
-                                                  STANDARD_MODELS_FOLDER, CheckStored);
+  static host::Engine& engine = *new host::Engine(MODELS_FOLDER, "/proc/not-written", nullptr,
+                                                  nullptr, STANDARD_MODELS_FOLDER, CheckStored);
   return engine;
 }
 

@@ -126,11 +126,11 @@ JournalSink::~JournalSink() {
 
 /// A record is one line, so all fields have their plain form.
 bool JournalSink::Take(const spdlog::details::log_msg& message, const std::string& line) {
-  std::string fields = Field("MESSAGE", line.substr(0, line.find('\n'))) +
-                       Field("PRIORITY", std::to_string(Priority(message))) +
-                       Field("SYSLOG_IDENTIFIER", identifier_) +
-                       Field("SNMP_APP_CATEGORY", {message.logger_name.data(),
-                                                   message.logger_name.size()});
+  std::string fields =
+      Field("MESSAGE", line.substr(0, line.find('\n'))) +
+      Field("PRIORITY", std::to_string(Priority(message))) +
+      Field("SYSLOG_IDENTIFIER", identifier_) +
+      Field("SNMP_APP_CATEGORY", {message.logger_name.data(), message.logger_name.size()});
   if (!message.source.empty()) {
     fields += Field("CODE_FILE", message.source.filename) +
               Field("CODE_LINE", std::to_string(message.source.line)) +

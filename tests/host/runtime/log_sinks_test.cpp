@@ -162,8 +162,10 @@ TEST_F(UnreadJournal, HoldsNobodyAndIsCounted) {
   spdlog::logger logger = LoggerOf(std::make_shared<JournalSink>("name", path_));
   for (size_t i = 0; i < kRecords; ++i) logger.warn("a record");
   size_t taken = 0;
-  while (Received() == "MESSAGE=a record\nPRIORITY=5\nSYSLOG_IDENTIFIER=name\n"
-                       "SNMP_APP_CATEGORY=cat\n") ++taken;
+  while (Received() ==
+         "MESSAGE=a record\nPRIORITY=5\nSYSLOG_IDENTIFIER=name\n"
+         "SNMP_APP_CATEGORY=cat\n")
+    ++taken;
   EXPECT_GT(taken, 0U);
   logger.log(spdlog::source_loc{"a.cpp", 17, "Function"}, spdlog::level::info, "last");
   EXPECT_THAT(Received(), StartsWith("MESSAGE=" + std::to_string(kRecords - taken) +
