@@ -5,6 +5,7 @@ import ipaddress
 import json
 import os
 import re
+import select
 import signal
 import socket
 import subprocess
@@ -99,14 +100,29 @@ class Daemon:
     def wait_ready(self, seconds=20.0):
         """Waits for READY=1 on the notification socket, and until the records up to it are read:
         what a test then finds missing was not written."""
+        if not self.is_ready(seconds):
+            raise TimedOut(f"the daemon is not ready, status {self.process.poll()}:\n" +
+                           "\n".join(self.lines[-20:]))
+        self._ready_records += 1
+        self.wait_record(r" Ready\.$", count=self._ready_records)
+
+    def is_ready(self, seconds=20.0):
+        """Waits for READY=1; False where the process ends first or does not tell it in time."""
         deadline = time.monotonic() + seconds
-        while time.monotonic() < deadline and self.process.poll() is None:
-            if "READY=1" in self._notification(0.5):
-                self._ready_records += 1
-                self.wait_record(r" Ready\.$", count=self._ready_records)
-                return
-        raise TimedOut(f"the daemon is not ready, status {self.process.poll()}:\n" +
-                       "\n".join(self.lines[-20:]))
+        while self._is_told(deadline - time.monotonic()):
+            if "READY=1" in self._notification(0):
+                return True
+        return False
+
+    def _is_told(self, seconds):
+        """Waits for a notification; False where none comes in time or the process has ended."""
+        if self.process.poll() is not None:
+            return False
+        end = os.pidfd_open(self.process.pid)
+        try:
+            return self._notify in select.select([self._notify, end], [], [], max(seconds, 0))[0]
+        finally:
+            os.close(end)
 
     def _notification(self, seconds):
         """The lines of the next notification; none when there is none in that time."""
@@ -164,6 +180,10 @@ class Daemon:
     def stop(self, number=signal.SIGTERM, seconds=10.0):
         """Ends the process by a signal; returns its exit status when all records are read."""
         self.tell(number)
+        return self.wait_end(seconds)
+
+    def wait_end(self, seconds=10.0):
+        """Waits until the process has ended; returns its exit status when all records are read."""
         status = self.process.wait(timeout=seconds)
         self._readers[-1].join(seconds)
         self._notify.close()

@@ -55,6 +55,17 @@ class Namespace:
         self.ip("addr", "del", address, "dev", interface)
 
 
+class Wrapped:
+    """A namespace whose programs are started by another program: `words` come before theirs."""
+
+    def __init__(self, namespace, *words):
+        self.namespace = namespace
+        self.words = words
+
+    def command(self, *words):
+        return self.namespace.command(*self.words, *words)
+
+
 def connect(left, left_interface, right, right_interface):
     """A cable between two namespaces."""
     left.ip("link", "add", left_interface, "type", "veth", "peer", "name", right_interface,

@@ -11,11 +11,13 @@ FAR = "10.9.9.9"
 
 
 class Site:
-    """eth0 is in the default network, eth1 in red, eth2 in blue. Use it as a context manager."""
+    """eth0 is in the default network, eth1 in red, eth2 in blue. Use it as a context manager.
+    `prefix` begins the names of its namespaces, where there are several sites."""
 
-    def __init__(self):
+    def __init__(self, prefix=""):
+        self.prefix = prefix
         self.with_devices = has_vrf_devices()
-        self.router = Namespace("router")
+        self.router = Namespace(f"{prefix}router")
         self.managers = {}
         self.vrfs = {name: Vrf(self.router, name, table, self.with_devices)
                      for name, table in TABLES.items()}
@@ -27,7 +29,7 @@ class Site:
         self.vrfs["blue"].attach("eth2", f"{BLUE}/24", f"{BLUE_V6}/64")
 
     def _add_manager(self, name, interface, addresses):
-        manager = Namespace(f"manager-{name}")
+        manager = Namespace(f"{self.prefix}manager-{name}")
         connect(self.router, interface, manager, "eth0")
         for address in addresses:
             manager.add_address("eth0", address)

@@ -6,19 +6,9 @@ import pytest
 
 from lab import snmp
 from lab.daemon import configuration
+from lab.network import Wrapped
 
 ADDRESS = "198.51.100.1"
-
-
-class Wrapped:
-    """A namespace whose daemon is started by another program."""
-
-    def __init__(self, namespace, *words):
-        self.namespace = namespace
-        self.words = words
-
-    def command(self, *words):
-        return self.namespace.command(*self.words, *words)
 
 
 def files(folder):

@@ -1,0 +1,1 @@
+"""Faults done to the daemon, each outcome held against what its stored configuration asks for."""

@@ -1,0 +1,105 @@
+"""The system calls of a commit, a start and a stop, as they are when nothing goes wrong."""
+
+from dataclasses import dataclass
+
+from .bench import ACKNOWLEDGED
+from .settings import NEW, OLD, OTHER, Settings
+from .table import Violation
+from .trace import AGENT, LOOP, Attached, Call, Trace, thread_of
+
+THREADS = (LOOP, AGENT)
+
+
+@dataclass(frozen=True)
+class InCommit:
+    """A call of the commit that leads from these settings to the other ones."""
+
+    before: Settings
+    call: Call
+
+    def __str__(self):
+        return f"commit from {'OLD' if self.before == OLD else 'NEW'}, {self.call}"
+
+
+@dataclass(frozen=True)
+class InStart:
+    """A call of a start with a stored configuration, or of the first one."""
+
+    first: bool
+    call: Call
+
+    def __str__(self):
+        return f"{'first start' if self.first else 'start'}, {self.call}"
+
+
+@dataclass(frozen=True)
+class InStop:
+    """A call of the end by SIGTERM."""
+
+    call: Call
+
+    def __str__(self):
+        return f"stop, {self.call}"
+
+
+def attached(bench, thread, *options):
+    """strace on a thread of a bench's daemon."""
+    return Attached(thread_of(bench.daemon.process.pid, thread), *options)
+
+
+def of_commit(bench):
+    """Each call of each thread, there and back."""
+    cases = []
+    for before in (OLD, NEW):
+        for thread in THREADS:
+            bench.bring(before)
+            with attached(bench, thread) as trace:
+                if bench.commit(OTHER[before]) != ACKNOWLEDGED:
+                    raise Violation(f"a traced commit is not acknowledged\n{bench.last_records()}")
+                trace.detach()
+                cases += [InCommit(before, call) for call in trace.calls(thread)]
+    return cases
+
+
+def prepare_start(bench, first):
+    """No daemon; OLD in the start-up file, and NEW stored or nothing."""
+    if first or bench.settings() != NEW:
+        bench.clear()
+    if not first and bench.stored() is None:
+        bench.bring(NEW)
+    if bench.is_up():
+        bench.daemon.kill()
+    bench.daemon.write_startup(OLD.startup())
+
+
+def of_start(bench, first):
+    """Each call of the first thread until it tells that it is ready."""
+    prepare_start(bench, first)
+    with Trace() as trace:
+        if not bench.start(*trace.words()):
+            raise Violation(f"a traced start fails\n{bench.last_records()}")
+        bench.daemon.kill()
+        return [InStart(first, call) for call in trace.calls(LOOP, until="READY=1")]
+
+
+def of_starts(bench):
+    return of_start(bench, False) + of_start(bench, True)
+
+
+def of_stop(bench):
+    """Each call of each thread from the signal on."""
+    cases = []
+    for thread in THREADS:
+        bench.bring(OLD)
+        with attached(bench, thread) as trace:
+            bench.stop()
+            trace.detach()
+            cases += [InStop(call) for call in trace.calls(thread)]
+    return cases
+
+
+def failing(cases):
+    """Each of them with each error that its call may fail with."""
+    return [type(case)(*(getattr(case, name) for name in case.__dataclass_fields__
+                         if name != "call"), call=call)
+            for case in cases for call in case.call.failing()]

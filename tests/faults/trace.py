@@ -1,0 +1,140 @@
+"""strace as the hand that does faults: an unchanged program of the distribution."""
+
+import collections
+import os
+import re
+import signal
+import subprocess
+import tempfile
+from dataclasses import dataclass
+
+LOOP, AGENT = "loop", "agent"
+ERRORS = ("EPERM", "ENOMEM", "EINTR", "ENOBUFS", "EIO")
+
+# Not made to fail. strace does not make a call that is to fail, so a close that fails would keep its
+# file, which Linux never does (close(2)); the rest cannot fail as they are called, and the C library
+# ends the process where a futex fails in a way that the kernel has none of.
+CANNOT_FAIL = {
+    "arch_prctl", "close", "execve", "exit", "exit_group", "futex", "getegid", "geteuid", "getgid",
+    "getpid", "gettid", "getuid", "restart_syscall", "rseq", "rt_sigprocmask", "rt_sigreturn",
+    "sched_yield", "set_robust_list", "set_tid_address"}
+# The kernel refuses memory by this alone.
+MEMORY = {"brk", "madvise", "mmap", "mprotect", "mremap", "munmap"}
+
+
+@dataclass(frozen=True)
+class Call:
+    """The n-th of a thread's system calls of one name; the error that it is to fail with."""
+
+    thread: str
+    name: str
+    number: int
+    error: str = ""
+
+    def __str__(self):
+        return f"{self.thread}: {self.name} {self.number} {self.error}".rstrip()
+
+    def kill(self):
+        """The words that have strace kill the process at it."""
+        return [f"--trace={self.name}", f"--inject={self.name}:signal=SIGKILL:when={self.number}"]
+
+    def fail(self):
+        """The words that have strace make it fail."""
+        return [f"--trace={self.name}",
+                f"--inject={self.name}:error={self.error}:when={self.number}"]
+
+    def failing(self):
+        """Itself with each error that it may fail with."""
+        if self.name in CANNOT_FAIL:
+            return []
+        errors = ("ENOMEM",) if self.name in MEMORY else ERRORS
+        return [Call(self.thread, self.name, self.number, error) for error in errors]
+
+
+def why_not():
+    """Why nothing can be traced here; empty where it can."""
+    try:
+        done = subprocess.run(["strace", "-o", "/dev/null", "true"], capture_output=True, text=True,
+                              check=False)
+    except FileNotFoundError:
+        return "the program strace is not installed"
+    return "" if done.returncode == 0 else f"ptrace is not permitted: {done.stderr.strip()}"
+
+
+class Trace:
+    """What strace has written of one thread."""
+
+    def __init__(self):
+        descriptor, self.path = tempfile.mkstemp(prefix="snmp-app-trace-")
+        os.close(descriptor)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        os.unlink(self.path)
+
+    def text(self):
+        with open(self.path, encoding="utf-8", errors="replace") as file:
+            return file.read()
+
+    def was_done(self):
+        """Whether the call that was to fail came."""
+        return "(INJECTED)" in self.text()
+
+    def was_killed(self):
+        """Whether the process ended by it."""
+        return "+++ killed by SIGKILL" in self.text()
+
+    def calls(self, thread, until=None):
+        """Each call that was made, up to the line with this text."""
+        counts = collections.Counter()
+        for line in self.text().splitlines():
+            found = re.match(r"(\w+)\(", line)
+            if found:
+                counts[found[1]] += 1
+                yield Call(thread, found[1], counts[found[1]])
+            if until is not None and until in line:
+                return
+
+    def words(self, *options):
+        """The words that start a program with its first thread traced; it stays the child."""
+        return ["strace", "-D", "-q", "-s", "64", "-o", self.path, *options]
+
+
+class Attached(Trace):
+    """One thread of a running process, traced until the end of the block."""
+
+    def __init__(self, thread, *options):
+        super().__init__()
+        self._words = ["strace", "-p", str(thread), "-s", "64", "-o", self.path, *options]
+        self._process = None
+
+    def __enter__(self):
+        self._process = subprocess.Popen(self._words, stderr=subprocess.PIPE, text=True)
+        line = self._process.stderr.readline()
+        if " attached" not in line:
+            self.__exit__()
+            raise RuntimeError(f"{' '.join(self._words)}: {line}")
+        return self
+
+    def __exit__(self, *_):
+        self.detach()
+        super().__exit__()
+
+    def detach(self):
+        """Lets the thread run on alone; all of it is written then."""
+        self._process.send_signal(signal.SIGINT)
+        self._process.wait()
+        self._process.stderr.close()
+
+
+def thread_of(process, thread):
+    """The number of a daemon's thread."""
+    if thread == LOOP:
+        return process
+    for number in os.listdir(f"/proc/{process}/task"):
+        with open(f"/proc/{process}/task/{number}/comm", encoding="ascii") as file:
+            if file.read().strip() == "snmp-agent":
+                return int(number)
+    raise RuntimeError("the daemon has no thread snmp-agent")
