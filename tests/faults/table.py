@@ -57,8 +57,10 @@ class Row:
     def hold(self, least=1):
         """The end of a row: none of its outcomes is one that must not be, and enough was tried."""
         if self.violations:
+            all_of_them = "\n".join(text.split("\n")[0] for text in self.violations)
             raise Violation(f"FAULTS_SEED={self.seed}, {self.name}: {len(self.violations)} of "
-                            f"{self.tried()}\n\n" + "\n\n".join(self.violations[:8]))
+                            f"{self.tried()}\n{all_of_them}\n\nThe first ones:\n" +
+                            "\n\n".join(self.violations[:3]))
         assert self.tried() >= least, f"{self.name}: {self.tried()} tried, {dict(self.outcomes)}"
 
 

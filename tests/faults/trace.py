@@ -6,20 +6,37 @@ import re
 import signal
 import subprocess
 import tempfile
-from dataclasses import dataclass
+from dataclasses import dataclass, field, replace
 
 LOOP, AGENT = "loop", "agent"
 ERRORS = ("EPERM", "ENOMEM", "EINTR", "ENOBUFS", "EIO")
+# Those of a disk.
+FURTHER_ERRORS = ("ENOSPC", "EROFS", "EDQUOT", "ESTALE")
 
-# Not made to fail. strace does not make a call that is to fail, so a close that fails would keep its
-# file, which Linux never does (close(2)); the rest cannot fail as they are called, and the C library
-# ends the process where a futex fails in a way that the kernel has none of.
-CANNOT_FAIL = {
-    "arch_prctl", "close", "execve", "exit", "exit_group", "futex", "getegid", "geteuid", "getgid",
-    "getpid", "gettid", "getuid", "restart_syscall", "rseq", "rt_sigprocmask", "rt_sigreturn",
-    "sched_yield", "set_robust_list", "set_tid_address"}
-# The kernel refuses memory by this alone.
+# The errors that some calls, as strace tells them, can have at all. strace does not make a call that
+# is to fail, so a close that fails would keep its file, which Linux never does (close(2)). A mutex
+# or a thread's list has no errors that a program could meet, and the C library ends the process when
+# it does. Pipes and events of the process's own have room or wait; what is in an epoll(7) already is
+# changed without memory.
+POSSIBLE = [(re.compile(pattern), errors) for pattern, errors in (
+    (r"(close|futex|exit|exit_group|execve|restart_syscall|sched_yield|gete?[ug]id|get[pt]id)\(", ()),
+    (r"(arch_prctl|rseq|rt_sig\w+|set_robust_list|set_tid_address)\(", ()),
+    (r"(brk|madvise|mmap|mprotect|mremap|munmap)\(", ("ENOMEM",)),
+    (r"(epoll_wait|epoll_pwait|clock_nanosleep)\(", ("EINTR",)),
+    (r"epoll_ctl\(.*EPOLL_CTL_(MOD|DEL)", ()),
+    (r"timerfd_settime\(", ()),
+    (r"(read|write)\((?!2<)\d+<(pipe:|anon_inode:\[(eventfd|timerfd))", ()),
+)]
 MEMORY = {"brk", "madvise", "mmap", "mprotect", "mremap", "munmap"}
+
+
+def possible(line):
+    """The errors that the call of a line of strace's can have."""
+    return next((errors for pattern, errors in POSSIBLE if pattern.match(line)), ERRORS)
+
+
+class CannotFail(Exception):
+    """The call that was made to fail was, this time, one that cannot."""
 
 
 @dataclass(frozen=True)
@@ -30,6 +47,7 @@ class Call:
     name: str
     number: int
     error: str = ""
+    errors: tuple = field(default=(), repr=False, compare=False)
 
     def __str__(self):
         return f"{self.thread}: {self.name} {self.number} {self.error}".rstrip()
@@ -45,10 +63,7 @@ class Call:
 
     def failing(self):
         """Itself with each error that it may fail with."""
-        if self.name in CANNOT_FAIL:
-            return []
-        errors = ("ENOMEM",) if self.name in MEMORY else ERRORS
-        return [Call(self.thread, self.name, self.number, error) for error in errors]
+        return [replace(self, error=error) for error in self.errors]
 
 
 def why_not():
@@ -72,19 +87,22 @@ class Trace:
         return self
 
     def __exit__(self, *_):
-        os.unlink(self.path)
+        try:
+            self.was_done()
+        finally:
+            os.unlink(self.path)
 
     def text(self):
         with open(self.path, encoding="utf-8", errors="replace") as file:
             return file.read()
 
     def was_done(self):
-        """Whether the call that was to fail came."""
-        return "(INJECTED)" in self.text()
-
-    def was_killed(self):
-        """Whether the process ended by it."""
-        return "+++ killed by SIGKILL" in self.text()
+        """Whether the call that was to fail came. Raises CannotFail where it is none that can."""
+        done = re.findall(r"^(.* = -1 (\w+) .*\(INJECTED\))$", self.text(), re.MULTILINE)
+        for line, error in done:
+            if error not in (*possible(line), *FURTHER_ERRORS):
+                raise CannotFail(line)
+        return bool(done)
 
     def calls(self, thread, until=None):
         """Each call that was made, up to the line with this text."""
@@ -93,13 +111,13 @@ class Trace:
             found = re.match(r"(\w+)\(", line)
             if found:
                 counts[found[1]] += 1
-                yield Call(thread, found[1], counts[found[1]])
+                yield Call(thread, found[1], counts[found[1]], errors=possible(line))
             if until is not None and until in line:
                 return
 
     def words(self, *options):
         """The words that start a program with its first thread traced; it stays the child."""
-        return ["strace", "-D", "-q", "-s", "64", "-o", self.path, *options]
+        return ["strace", "-D", "-q", "-y", "-s", "64", "-o", self.path, *options]
 
 
 class Attached(Trace):
@@ -107,7 +125,7 @@ class Attached(Trace):
 
     def __init__(self, thread, *options):
         super().__init__()
-        self._words = ["strace", "-p", str(thread), "-s", "64", "-o", self.path, *options]
+        self._words = ["strace", "-p", str(thread), "-y", "-s", "64", "-o", self.path, *options]
         self._process = None
 
     def __enter__(self):

@@ -1,6 +1,8 @@
 #include "runtime/service_manager.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -65,6 +67,55 @@ TEST(ServiceManager, IsToldAtAPathAndAtAnAbstractName) {
     EXPECT_EQ(manager.Received(), "RELOADING=1\nSTATUS=Reading the start-up configuration");
     EXPECT_EQ(manager.Received(), "STOPPING=1\nSTATUS=Ending");
   }
+}
+
+/// No further descriptor as long as this lives.
+class NoDescriptors {
+ public:
+  NoDescriptors() {
+    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
+    const rlimit none = {0, before_.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  }
+  ~NoDescriptors() { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before_), 0); }
+  NoDescriptors(const NoDescriptors&) = delete;
+  NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+ private:
+  rlimit before_ = {};
+};
+
+TEST(ServiceManager, IsToldWhenThereIsADescriptorAgain) {
+  const Manager manager(Name("@"));
+  Process process;
+  {
+    const NoDescriptors none;
+    NotifyReady();
+  }
+  EXPECT_EQ(manager.Received(), "");
+  process.loop.run_for(std::chrono::seconds(10));
+  EXPECT_EQ(manager.Received(), "READY=1");
+}
+
+TEST(ServiceManager, ThatTakesNothingIsGivenUp) {
+  const std::string name = Name("@");
+  const int stream = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  name.copy(address.sun_path + 1, sizeof address.sun_path - 1, 1);
+  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+  ASSERT_EQ(bind(stream, reinterpret_cast<const sockaddr*>(&address), size), 0);
+  ASSERT_EQ(listen(stream, 1), 0);
+  setenv("NOTIFY_SOCKET", name.c_str(), 1);
+  Process process;
+  testing::internal::CaptureStderr();
+  NotifyReady();
+  EXPECT_GT(process.loop.run_for(std::chrono::seconds(60)), 0U) << "the loop comes to its end";
+  EXPECT_TRUE(process.loop.stopped());
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              testing::HasSubstr("The service manager is not told READY=1: Protocol wrong type"));
+  unsetenv("NOTIFY_SOCKET");
+  close(stream);
 }
 
 TEST(ServiceManager, ThatThereIsNotHarmsNobody) {
