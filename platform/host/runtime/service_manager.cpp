@@ -11,7 +11,9 @@
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <system_error>
 
+#include "runtime/log.h"
 #include "runtime/process.h"
 
 namespace host {
@@ -20,24 +22,31 @@ namespace {
 
 constexpr std::chrono::milliseconds kPause(100);
 
-/// False when the manager's queue is full.
-bool Send(const std::string& text) {
+/// How often a text is sent that the system refuses.
+constexpr int kTries = 20;
+
+/// 0 when the manager is told, or there is none; else the system's error.
+int Send(const std::string& text) {
   const char* const name = getenv("NOTIFY_SOCKET");
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  if (name == nullptr || *name == '\0') return true;
+  if (name == nullptr || *name == '\0') return 0;
   const std::string path = name;
-  if (path.size() > sizeof address.sun_path) return true;
+  if (path.size() > sizeof address.sun_path) return 0;
   path.copy(address.sun_path, path.size());
   if (path[0] == '@') address.sun_path[0] = '\0';
   const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (descriptor < 0) return errno;
   const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
   const ssize_t sent = sendto(descriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
                               reinterpret_cast<const sockaddr*>(&address), size);
   const int error = sent < 0 ? errno : 0;
-  if (descriptor >= 0) close(descriptor);
-  return error != EAGAIN && error != ENOBUFS;
+  close(descriptor);
+  return error == ENOENT || error == ECONNREFUSED ? 0 : error;
 }
+
+/// The manager does not read at the moment.
+bool IsFull(int error) { return error == EAGAIN || error == ENOBUFS; }
 
 /// A variable's value is one line.
 std::string Status(std::string text) {
@@ -47,8 +56,23 @@ std::string Status(std::string text) {
 
 }  // namespace
 
+/// False when the first text has to be sent again.
+bool ServiceManager::SendFirst() {
+  const int error = Send(waiting_.front());
+  if (IsFull(error)) return false;
+  if (error != 0 && ++tries_ < kTries) return false;
+  if (error != 0) {
+    HOST_LOG(kNotice, "The service manager is not told %s: %s", waiting_.front().c_str(),
+             std::generic_category().message(error).c_str());
+  }
+  waiting_.pop_front();
+  tries_ = 0;
+  return true;
+}
+
 void ServiceManager::SendWaiting() {
-  while (!waiting_.empty() && Send(waiting_.front())) waiting_.pop_front();
+  while (!waiting_.empty() && SendFirst()) {
+  }
   if (waiting_.empty()) return;
   alarm_.After(kPause, [this] { SendWaiting(); });
 }

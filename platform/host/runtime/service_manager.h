@@ -17,13 +17,16 @@ class ServiceManager {
       : alarm_(loop.get_executor(), "service manager") {}
 
   /// Sends `text` to the socket NOTIFY_SOCKET and never waits: what a full queue does not take is
-  /// sent by the loop, in order and once, as soon as the manager reads.
+  /// sent by the loop, in order and once, as soon as the manager reads. What the system refuses
+  /// otherwise is tried for two seconds, and then told in the log.
   void Notify(const std::string& text);
 
  private:
   void SendWaiting();
+  bool SendFirst();
 
   std::deque<std::string> waiting_;
+  int tries_ = 0;  ///< Of the first that waits.
   Alarm alarm_;
 };
 

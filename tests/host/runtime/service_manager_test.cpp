@@ -90,7 +90,7 @@ TEST(ServiceManager, IsToldWhenThereIsADescriptorAgain) {
   Process process;
   {
     const NoDescriptors none;
-    NotifyReady();
+    Notify("READY=1");
   }
   EXPECT_EQ(manager.Received(), "");
   process.loop.run_for(std::chrono::seconds(10));
@@ -98,24 +98,25 @@ TEST(ServiceManager, IsToldWhenThereIsADescriptorAgain) {
 }
 
 TEST(ServiceManager, ThatTakesNothingIsGivenUp) {
-  const std::string name = Name("@");
+  const std::string name = Name(std::filesystem::temp_directory_path().string() + "/");
   const int stream = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  name.copy(address.sun_path + 1, sizeof address.sun_path - 1, 1);
+  name.copy(address.sun_path, sizeof address.sun_path);
   const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
   ASSERT_EQ(bind(stream, reinterpret_cast<const sockaddr*>(&address), size), 0);
   ASSERT_EQ(listen(stream, 1), 0);
   setenv("NOTIFY_SOCKET", name.c_str(), 1);
   Process process;
   testing::internal::CaptureStderr();
-  NotifyReady();
+  Notify("READY=1");
   EXPECT_GT(process.loop.run_for(std::chrono::seconds(60)), 0U) << "the loop comes to its end";
   EXPECT_TRUE(process.loop.stopped());
   EXPECT_THAT(testing::internal::GetCapturedStderr(),
               testing::HasSubstr("The service manager is not told READY=1: Protocol wrong type"));
   unsetenv("NOTIFY_SOCKET");
   close(stream);
+  unlink(name.c_str());
 }
 
 TEST(ServiceManager, ThatThereIsNotHarmsNobody) {
