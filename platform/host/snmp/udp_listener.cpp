@@ -174,9 +174,11 @@ std::error_code UdpListener::Check() {
   return is_own ? std::error_code() : std::make_error_code(std::errc::bad_file_descriptor);
 }
 
+// Only what is known to be closed already, or somebody else's, is left alone.
 void UdpListener::Close() {
   boost::system::error_code ignored;
-  if (Check()) {
+  const std::error_code error = Check();
+  if (error == std::errc::bad_file_descriptor || error == std::errc::not_a_socket) {
     socket_.release();
   } else {
     socket_.close(ignored);
