@@ -90,17 +90,24 @@ void SnmpAgent::Impl::Close(const std::set<Endpoint>& endpoints) {
     unsent.Forget(endpoint);
     deaf.Forget(endpoint);
     suspects.erase(endpoint);
+    unmarked.erase(endpoint);
   }
 }
 
-void SnmpAgent::Impl::Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark) const {
+void SnmpAgent::Impl::Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark) {
   const std::error_code error = listener.SetMark(mark);
-  if (!error) return;
-  Log(LOG_WARNING,
-      ToText(endpoint) + ": mark " + std::to_string(mark) + " not set: " + error.message());
+  const std::string subject = ToText(endpoint) + ": mark " + std::to_string(mark);
+  if (!error) {
+    if (unmarked.erase(endpoint) > 0) Log(LOG_WARNING, subject + " is set now");
+    return;
+  }
+  const bool is_new = unmarked.insert_or_assign(endpoint, mark).second;
+  if (!is_new) return;
+  Log(LOG_WARNING, subject + " not set, and tried again until it is: " + error.message());
+  Hurry();
 }
 
-void SnmpAgent::Impl::MarkOpened(const Endpoint& endpoint, UdpListener& listener) const {
+void SnmpAgent::Impl::MarkOpened(const Endpoint& endpoint, UdpListener& listener) {
   const auto mark = marks.find(endpoint.port);
   if (mark != marks.end() && IsWildcard(endpoint)) Mark(endpoint, listener, mark->second);
 }

@@ -53,6 +53,11 @@ void SnmpAgent::Impl::ReopenClosed() {
   for (const auto& [endpoint, reason] : closed) Reopen(endpoint, reason, Sign::kSystem);
 }
 
+void SnmpAgent::Impl::MarkAgain() {
+  const std::map<Endpoint, uint32_t> refused_marks = unmarked;
+  for (const auto& [endpoint, mark] : refused_marks) Mark(endpoint, *listeners.at(endpoint), mark);
+}
+
 void SnmpAgent::Impl::FollowListeners() {
   if (runs == !listeners.empty()) return;
   runs = !listeners.empty();
@@ -90,6 +95,7 @@ void SnmpAgent::Impl::BeginRound() {
     Log(LOG_WARNING, record);
   }
   ReopenClosed();
+  MarkAgain();
   checked = {};
   CheckSome();
 }

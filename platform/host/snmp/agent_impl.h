@@ -43,8 +43,10 @@ struct SnmpAgent::Impl {
   /// The open listeners whose addresses it shares, so that they have to let it in.
   std::vector<UdpListener*> OverlappedBy(const Endpoint& endpoint) const;
   void Close(const std::set<Endpoint>& endpoints);
-  void Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark) const;
-  void MarkOpened(const Endpoint& endpoint, UdpListener& listener) const;
+
+  /// What the system refuses is told once, and tried again in each round.
+  void Mark(const Endpoint& endpoint, UdpListener& listener, uint32_t mark);
+  void MarkOpened(const Endpoint& endpoint, UdpListener& listener);
   void Wait(const std::shared_ptr<UdpListener>& listener);
   void GoOn(const std::shared_ptr<UdpListener>& listener, std::error_code error);
   void AnswerQueued(UdpListener& listener, size_t limit);
@@ -58,6 +60,7 @@ struct SnmpAgent::Impl {
   void FoundDeaf(const Endpoint& endpoint, const std::string& reason);
   void Reopen(const Endpoint& endpoint, const std::string& reason, Sign sign);
   void ReopenClosed();
+  void MarkAgain();
 
   /// Begins with the rounds when there are listeners, and ends them when there are none.
   void FollowListeners();
@@ -91,6 +94,7 @@ struct SnmpAgent::Impl {
   DeafListeners deaf;
   OwnRequests own;
   std::map<Endpoint, uint64_t> suspects;  ///< That had requests waiting, and what they had taken.
+  std::map<Endpoint, uint32_t> unmarked;  ///< That the system has refused this mark.
   bool is_urgent = false;                 ///< The next pause is a short one.
   Endpoint checked;                       ///< The last one that the round has checked.
   Endpoint asked;                         ///< The last one that was asked.

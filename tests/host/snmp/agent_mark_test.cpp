@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <boost/asio/ip/udp.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <stdexcept>
 #include <utility>
 
@@ -38,6 +39,24 @@ void DropCapabilities() {
   __user_cap_data_struct none[2] = {};
   ASSERT_EQ(::syscall(SYS_capset, &header, none), 0);
 }
+
+/// This thread has no capability in effect as long as this lives.
+class WithoutCapabilities {
+ public:
+  WithoutCapabilities() {
+    EXPECT_EQ(::syscall(SYS_capget, &header_, before_), 0);
+    __user_cap_data_struct none[2] = {before_[0], before_[1]};
+    none[0].effective = none[1].effective = 0;
+    EXPECT_EQ(::syscall(SYS_capset, &header_, none), 0);
+  }
+  ~WithoutCapabilities() { EXPECT_EQ(::syscall(SYS_capset, &header_, before_), 0); }
+  WithoutCapabilities(const WithoutCapabilities&) = delete;
+  WithoutCapabilities& operator=(const WithoutCapabilities&) = delete;
+
+ private:
+  __user_cap_header_struct header_ = {_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct before_[2] = {};
+};
 
 class AgentMarkTest : public AgentTest {
  protected:
@@ -85,6 +104,27 @@ TEST_F(AgentMarkTest, LeavesOtherListenersAlone) {
   EXPECT_EQ(MarkOf(other_port), 0U);
 }
 
+TEST_F(AgentMarkTest, WhatIsRefusedIsSetLater) {
+  using std::chrono::milliseconds;
+  agent_.reset();
+  agent_ = std::make_unique<SnmpAgent>(
+      loop_, [this](int priority, const std::string& text) { log_.emplace_back(priority, text); },
+      CheckTimes{milliseconds(40), milliseconds(20)});
+  ASSERT_TRUE(agent_->SetListeners({ipv4_, ipv6_}).empty());
+  {
+    const WithoutCapabilities none;
+    agent_->SetMark(port_, 100);
+    size_t rounds = 0;
+    boost::asio::steady_timer timer(loop_, milliseconds(200));
+    timer.async_wait([&](const boost::system::error_code&) { ++rounds; });
+    ASSERT_TRUE(RunUntil([&] { return rounds == 1; }));
+  }
+  EXPECT_EQ(log_.size(), 2U) << "told once for each";
+  EXPECT_TRUE(RunUntil([&] { return MarkOf(ipv4_) == 100U && MarkOf(ipv6_) == 100U; }));
+  ASSERT_EQ(log_.size(), 4U);
+  EXPECT_EQ(log_[2].second, ToText(ipv4_) + ": mark 100 is set now");
+}
+
 TEST_F(AgentMarkTest, ARefusalIsLoggedAndTheListenerServes) {
   EXPECT_EXIT(
       {
@@ -97,7 +137,8 @@ TEST_F(AgentMarkTest, ARefusalIsLoggedAndTheListenerServes) {
         fprintf(stderr, "%s %s\n", text.c_str(), answers ? "answers" : "is silent");
         ::_exit(0);
       },
-      ::testing::ExitedWithCode(0), "mark 100 not set: Operation not permitted answers");
+      ::testing::ExitedWithCode(0),
+      "mark 100 not set, and tried again until it is: Operation not permitted answers");
 }
 
 /// The log stands for whatever may fail in there.
