@@ -43,6 +43,8 @@ class Bench:
         self._begin = 0
         wait_until(lambda: "tentative" not in self.site.router.ip("-6", "address"),
                    "IPv6 addresses that can be used")
+        # As the package has it: nobody gets a redirect port by chance.
+        self.site.router.run("sysctl", "-qw", "net.ipv4.ip_local_reserved_ports=60600-65535")
         kernel.add_foreign(self.site.router, 100)
         self.foreign = kernel.look(self.site.router).foreign
 

@@ -7,6 +7,8 @@ from dataclasses import dataclass
 
 TABLE = "snmp-app"
 PROTOCOL = "175"
+# What the daemon asks its own listeners from, now and then: the kernel chooses the port.
+OWN_REQUESTS = range(32768, 60600)
 END = "-- end of a listing --"
 LISTINGS = ["cat /proc/net/udp", "cat /proc/net/udp6", "nft -j -a list ruleset", "ip -j -4 rule",
             "ip -j -6 rule", "ip -4 route show table all", "ip -6 route show table all"]
@@ -28,7 +30,8 @@ def address_of(text):
 
 def listeners(listing):
     for address, port in re.findall(r"^ *\d+: ([0-9A-F]+):([0-9A-F]{4})", listing, re.MULTILINE):
-        yield f"listener {address_of(address)} {int(port, 16)}"
+        if int(port, 16) not in OWN_REQUESTS:
+            yield f"listener {address_of(address)} {int(port, 16)}"
 
 
 def is_own(part):
