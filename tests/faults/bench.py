@@ -306,12 +306,12 @@ def each(benches, row, cases, trial):
                 return
             try:
                 row.note(trial(bench, case))
+                continue
             except CannotFail:
                 row.note("(cannot fail)")
-                bench.clear()
             except Exception as error:  # pylint: disable=broad-except
                 row.violate(case, error if isinstance(error, (Violation, TimedOut)) else repr(error))
-                bench.clear()
+            bench.clear()
 
     with Stopwatch(row):
         threads = [threading.Thread(target=work, args=(bench,)) for bench in benches]
@@ -319,3 +319,5 @@ def each(benches, row, cases, trial):
             thread.start()
         for thread in threads:
             thread.join()
+    if not waiting.empty():
+        row.violate("all benches", f"are lost, {waiting.qsize()} cases were not tried")

@@ -14,7 +14,7 @@ from faults.table import Table
 from lab.daemon import TREE
 from lab.network import claim_run_folder
 
-# Each has two processors at most to work with, the daemon's and the client's.
+# They keep two processors busy: half of a trial is waiting.
 BENCHES = 3
 
 

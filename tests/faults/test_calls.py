@@ -1,11 +1,14 @@
 """Each system call fails once: what was asked for is refused, or done, or the daemon ends and the
 next start does it; and what is not done is told."""
 
+from dataclasses import dataclass, replace
+from typing import Callable
+
 from . import cases
 from .bench import ACKNOWLEDGED, NO_ANSWER, REFUSED, each
 from .settings import NEW, OLD, OTHER
 from .table import Violation
-from .trace import MEMORY, Trace
+from .trace import AGENT, MEMORY, Call, Trace
 
 # The first retry comes after five seconds, the second ten later.
 HEALS_WITHIN = 17.0
@@ -66,9 +69,9 @@ def failed_in_commit(bench, case):
 
 
 def test_each_call_of_a_commit_fails_once(benches, row, strace):
-    each(benches, row, row.sample(cases.failing(cases.of_commit(benches[0])), 100),
+    each(benches, row, row.sample(cases.failing(cases.of_commit(benches[0])), 200),
          failed_in_commit)
-    row.hold(least=50)
+    row.hold(least=100)
 
 
 def failed_in_start(bench, case):
@@ -89,8 +92,8 @@ def failed_in_start(bench, case):
 
 
 def test_each_call_of_a_start_fails_once(benches, row, strace):
-    each(benches, row, row.sample(cases.failing(cases.of_starts(benches[0])), 60), failed_in_start)
-    row.hold(least=30)
+    each(benches, row, row.sample(cases.failing(cases.of_starts(benches[0])), 150), failed_in_start)
+    row.hold(least=75)
 
 
 def failed_in_stop(bench, case):
@@ -116,3 +119,26 @@ def failed_in_stop(bench, case):
 def test_each_call_of_a_stop_fails_once(benches, row, strace):
     each(benches, row, row.sample(cases.failing(cases.of_stop(benches[0])), 40), failed_in_stop)
     row.hold(least=20)
+
+
+@dataclass(frozen=True)
+class Found:
+    """What once went wrong."""
+
+    trial: Callable
+    case: object
+
+    def __str__(self):
+        return str(self.case)
+
+
+def found(bench):
+    ready = cases.of_start(bench, first=False)[-1]
+    unheard = replace(ready, call=replace(ready.call, error="ENOMEM"))
+    kept = cases.InCommit(OLD, Call(AGENT, "getsockname", "1+", "ENOBUFS"))
+    return [Found(failed_in_start, unheard), Found(failed_in_commit, kept)]
+
+
+def test_calls_that_once_went_wrong(benches, row, strace):
+    each(benches, row, found(benches[0]), lambda bench, one: one.trial(bench, one.case))
+    row.hold(least=2)

@@ -37,8 +37,8 @@ def killed_in_commit(bench, case):
 
 
 def test_kill_at_each_call_of_a_commit(benches, row, strace):
-    each(benches, row, row.sample(cases.of_commit(benches[0]), 70), killed_in_commit)
-    row.hold(least=30)
+    each(benches, row, row.sample(cases.of_commit(benches[0]), 150), killed_in_commit)
+    row.hold(least=75)
 
 
 def killed_in_start(bench, case):
@@ -61,8 +61,8 @@ def killed_in_start(bench, case):
 
 
 def test_kill_at_each_call_of_a_start(benches, row, strace):
-    each(benches, row, row.sample(cases.of_starts(benches[0]), 40), killed_in_start)
-    row.hold(least=20)
+    each(benches, row, row.sample(cases.of_starts(benches[0]), 100), killed_in_start)
+    row.hold(least=50)
 
 
 def commit_until_killed(bench, number, seconds):
@@ -96,7 +96,7 @@ def killed_in_stream(bench, case):
 
 
 def test_random_kills_under_a_stream_of_commits(benches, row):
-    kills = 200 if row.everything else 60
+    kills = 1000 if row.everything else 200
     stream = [(kill, 100 * kill, row.chance.uniform(0, 0.4)) for kill in range(kills)]
     each(benches, row, stream, killed_in_stream)
     row.hold(least=kills)

@@ -45,7 +45,7 @@ class Call:
 
     thread: str
     name: str
-    number: int
+    number: int  # "1+" is each from the first on
     error: str = ""
     errors: tuple = field(default=(), repr=False, compare=False)
 
