@@ -263,7 +263,7 @@ def answers(manager, communities):
     """Which of these communities are answered, the last of them with some patience. Datagrams are
     answered in their order, so what is before it is answered until then or not at all."""
     answered = set()
-    deadline = time.monotonic() + DEADLINE / 2
+    deadline = time.monotonic() + DEADLINE
     while communities[-1] not in answered and time.monotonic() < deadline:
         for number, community in enumerate(communities):
             try:

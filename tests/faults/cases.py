@@ -72,18 +72,20 @@ def prepare_start(bench, first):
     bench.daemon.write_startup(OLD.startup())
 
 
-def of_start(bench, first):
-    """Each call of the first thread until it tells that it is ready."""
+def of_start(bench, first, loader=False):
+    """Each call of the first thread until it tells that it is ready; those of the loader, which are
+    some hundreds, when asked for."""
     prepare_start(bench, first)
     with Trace() as trace:
         if not bench.start(*trace.words()):
             raise Violation(f"a traced start fails\n{bench.last_records()}")
         bench.daemon.kill()
-        return [InStart(first, call) for call in trace.calls(LOOP, until="READY=1")]
+        calls = list(trace.calls(LOOP, until="READY=1"))
+        return [InStart(first, call) for call in calls[0 if loader else trace.loaded():]]
 
 
-def of_starts(bench):
-    return of_start(bench, False) + of_start(bench, True)
+def of_starts(bench, loader):
+    return of_start(bench, False, loader) + of_start(bench, True, loader)
 
 
 def of_stop(bench):
