@@ -72,7 +72,8 @@ def look(namespace):
     parts = json.loads(nft)["nftables"]
     rules = [(family, rule) for family, listing in zip((4, 6), rest) for rule in
              json.loads(listing)]
-    things = {*listeners(udp), *listeners(udp6), *redirects([part for part in parts if is_own(part)]),
+    own = [part for part in parts if is_own(part)]
+    things = {*listeners(udp), *listeners(udp6), *redirects(own),
               *(rule_text(family, rule) for family, rule in rules
                 if rule.get("protocol") == PROTOCOL)}
     foreign = [json.dumps(part) for part in parts if not is_own(part)]
@@ -83,7 +84,8 @@ def look(namespace):
 
 def add_foreign(namespace, routing):
     """What others have beside the daemon: tables of the packet filter, routing rules, a route."""
-    for line in ["add table inet filter", "add chain inet filter in { type filter hook input priority 0; }",
+    for line in ["add table inet filter",
+                 "add chain inet filter in { type filter hook input priority 0; }",
                  "add rule inet filter in udp dport 161 accept comment \"managers\"",
                  "add map inet filter to { type ifname . inet_service : inet_service; }",
                  "add element inet filter to { eth1 . 161 : 60600 }",

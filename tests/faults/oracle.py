@@ -22,7 +22,8 @@ class Wanted:
     def things(self):
         """All that a kernel can be asked for, as texts."""
         return ({f"listener {address} {port}" for address, port in self.listeners} |
-                {f"redirect {name} {port} to {redirect}" for name, port, redirect in self.redirects} |
+                {f"redirect {name} {port} to {redirect}"
+                 for name, port, redirect in self.redirects} |
                 {f"rule {' '.join(map(str, rule))}" for rule in self.rules})
 
 

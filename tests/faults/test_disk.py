@@ -1,5 +1,5 @@
-"""The disk is full, may not be written or fails: what cannot be kept is refused, what cannot be read
-stays as it is, and all goes on when the disk does."""
+"""The disk is full, may not be written or fails: what cannot be kept is refused, what cannot be
+read stays as it is, and all goes on when the disk does."""
 
 import errno
 import os

@@ -1,4 +1,4 @@
-"""What the other tests rest on: a stored configuration is read rightly, and what differs is found."""
+"""What the other tests rest on: a stored configuration is read rightly, a difference is found."""
 
 import json
 

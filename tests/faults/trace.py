@@ -13,15 +13,16 @@ ERRORS = ("EPERM", "ENOMEM", "EINTR", "ENOBUFS", "EIO")
 # Those of a disk.
 FURTHER_ERRORS = ("ENOSPC", "EROFS", "EDQUOT", "ESTALE")
 
-# The errors that some calls, as strace tells them, can have at all. strace does not make a call that
-# is to fail, so a close that fails would keep its file, which Linux never does (close(2)). A mutex
-# or a thread's list has no errors that a program could meet, and the C library ends the process when
-# it does; of brk it takes no error, but the end of the memory that there is. Pipes and events of the
-# process's own have room or wait; flags of a file, and what is in an epoll(7) already, are changed
-# without memory. That the loop's own pipes and events are not watched, for want of memory in the
-# first moments, nobody is told (docs/limits.md).
+# The errors that some calls, as strace tells them, can have at all. strace does not make a call
+# that is to fail, so a close that fails would keep its file, which Linux never does (close(2)). A
+# mutex or a thread's list has no errors that a program could meet, and the C library ends the
+# process when it does; of brk it takes no error, but the end of the memory that there is. Pipes and
+# events of the process's own have room or wait; flags of a file, and what is in an epoll(7)
+# already, are changed without memory. That the loop's own pipes and events are not watched, for
+# want of memory in the first moments, nobody is told (docs/limits.md).
 POSSIBLE = [(re.compile(pattern), errors) for pattern, errors in (
-    (r"(close|futex|exit|exit_group|execve|restart_syscall|sched_yield|gete?[ug]id|get[pt]id)\(", ()),
+    (r"(close|execve|exit|exit_group|futex|restart_syscall|sched_yield)\(", ()),
+    (r"(gete?[ug]id|get[pt]id)\(", ()),
     (r"(arch_prctl|brk|rseq|rt_sig\w+|set_robust_list|set_tid_address)\(", ()),
     (r"(madvise|mmap|mprotect|mremap|munmap)\(", ("ENOMEM",)),
     (r"(epoll_wait|epoll_pwait|clock_nanosleep)\(", ("EINTR",)),
