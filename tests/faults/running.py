@@ -19,8 +19,8 @@ DEADLINE = 10.0
 SETTLE = 0.5
 # Records of level `notice` that a daemon writes with which nothing is wrong, and of the stranger.
 USUAL = re.compile(r" (Ready\.|Initializing SNMP daemon\.|SNMP daemon has finished!)$|"
-                   r"\] Ignoring tag |udp_l3mdev_accept set to 1\.$|"
-                   r"request refused: unknown community$")
+                   r"\] (Ignoring tag|Commit by) |udp_l3mdev_accept set to 1\.$|"
+                   r"requests? refused(: |, the last: )unknown community$")
 
 
 class Running:

@@ -5,13 +5,10 @@ from dataclasses import dataclass, replace
 from typing import Callable
 
 from . import cases
-from .bench import ACKNOWLEDGED, NO_ANSWER, REFUSED, each
+from .bench import ACKNOWLEDGED, HEALS_WITHIN, NO_ANSWER, REFUSED, each
 from .settings import NEW, OLD, OTHER
 from .table import Violation
 from .trace import AGENT, MEMORY, Call, Trace
-
-# The first retry comes after five seconds, the second ten later.
-HEALS_WITHIN = 17.0
 
 
 def ended_and_started(bench, case, since, allowed):
