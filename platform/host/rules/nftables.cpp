@@ -19,7 +19,7 @@ namespace host {
 namespace {
 
 /// The kernel has answered when the request is sent; the limit is for what should not happen.
-constexpr timeval kWait = {1, 0};
+constexpr timeval kWait = {Silence::kLimit.count(), 0};
 
 /// Header, error number and the header that was refused: answers carry no copy of the request.
 constexpr size_t kAnswerSize = 4096;
@@ -125,12 +125,16 @@ int Nftables::Open() {
 }
 
 NftAnswer Nftables::Run(NftBatch& batch) {
+  if (silence_.Lasts()) return Lost(EAGAIN);
   const int refused = IsOpen() ? 0 : Open();
   if (refused != 0) return Lost(refused);
   const uint32_t first = sequence_ + 1;
   batch.Finish(first);
   sequence_ += batch.Count() + 2;
-  return Send(batch) ? Receive(batch, first) : Lost(errno);
+  const Silence::Clock::time_point begin = Silence::Clock::now();
+  NftAnswer answer = Send(batch) ? Receive(batch, first) : Lost(errno);
+  silence_.Note(answer.error == EAGAIN, begin);
+  return answer;
 }
 
 bool Nftables::Send(const NftBatch& batch) {

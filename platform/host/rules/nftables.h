@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "rules/silence.h"
+
 struct mnl_socket;
 
 namespace host {
@@ -68,7 +70,8 @@ class Nftables {
   bool IsOpen() const { return socket_ != nullptr; }
 
   /// Runs a transaction of at least one message; opens the socket when it is closed. Waits for the
-  /// kernel's answer for a second at most. Finishes `batch`, which is good for one run.
+  /// kernel's answer as Silence has it; while that lasts, all is lost with EAGAIN. Finishes `batch`,
+  /// which is good for one run.
   NftAnswer Run(NftBatch& batch);
 
   /// Gives up the socket, and with it the tables that it owns.
@@ -86,6 +89,7 @@ class Nftables {
 
   std::unique_ptr<mnl_socket, Free> socket_;
   uint32_t sequence_ = 0;
+  Silence silence_;
 };
 
 }  // namespace host

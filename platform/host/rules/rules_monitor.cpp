@@ -2,13 +2,16 @@
 
 #include <linux/rtnetlink.h>
 #include <netlink/errno.h>
-#include <netlink/handlers.h>
+#include <sys/socket.h>
 
+#include <array>
+#include <cerrno>
 #include <chrono>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "rules/netlink_messages.h"
 #include "rules/routing_rule.h"
 #include "runtime/log.h"
 
@@ -23,6 +26,22 @@ constexpr std::chrono::milliseconds kMoment(100);
 
 /// Until a socket that cannot be had is tried again.
 constexpr std::chrono::seconds kPause(5);
+
+/// Notifications that one event of the loop takes; what is left makes the next one.
+constexpr int kBatch = 256;
+
+/// The notification of a rule has a few hundred bytes.
+constexpr size_t kRoom = 8192;
+
+/// Whether a datagram tells that own rules are gone; one that is not whole may have told that.
+bool TellsDeletion(char* data, size_t size) {
+  bool deleted = false;
+  const bool is_whole = size <= kRoom && ForEachMessage(data, size, [&](nlmsghdr* message) {
+                          deleted = IsOwnDeletion(message);
+                          return !deleted;
+                        });
+  return deleted || !is_whole;
+}
 
 void Check(int code, const char* operation) {
   if (code < 0) {
@@ -44,10 +63,8 @@ RulesMonitor::RulesMonitor(boost::asio::io_context& loop, std::function<void()> 
 void RulesMonitor::Open() {
   socket_.reset(nl_socket_alloc());
   Check(socket_ == nullptr ? -NLE_NOMEM : 0, "socket");
-  nl_socket_disable_seq_check(socket_.get());
   Check(nl_connect(socket_.get(), NETLINK_ROUTE), "connect");
   Check(nl_socket_add_memberships(socket_.get(), RTNLGRP_IPV4_RULE, RTNLGRP_IPV6_RULE, 0), "join");
-  Check(nl_socket_set_nonblocking(socket_.get()), "set non-blocking");
   notifications_.descriptor.assign(nl_socket_get_fd(socket_.get()));
   WaitForNotification();
 }
@@ -77,20 +94,23 @@ void RulesMonitor::WaitForNotification() {
       }));
 }
 
-int RulesMonitor::TakeNotification(nl_msg* message, void* deleted) {
-  if (IsOwnDeletion(nlmsg_hdr(message))) *static_cast<bool*>(deleted) = true;
-  return NL_OK;
-}
-
 void RulesMonitor::ReadNotifications() {
   bool deleted = false;
-  nl_socket_modify_cb(socket_.get(), NL_CB_VALID, NL_CB_CUSTOM, TakeNotification, &deleted);
-  int code = 0;
-  while (code >= 0) code = nl_recvmsgs_default(socket_.get());
-  // Anything but "no more" may have cost notifications, and anything but "too many" (ENOBUFS) the
-  // socket.
-  if (code != -NLE_AGAIN && code != -NLE_NOMEM) Close();
-  if (deleted || code != -NLE_AGAIN) Schedule(kMoment);
+  for (int i = 0; i < kBatch; ++i) {
+    alignas(nlmsghdr) std::array<char, kRoom> bytes;
+    const ssize_t size = ::recvfrom(nl_socket_get_fd(socket_.get()), bytes.data(), bytes.size(),
+                                    MSG_DONTWAIT | MSG_TRUNC, nullptr, nullptr);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0 && errno == EAGAIN) break;
+    if (size < 0) {
+      // It may have cost notifications, and anything but "too many" the socket.
+      if (errno != ENOBUFS) Close();
+      deleted = true;
+      break;
+    }
+    if (TellsDeletion(bytes.data(), static_cast<size_t>(size))) deleted = true;
+  }
+  if (deleted) Schedule(kMoment);
 }
 
 void RulesMonitor::Schedule(std::chrono::milliseconds pause) {

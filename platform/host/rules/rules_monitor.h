@@ -46,7 +46,6 @@ class RulesMonitor {
   void ReadNotifications();
   void Schedule(std::chrono::milliseconds pause);
   void Look();
-  static int TakeNotification(nl_msg* message, void* deleted);
 
   std::function<void()> on_deletion_;
   std::unique_ptr<nl_sock, Free> socket_;

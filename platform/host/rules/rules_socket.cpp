@@ -7,20 +7,17 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <utility>
+
+#include "rules/netlink_messages.h"
 
 namespace host {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-/// The kernel answers in microseconds, and lists thousands of rules in milliseconds.
-constexpr std::chrono::seconds kLimit(1);
+using Clock = Silence::Clock;
 
 /// The kernel never makes a part of a list larger than this.
 constexpr size_t kLargestAnswer = 65536;
@@ -62,17 +59,11 @@ struct Answer {
   }
 
   void TakeAll(char* data, size_t size) {
-    while (!done && size > 0) {
-      auto* message = reinterpret_cast<nlmsghdr*>(data);
-      if (size < sizeof(nlmsghdr) || message->nlmsg_len < sizeof(nlmsghdr) ||
-          message->nlmsg_len > size) {
-        return End(-NLE_MSG_TOOSHORT);
-      }
+    const bool is_whole = ForEachMessage(data, size, [this](nlmsghdr* message) {
       Take(message);
-      const size_t length = std::min<size_t>(NLMSG_ALIGN(message->nlmsg_len), size);
-      data += length;
-      size -= length;
-    }
+      return !done;
+    });
+    if (!is_whole) End(-NLE_MSG_TOOSHORT);
   }
 };
 
@@ -86,7 +77,7 @@ int RulesSocket::Open() {
   if (socket == nullptr) return -NLE_NOMEM;
   const int code = nl_connect(socket.get(), NETLINK_ROUTE);
   if (code < 0) return code;
-  const timeval limit = {kLimit.count(), 0};
+  const timeval limit = {Silence::kLimit.count(), 0};
   const int descriptor = nl_socket_get_fd(socket.get());
   if (setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) != 0 ||
       setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit)) != 0) {
@@ -99,7 +90,7 @@ int RulesSocket::Open() {
 
 int RulesSocket::TakeAnswer(uint32_t sequence, std::vector<Listed>& listed) {
   Answer answer = {sequence, listed};
-  const Clock::time_point deadline = Clock::now() + kLimit;
+  const Clock::time_point deadline = Clock::now() + Silence::kLimit;
   while (!answer.done) {
     if (Clock::now() > deadline) return -NLE_AGAIN;
     sockaddr_nl sender = {};
@@ -115,13 +106,17 @@ int RulesSocket::TakeAnswer(uint32_t sequence, std::vector<Listed>& listed) {
 }
 
 int RulesSocket::AskOnce(nl_msg* message, std::vector<Listed>& listed) {
+  if (silence_.Lasts()) return -NLE_AGAIN;
   const int opened = Open();
   if (opened < 0) return opened;
   nlmsg_hdr(message)->nlmsg_seq = NL_AUTO_SEQ;
   nlmsg_hdr(message)->nlmsg_pid = NL_AUTO_PID;
   listed.clear();
+  const Clock::time_point begin = Clock::now();
   const int sent = nl_send_auto(socket_.get(), message);
-  return sent < 0 ? sent : TakeAnswer(nlmsg_hdr(message)->nlmsg_seq, listed);
+  const int code = sent < 0 ? sent : TakeAnswer(nlmsg_hdr(message)->nlmsg_seq, listed);
+  silence_.Note(code == -NLE_AGAIN, begin);
+  return code;
 }
 
 int RulesSocket::Ask(nl_msg* message, std::vector<Listed>& listed) {

@@ -9,12 +9,14 @@
 #include <vector>
 
 #include "rules/routing_rule.h"
+#include "rules/silence.h"
 
 namespace host {
 
 /// Codes are libnl's: 0 or a negative NLE_ number. After any failure but "is there already" and "is
 /// not there" the socket is given up and all is asked once more by a new one: an answer that was
-/// lost or comes late would be taken for the next request's. Each answer is waited for a second.
+/// lost or comes late would be taken for the next request's. Each answer is waited for as Silence
+/// has it; while that lasts, everything fails as "try again".
 class RulesSocket {
  public:
   /// A rule with this program's protocol number, and the message that deletes exactly it.
@@ -44,6 +46,7 @@ class RulesSocket {
 
   std::unique_ptr<nl_sock, Free> socket_;
   std::vector<char> buffer_;
+  Silence silence_;
 };
 
 /// The reason behind a code, in the words of the library.

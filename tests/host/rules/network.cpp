@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <libmnl/libmnl.h>
 #include <linux/capability.h>
-#include <netlink/errno.h>
 #include <netlink/netlink.h>
 #include <sched.h>
 #include <sys/socket.h>
@@ -106,15 +105,12 @@ ssize_t __real_recvfrom(int socket, void* data, size_t size, int flags, sockaddr
 
 ssize_t __wrap_recvfrom(int socket, void* data, size_t size, int flags, sockaddr* sender,
                         socklen_t* sender_size) {
+  if (std::exchange(fail_notifications, false)) {
+    errno = EIO;
+    return -1;
+  }
   const ssize_t received = __real_recvfrom(socket, data, size, flags, sender, sender_size);
   return answer_hook ? answer_hook(static_cast<char*>(data), size, received) : received;
-}
-
-int __real_nl_recvmsgs_default(nl_sock* socket);
-
-int __wrap_nl_recvmsgs_default(nl_sock* socket) {
-  return std::exchange(fail_notifications, false) ? -NLE_BAD_SOCK
-                                                  : __real_nl_recvmsgs_default(socket);
 }
 
 int __wrap_nl_send_auto(nl_sock* socket, nl_msg* message) {

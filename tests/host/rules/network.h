@@ -75,7 +75,7 @@ bool AllFailed();
 using AnswerHook = std::function<ssize_t(char* data, size_t capacity, ssize_t size)>;
 void SetAnswerHook(AnswerHook hook);
 
-/// The next reading of notifications fails for good.
+/// The next reading of notifications fails with EIO.
 void FailNotifications();
 
 /// Gives up all rights of this process.

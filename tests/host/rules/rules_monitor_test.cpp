@@ -2,8 +2,12 @@
 #include "rules/rules_monitor.h"
 
 #include <gmock/gmock.h>
+#include <linux/rtnetlink.h>
 
+#include <array>
+#include <boost/asio/steady_timer.hpp>
 #include <chrono>
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 
@@ -15,6 +19,8 @@ namespace {
 
 class RulesMonitorTest : public NetworkTest {
  protected:
+  void TearDown() override { SetAnswerHook(nullptr); }
+
   void SetUp() override {
     NetworkTest::SetUp();
     if (!IsSkipped()) monitor_ = std::make_unique<RulesMonitor>(loop_, [this] { ++calls_; });
@@ -84,6 +90,35 @@ TEST_F(RulesMonitorTest, ExceptionIsAFaultAndTheNextDeletionIsTold) {
   EXPECT_EQ(process.faults.back().text, "watch of the routing rules: no rules");
   Output("ip rule add fwmark 1 lookup 1 protocol 175; ip rule del fwmark 1");
   EXPECT_TRUE(WaitForCall());
+}
+
+TEST_F(RulesMonitorTest, ALoopWithoutAnEndOfNotificationsGoesOn) {
+  SetAnswerHook([](char* data, size_t, ssize_t) {
+    const nlmsghdr part = {sizeof(nlmsghdr), RTM_NEWRULE, NLM_F_MULTI, 0, 0};
+    std::memcpy(data, &part, sizeof(part));
+    return static_cast<ssize_t>(sizeof(part));
+  });
+  Output("ip rule add fwmark 1 lookup 1 protocol 175");
+  bool fired = false;
+  boost::asio::steady_timer timer(loop_, std::chrono::milliseconds(10));
+  timer.async_wait([&](const boost::system::error_code&) { fired = true; });
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (!fired && loop_.run_one_until(deadline) > 0) {
+  }
+  EXPECT_TRUE(fired);
+}
+
+TEST_F(RulesMonitorTest, WhatCannotBeReadCountsAsLost) {
+  for (const uint32_t length : {0U, 15U, 0xffffffffU}) {
+    SetAnswerHook([length](char* data, size_t, ssize_t size) {
+      if (size > 0) std::memcpy(data, &length, sizeof(length));
+      return size;
+    });
+    Output("ip rule add fwmark 1 lookup 1 protocol 4");
+    EXPECT_TRUE(WaitForCall()) << length;
+    SetAnswerHook(nullptr);
+    Output("ip rule del fwmark 1 protocol 4");
+  }
 }
 
 TEST_F(RulesMonitorTest, NothingIsToldBehindItsEnd) {

@@ -132,7 +132,24 @@ TEST_F(RulesSocketTest, AnAnswerThatDoesNotComeIsWaitedForASecond) {
   EXPECT_LT(socket_.Change(RuleChange::kAdd, MarkRule(AF_INET, 100)), 0);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
   SetAnswerHook(nullptr);
-  EXPECT_EQ(socket_.Change(RuleChange::kDelete, MarkRule(AF_INET, 100)), 0);
+  EXPECT_EQ(RulesSocket().Change(RuleChange::kDelete, MarkRule(AF_INET, 100)), 0);
+}
+
+/// A commit of many rules would wait two seconds for each.
+TEST_F(RulesSocketTest, AKernelThatIsSilentIsLeftAloneForAWhile) {
+  const auto begin = std::chrono::steady_clock::now();
+  SetAnswerHook([&](char*, size_t, ssize_t) { return Fail(EINTR); });
+  for (uint32_t table = 100; table < 150; ++table) {
+    EXPECT_EQ(socket_.Change(RuleChange::kAdd, MarkRule(AF_INET, table)), -NLE_AGAIN);
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+  SetAnswerHook(nullptr);
+  int code = -NLE_AGAIN;
+  while (code == -NLE_AGAIN &&
+         std::chrono::steady_clock::now() - begin < std::chrono::seconds(20)) {
+    code = socket_.Change(RuleChange::kAdd, MarkRule(AF_INET, 200));
+  }
+  EXPECT_EQ(code, 0) << "it is asked again";
 }
 
 TEST_F(RulesSocketTest, ARuleIsReadAsItWasWritten) {
