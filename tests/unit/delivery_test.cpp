@@ -5,7 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <new>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "confd/tag_table.h"
@@ -167,6 +169,17 @@ TEST_F(DeliveryTest, ExceptionIsToldAndTheDeliveryGoesOn) {
                                      "change at /top/list: at created /top/list{a}",
                                      "apply of commit at /top/list: at apply",
                                      "start of commit at /top/leaf: unknown exception"));
+}
+
+TEST_F(DeliveryTest, LackOfMemoryIsTheCallers) {
+  a_.Follow("/top/list", 1, 0, ITER_CONTINUE);
+  for (const std::string at : {"start", "created /top/list{a}", "apply"}) {
+    a_.on_call = [&at](const std::string& what) {
+      if (what == at) throw std::bad_alloc();
+    };
+    EXPECT_THROW(Deliver({&a_}), std::bad_alloc) << at;
+  }
+  EXPECT_THAT(failures_, IsEmpty());
 }
 
 TEST_F(DeliveryTest, KeyPathLevelsEndWithNoValue) {

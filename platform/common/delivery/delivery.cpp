@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <map>
+#include <new>
 
 namespace common {
 
@@ -31,6 +32,8 @@ template <typename Operation>
 void Guard(const HandlerFailed& failed, const std::string& what, Operation operation) {
   try {
     operation();
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception& exception) {
     failed(what, exception.what());
   } catch (...) {

@@ -16,7 +16,8 @@ using HandlerFailed = std::function<void(const std::string& operation, const std
 /// Delivers `changes` to every touched subscription point of `handlers`, in order of priority
 /// (lower first; equal: order of registration). A handler's StartCommit comes before its first
 /// callback, its ApplyCommitConfig after its last. The commit is in force already, so an exception
-/// of one callback is told to `failed` and the delivery goes on.
+/// of one callback is told to `failed` and the delivery goes on. std::bad_alloc goes to the caller:
+/// what was left half done for want of memory is not done by the next commit either.
 void Deliver(std::vector<Change>& changes, const std::vector<vkconfd::ConfigHandler*>& handlers,
              const HandlerFailed& failed);
 

@@ -2,21 +2,23 @@
 
 #include <libyang/plugins_exts.h>
 
-#include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <stdexcept>
+#include <string_view>
+#include <utility>
 
 #include "confd/tag_table.h"
 #include "config/expression_limit.h"
 #include "config/netconf_features.h"
 #include "config/yang_data.h"
+#include "runtime/folders.h"
 
 namespace host {
 
 namespace {
 
 constexpr char kExtensions[] = "snmp-app-platform";
+constexpr std::string_view kEnding = ".yang";
 
 /// The names of the features as libyang wants them.
 std::vector<const char*> FeatureNames() {
@@ -29,10 +31,11 @@ std::vector<const char*> FeatureNames() {
 /// The names of the model files of a folder in alphabetic order.
 std::vector<std::string> FindModels(const std::string& folder) {
   std::vector<std::string> files;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    if (entry.path().extension() == ".yang") files.push_back(entry.path().filename());
+  for (std::string& name : NamesIn(folder)) {
+    const bool is_model = name.size() > kEnding.size() &&
+                          name.compare(name.size() - kEnding.size(), name.npos, kEnding) == 0;
+    if (is_model) files.push_back(std::move(name));
   }
-  std::sort(files.begin(), files.end());
   if (files.empty()) throw std::runtime_error("folder " + folder + " has no models");
   return files;
 }

@@ -15,6 +15,7 @@
 #include "runtime/event_loop.h"
 #include "runtime/faults.h"
 #include "runtime/log.h"
+#include "runtime/memory_or_end.h"
 #include "runtime/service_manager.h"
 #include "vkconfd/cdb_session.h"
 
@@ -25,6 +26,8 @@ namespace {
 /// There is one management session, so its number tells nothing.
 constexpr int kMaapiSocket = 1;
 
+constexpr char kStandardModel[] = "ietf-netconf@";
+
 /// The record comes first: whoever waits for the notification finds the records of what led to it.
 void TellReady(const std::string& how) {
   HOST_LOG(kNotice, "Ready.");
@@ -32,15 +35,13 @@ void TellReady(const std::string& how) {
 }
 
 /// The folder of the IETF's models; empty when there are none, or no place for the socket.
-std::string StandardModels(const Folders& folders) {
+std::string StandardModels(const Folders& folders) try {
   if (folders.runtime.empty()) return "";
-  std::error_code no_folder;
-  for (const auto& entry :
-       std::filesystem::directory_iterator(folders.standard_models, no_folder)) {
-    if (entry.path().filename().string().rfind("ietf-netconf@", 0) == 0) {
-      return folders.standard_models;
-    }
-  }
+  const std::vector<std::string> names = NamesIn(folders.standard_models);
+  const auto found = std::lower_bound(names.begin(), names.end(), kStandardModel);
+  const bool is_there = found != names.end() && found->rfind(kStandardModel, 0) == 0;
+  return is_there ? folders.standard_models : "";
+} catch (const std::system_error&) {
   return "";
 }
 
@@ -131,6 +132,7 @@ Framework::~Framework() {
 }
 
 void Framework::Connect(ELEM_CONFD_PHASE_ET phase) {
+  const MemoryOrEnd all;
   const ProcessScope scope(process_);
   // A first start's file may have changes below a callpoint already.
   for (vkconfd::DataHandler* handler : data_handlers_) {
@@ -249,6 +251,7 @@ std::string Framework::TakeReload() {
 
 /// The changes are stored and in force, so a start delivers what could not be delivered here.
 void Framework::DeliverOrEnd(std::vector<common::Change>& changes) {
+  const MemoryOrEnd all;
   RunEvent(
       "ending, to start with what is stored, for its delivery failed", [&] { Deliver(changes); },
       EndWithFault);

@@ -1,7 +1,12 @@
 #include "runtime/folders.h"
 
+#include <dirent.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 
 namespace host {
@@ -15,7 +20,26 @@ std::string FirstOf(const char* variable, const char* otherwise) {
   return folders.substr(0, folders.find(':'));
 }
 
+struct CloseFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
 }  // namespace
+
+std::vector<std::string> NamesIn(const std::string& folder) {
+  const std::unique_ptr<DIR, CloseFolder> opened(opendir(folder.c_str()));
+  std::vector<std::string> names;
+  errno = opened == nullptr ? errno : 0;
+  while (errno == 0) {
+    const dirent* const entry = readdir(opened.get());
+    if (entry == nullptr) break;
+    names.emplace_back(entry->d_name);
+    errno = 0;
+  }
+  if (errno != 0) throw std::system_error(errno, std::generic_category(), "folder " + folder);
+  std::sort(names.begin(), names.end());
+  return names;
+}
 
 Folders Folders::OfProcess() {
   return {FirstOf("CONFIGURATION_DIRECTORY", "/etc/snmp-app"),

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace host {
 
@@ -30,5 +31,10 @@ void MakeFolder(const std::string& path);
 
 /// A new one is its owner's alone, who can read what is in it and lock it.
 void MakePrivateFolder(const std::string& path);
+
+/// The names in a folder, in alphabetic order. Throws std::system_error with the path when it
+/// cannot be read (opendir(3)). The C++ library's own iterator ends the process where it has no
+/// memory.
+std::vector<std::string> NamesIn(const std::string& folder);
 
 }  // namespace host

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fstream>
+#include <system_error>
 
 namespace host {
 namespace {
@@ -25,6 +27,17 @@ TEST_F(FoldersTest, UsualPlacesWithoutAServiceManager) {
   EXPECT_EQ(folders.NetconfSocket(), "/run/snmp-app/netconf.sock");
   EXPECT_EQ(folders.standard_models, "/usr/share/yuma/modules/ietf");
   EXPECT_NE(folders.models.find("/share/snmp-app/yang"), std::string::npos);
+}
+
+TEST_F(FoldersTest, NamesInAFolderAreInAlphabeticOrder) {
+  char folder[] = "/tmp/snmp-app-folders-XXXXXX";
+  ASSERT_NE(mkdtemp(folder), nullptr);
+  const std::string path = folder;
+  for (const char* name : {"/b", "/a", "/c"}) std::ofstream(path + name) << name;
+  EXPECT_EQ(NamesIn(path), (std::vector<std::string>{".", "..", "a", "b", "c"}));
+  for (const char* name : {"/b", "/a", "/c"}) EXPECT_EQ(remove((path + name).c_str()), 0);
+  EXPECT_EQ(remove(folder), 0);
+  EXPECT_THROW(NamesIn(path), std::system_error);
 }
 
 TEST_F(FoldersTest, ServiceManagersVariablesDecide) {
