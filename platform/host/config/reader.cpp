@@ -27,18 +27,26 @@ std::string KeyPredicate(const lysc_node* list, const std::vector<std::string>& 
   return predicate;
 }
 
-/// One of `siblings`: the first of the element, or the entry that `key`, if any, stands for.
-const lyd_node* FindAmong(const lyd_node* siblings, const lysc_node* element,
-                          const std::string* key) {
-  if (siblings == nullptr) return nullptr;
-  lyd_node* found = nullptr;
-  const LY_ERR result =
-      lyd_find_sibling_val(siblings, element, key == nullptr ? nullptr : key->c_str(),
-                           key == nullptr ? 0 : key->size(), &found);
-  if (result == LY_SUCCESS) return found;
-  // A key that its type refuses names no entry; the refusal must not pile up in the context.
-  if (result != LY_ENOTFOUND) ly_err_clean(element->module->ctx, nullptr);
-  return nullptr;
+bool HasKeys(const lyd_node* entry, const std::vector<std::string>& keys) {
+  const lyd_node* key = lyd_child(entry);
+  for (const std::string& value : keys) {
+    if (value != lyd_get_value(key)) return false;
+    key = key->next;
+  }
+  return true;
+}
+
+/// An entry by its keys. libyang's search finds nothing, too, when some of its memory is refused,
+/// so what it does not find is looked for without any.
+const lyd_node* FindEntry(const lyd_node* siblings, const lysc_node* list,
+                          const std::vector<std::string>& keys) {
+  const std::string predicate = KeyPredicate(list, keys);
+  if (predicate.empty()) return nullptr;
+  const lyd_node* entry = FindValue(siblings, list, &predicate);
+  if (entry != nullptr) return entry;
+  entry = FindFirst(siblings, list);
+  while (entry != nullptr && !HasKeys(entry, keys)) entry = NextEntry(entry);
+  return entry;
 }
 
 /// Fills `count` values with the children of `parent`; returns how many its schema has.
@@ -119,11 +127,10 @@ Reader::Place Reader::Find(const ModelPath& path) {
 
 const lyd_node* Reader::FindStep(const lyd_node* siblings, const common::PathStep& step,
                                  const lysc_node* element) {
-  if (step.index.has_value()) return AtIndex(FindAmong(siblings, element, nullptr), *step.index);
-  if (step.keys.empty()) return FindAmong(siblings, element, nullptr);
-  if (element->nodetype == LYS_LEAFLIST) return FindAmong(siblings, element, &step.keys.front());
-  const std::string predicate = KeyPredicate(element, step.keys);
-  return predicate.empty() ? nullptr : FindAmong(siblings, element, &predicate);
+  if (step.index.has_value()) return AtIndex(FindValue(siblings, element, nullptr), *step.index);
+  if (step.keys.empty()) return FindValue(siblings, element, nullptr);
+  if (element->nodetype == LYS_LEAFLIST) return FindValue(siblings, element, &step.keys.front());
+  return FindEntry(siblings, element, step.keys);
 }
 
 const lyd_node* Reader::AtIndex(const lyd_node* first, int index) {

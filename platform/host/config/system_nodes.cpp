@@ -10,7 +10,9 @@ namespace {
 
 constexpr char kMark[] = "snmp-app-platform:written-by";
 
-const lyd_meta* FindMark(const lyd_node* node) { return lyd_find_meta(node->meta, nullptr, kMark); }
+const lyd_meta* FindMark(const lyd_node* node) {
+  return FindMeta(node, "snmp-app-platform", "written-by");
+}
 
 bool IsInner(const lyd_node* node) {
   return (node->schema->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0;

@@ -1,8 +1,10 @@
 #include "config/yang_data.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <new>
+
+#include "runtime/memory_or_end.h"
 
 namespace host {
 
@@ -13,6 +15,37 @@ struct FreeText {
 };
 
 using Text = std::unique_ptr<char, FreeText>;
+
+/// Text that grows in memory. libyang's own printer into memory goes on when it gets none, and
+/// begins anew; a file remembers it.
+class PrintedText {
+ public:
+  PrintedText() : file_(open_memstream(&text_, &size_)) {
+    if (file_ == nullptr) RefuseMemory();
+  }
+  ~PrintedText() {
+    if (file_ != nullptr) fclose(file_);
+    free(text_);
+  }
+  PrintedText(const PrintedText&) = delete;
+  PrintedText& operator=(const PrintedText&) = delete;
+
+  FILE* File() const { return file_; }
+
+  /// All of it, once; throws std::bad_alloc where it is not whole.
+  std::string Take(bool is_printed) {
+    const bool has_failed = ferror(file_) != 0;
+    const bool is_closed = fclose(file_) == 0;
+    file_ = nullptr;
+    if (!is_printed || has_failed || !is_closed) RefuseMemory();
+    return {text_, size_};
+  }
+
+ private:
+  char* text_ = nullptr;
+  size_t size_ = 0;
+  FILE* file_;
+};
 
 ly_ctx* ContextOf(const lyd_node* node) { return node->schema->module->ctx; }
 
@@ -45,6 +78,13 @@ bool LacksMemory(const ly_ctx* context) {
   return error != nullptr;
 }
 
+/// Of a search. A value that its type refuses is nobody's; the refusal must not pile up in the
+/// context. What could not be looked for, for want of memory, must not pass for absent.
+bool WasFound(LY_ERR result, ly_ctx* context) {
+  if (result != LY_SUCCESS && result != LY_ENOTFOUND) static_cast<void>(TakeRefusal(context));
+  return result == LY_SUCCESS;
+}
+
 /// The tag that goes with an error-app-tag (RFC 7950, section 15).
 const char* TagWith(const std::string& app_tag, const char* other) {
   const bool lacks_data = app_tag == "instance-required" || app_tag == "missing-choice";
@@ -67,7 +107,7 @@ std::string TakeErrors(ly_ctx* context) {
 Refusal TakeRefusal(ly_ctx* context, const char* tag) {
   if (LacksMemory(context)) {
     ly_err_clean(context, nullptr);
-    throw std::bad_alloc();
+    RefuseMemory();
   }
   std::string path;
   std::string app_tag;
@@ -84,7 +124,7 @@ std::string SchemaPathOf(const ly_err_item* error) { return PathIn(error, "Schem
 
 Input::Input(const std::string& text) {
   ly_in* opened = nullptr;
-  if (ly_in_new_memory(text.c_str(), &opened) != LY_SUCCESS) throw std::bad_alloc();
+  if (ly_in_new_memory(text.c_str(), &opened) != LY_SUCCESS) RefuseMemory();
   input_.reset(opened);
 }
 
@@ -98,17 +138,15 @@ Tree ParseData(ly_ctx* context, const Input& input, LYD_FORMAT format, uint32_t 
 }
 
 std::string PrintData(const lyd_node* first, LYD_FORMAT format, uint32_t options) {
-  char* text = nullptr;
-  if (lyd_print_mem(&text, first, format, LYD_PRINT_WITHSIBLINGS | options) != LY_SUCCESS) {
-    throw std::bad_alloc();
-  }
-  const Text owned(text);
-  return OrEmpty(text);
+  PrintedText text;
+  const LY_ERR result =
+      lyd_print_file(text.File(), first, format, LYD_PRINT_WITHSIBLINGS | options);
+  return text.Take(result == LY_SUCCESS);
 }
 
 std::string PrintModel(const lys_module* module) {
   char* text = nullptr;
-  if (lys_print_mem(&text, module, LYS_OUT_YANG, 0) != LY_SUCCESS) throw std::bad_alloc();
+  if (lys_print_mem(&text, module, LYS_OUT_YANG, 0) != LY_SUCCESS) RefuseMemory();
   const Text owned(text);
   return OrEmpty(text);
 }
@@ -153,15 +191,32 @@ const lyd_node* FindNamed(const lyd_node* siblings, const std::string& name) {
 }
 
 lyd_node* FindFirst(const lyd_node* siblings, const lysc_node* element) {
+  return FindValue(siblings, element, nullptr);
+}
+
+lyd_node* FindValue(const lyd_node* siblings, const lysc_node* element, const std::string* value) {
   lyd_node* found = nullptr;
-  if (siblings != nullptr) lyd_find_sibling_val(siblings, element, nullptr, 0, &found);
-  return found;
+  if (siblings == nullptr) return nullptr;
+  const LY_ERR result =
+      lyd_find_sibling_val(siblings, element, value == nullptr ? nullptr : value->c_str(),
+                           value == nullptr ? 0 : value->size(), &found);
+  return WasFound(result, element->module->ctx) ? found : nullptr;
 }
 
 lyd_node* FindSame(const lyd_node* siblings, const lyd_node* node) {
   lyd_node* found = nullptr;
-  if (siblings != nullptr) lyd_find_sibling_first(siblings, node, &found);
-  return found;
+  if (siblings == nullptr) return nullptr;
+  const LY_ERR result = lyd_find_sibling_first(siblings, node, &found);
+  return WasFound(result, ContextOf(siblings)) ? found : nullptr;
+}
+
+const lyd_meta* FindMeta(const lyd_node* node, const char* model, const char* name) {
+  for (const lyd_meta* meta = node->meta; meta != nullptr; meta = meta->next) {
+    if (strcmp(meta->name, name) == 0 && strcmp(meta->annotation->module->name, model) == 0) {
+      return meta;
+    }
+  }
+  return nullptr;
 }
 
 const lyd_node* NextEntry(const lyd_node* entry) {

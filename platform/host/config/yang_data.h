@@ -97,11 +97,20 @@ const lyd_node* FindNamed(const lyd_node* siblings, const std::string& name);
 /// The first one of an element.
 lyd_node* FindFirst(const lyd_node* siblings, const lysc_node* element);
 
+/// The entry of a list or leaf-list that `value` stands for, as libyang has it; the first of the
+/// element where that is null. Throws std::bad_alloc, as all of these do: lack of memory says
+/// nothing about what is there.
+lyd_node* FindValue(const lyd_node* siblings, const lysc_node* element, const std::string* value);
+
 /// The leaf, container or entry that is the same one as `node`, which is of another tree.
 lyd_node* FindSame(const lyd_node* siblings, const lyd_node* node);
 
 /// The entry behind one of a list or leaf-list, null behind the last one.
 const lyd_node* NextEntry(const lyd_node* entry);
+
+/// An annotation of a node by model and name, null for none. libyang's own search says so, too,
+/// when it has no memory.
+const lyd_meta* FindMeta(const lyd_node* node, const char* model, const char* name);
 
 // Changes. A tree's first node may become another one.
 

@@ -41,7 +41,7 @@ std::optional<EditOperation> OwnOperation(const lyd_node* edit) {
 }
 
 EditOperation OperationOf(const lyd_node* node, EditOperation inherited) {
-  const lyd_meta* meta = lyd_find_meta(node->meta, nullptr, "ietf-netconf:operation");
+  const lyd_meta* meta = FindMeta(node, "ietf-netconf", "operation");
   return meta == nullptr ? inherited : ParseEditOperation(lyd_get_meta_value(meta));
 }
 

@@ -12,7 +12,7 @@ constexpr const char* kAttributes[] = {"insert", "key", "value"};
 
 /// The text of one of these attributes, null when the element does not have it.
 const char* Attribute(const lyd_node* edit, const char* name) {
-  const lyd_meta* meta = lyd_find_meta(edit->meta, nullptr, (std::string("yang:") + name).c_str());
+  const lyd_meta* meta = FindMeta(edit, "yang", name);
   return meta == nullptr ? nullptr : lyd_get_meta_value(meta);
 }
 

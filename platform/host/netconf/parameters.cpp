@@ -17,7 +17,7 @@ const lyd_node* AnyContent(const lyd_node* element) {
 }
 
 std::string MetaText(const lyd_node* node, const char* name) {
-  const lyd_meta* meta = lyd_find_meta(node->meta, nullptr, name);
+  const lyd_meta* meta = FindMeta(node, "ietf-netconf", name);
   return meta == nullptr ? "" : lyd_get_meta_value(meta);
 }
 
@@ -57,8 +57,8 @@ std::string TestOption(const lyd_node* operation) {
 Tree Filtered(const lyd_node* operation, Tree data) {
   const lyd_node* filter = Parameter(operation, "filter");
   if (filter == nullptr) return data;
-  if (MetaText(filter, "ietf-netconf:type") == "xpath") {
-    const std::string select = MetaText(filter, "ietf-netconf:select");
+  if (MetaText(filter, "type") == "xpath") {
+    const std::string select = MetaText(filter, "select");
     if (!select.empty()) return SelectXPath(select.c_str(), data.get());
     throw RpcError("protocol", "missing-attribute", "select tells what an XPath filter selects")
         .With("bad-attribute", "select")

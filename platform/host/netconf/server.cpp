@@ -104,7 +104,12 @@ void NetconfServer::Begin(Protocol::socket socket) {
         sessions_.erase(ended->Facts().id);
       });
   sessions_.emplace(id, session);
-  session->Start(datastores_.Models().Context(), ServerHello(capabilities_, id));
+  try {
+    session->Start(datastores_.Models().Context(), ServerHello(capabilities_, id));
+  } catch (const std::exception& exception) {
+    session->End(exception.what(), true);
+    throw;
+  }
 }
 
 bool NetconfServer::Kill(SessionId session) {
