@@ -9,6 +9,7 @@
 #include <set>
 
 #include "netconf/envelope.h"
+#include "netconf/message_limits.h"
 
 namespace host {
 
@@ -25,6 +26,9 @@ struct Reading {
   size_t config_depth = 0;  ///< Of the <config> that is open, 0 for none.
   /// Of each open element: the names of its children so far that have no namespace.
   std::vector<std::set<std::string>> without_namespace;
+  std::vector<size_t> children;  ///< Of each open element.
+  size_t elements = 0;
+  xmlParserCtxt* parser = nullptr;
 
   static Reading* Of(void* reading) { return static_cast<Reading*>(reading); }
 
@@ -75,10 +79,21 @@ void NoteElement(const std::string& name, const std::string& ns, Reading* readin
   if (is_config && reading->config_depth == 0) reading->config_depth = reading->Depth();
 }
 
+/// Ends the reading where there are too many elements.
+void Count(Reading* reading) {
+  const size_t siblings = reading->children.empty() ? 0 : ++reading->children.back();
+  reading->children.push_back(0);
+  if (++reading->elements <= kMostElements && siblings <= kMostChildren) return;
+  reading->NoteFault("it has more than " + std::to_string(kMostElements) +
+                     " elements, or one of them more than " + std::to_string(kMostChildren));
+  xmlStopParser(reading->parser);
+}
+
 void StartElement(void* user, const xmlChar* name, const xmlChar* /*prefix*/, const xmlChar* ns,
                   int /*namespace_count*/, const xmlChar** /*namespaces*/, int attribute_count,
                   int /*defaulted*/, const xmlChar** attributes) {
   Reading* reading = Reading::Of(user);
+  Count(reading);
   if (reading->Depth() == 0) {
     ReadRoot(name, ns, attribute_count, attributes, &reading->head);
   } else {
@@ -92,12 +107,14 @@ void EndElement(void* user, const xmlChar* /*name*/, const xmlChar* /*prefix*/,
                 const xmlChar* /*ns*/) {
   Reading* reading = Reading::Of(user);
   reading->without_namespace.pop_back();
+  reading->children.pop_back();
   if (reading->Depth() == reading->config_depth) reading->config_depth = 0;
 }
 
 void DocumentType(void* user, const xmlChar* /*name*/, const xmlChar* /*external_id*/,
                   const xmlChar* /*system_id*/) {
   Reading::Of(user)->NoteFault("a message has no document type");
+  xmlStopParser(Reading::Of(user)->parser);
 }
 
 /// A namespace may be any text, though libxml2 finds faults in what is no URI.
@@ -129,6 +146,7 @@ void Parse(const std::string& message, Reading* reading) {
   if (parser == nullptr) throw std::bad_alloc();
   SetHandler(parser->sax);
   parser->userData = reading;
+  reading->parser = parser.get();
   // Without the first flag, attributes have references to ampersands.
   xmlCtxtReadMemory(parser.get(), message.data(), static_cast<int>(message.size()), nullptr,
                     nullptr, XML_PARSE_NOENT | XML_PARSE_NONET);
@@ -141,6 +159,10 @@ MessageHead ReadHead(const std::string& message) {
   Reading reading;
   // libxml2 takes a zero byte for the end, and counts in int.
   if (message.find('\0') != std::string::npos) reading.NoteFault("there is a zero byte in it");
+  if (HasTooManyAttributes(message)) {
+    reading.NoteFault("an element has more than " + std::to_string(kMostAttributes) +
+                      " attributes");
+  }
   if (message.empty() || message.size() > INT_MAX) reading.NoteFault("no rpc element");
   if (reading.fault.empty()) Parse(message, &reading);
   if (reading.fault.empty()) return reading.head;

@@ -53,6 +53,32 @@ TEST(MessageTest, AttributesAreAsTheyAreMeant) {
   EXPECT_EQ(head.attributes[1].value, "\"\xc3\xa4\xe2\x82\xac");
 }
 
+std::string Attributes(int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i) text += " a" + std::to_string(i) + "='='";
+  return text;
+}
+
+TEST(MessageTest, AnElementHasNoMoreAttributesThanAParserReadsInTime) {
+  const std::string most = Attributes(256);
+  const std::string many = Attributes(257);
+  EXPECT_EQ(Fault("<a" + most + "><b" + most + "/></a>"), "");
+  EXPECT_EQ(Fault("<a><!--" + many + "--><![CDATA[<" + many + "]]><?b " + many + "?></a>"), "");
+  EXPECT_EQ(Fault("<a>" + many + "</a>"), "");
+  for (const char* before : {"<a>", "<a><!-->'\"<-->", "<a><!--<![CDATA[-->", "<a><?b ' ?>",
+                             "<a c='>'>", "<a><![CDATA[<!--]]>"}) {
+    EXPECT_THAT(Fault(before + ("<b" + many) + "/></a>"), HasSubstr("256 attributes")) << before;
+  }
+}
+
+TEST(MessageTest, AMessageHasNoMoreElementsThanLibyangReadsInTime) {
+  EXPECT_EQ(Fault("<a>" + Repeated("<b/>", 10000) + "</a>"), "");
+  EXPECT_THAT(Fault("<a>" + Repeated("<b/>", 10001) + "</a>"), HasSubstr("more than 10000"));
+  const std::string part = "<b>" + Repeated("<c/>", 9999) + "</b>";
+  EXPECT_EQ(Fault("<a>" + Repeated(part, 9) + "</a>"), "");
+  EXPECT_THAT(Fault("<a>" + Repeated(part, 10) + "</a>"), HasSubstr("more than 100000 elements"));
+}
+
 TEST(MessageTest, ADeclarationCommentsAndSectionsAreXml) {
   EXPECT_EQ(Fault("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!-- b --><a><![CDATA[<]]></a>"),
             "");
