@@ -8,6 +8,7 @@
 #include "config/system_nodes.h"
 #include "config/target_check.h"
 #include "config/text_check.h"
+#include "runtime/memory_or_end.h"
 
 namespace host {
 
@@ -146,10 +147,13 @@ CommitResult Engine::CommitPrepared(Tree candidate, CommitRecord* record) {
 /// The candidate with what the hooks wrote; `*changes` are brought up to date.
 Tree Engine::CallHooks(Tree candidate, std::vector<common::Change>* changes) {
   Transaction transaction(schema_, ++last_handle_, std::move(candidate));
+  const MemoryWatch memory;
   {
     const HookScope scope(&transaction_, &transaction);
     RunHooks(schema_, changes, &transaction, hooks_);
   }
+  // A hook that goes on without has written a part.
+  if (memory.HasFailed()) throw std::bad_alloc();
   candidate = transaction.Take();
   if (!transaction.HasWritten()) return candidate;
   Validate(schema_.Context(), &candidate);

@@ -105,7 +105,10 @@ lyd_node* Transaction::Add(const ModelPath& path, const char* text) {
   lyd_node* added = nullptr;
   const LY_ERR result = lyd_new_path2(candidate_.get(), schema_.Context(), DataPath(path).c_str(),
                                       text, 0, LYD_ANYDATA_STRING, 0, &first_added, &added);
-  if (result != LY_SUCCESS) Refuse(CONFD_ERR_BADTYPE, path, TakeErrors(schema_.Context()));
+  if (result != LY_SUCCESS) {
+    const Refusal refusal = TakeRefusal(schema_.Context());
+    Refuse(CONFD_ERR_BADTYPE, path, refusal.what());
+  }
   candidate_.reset(lyd_first_sibling(candidate_ ? candidate_.release() : first_added));
   for (lyd_node* node = added;; node = lyd_parent(node)) {
     MarkAsSystem(node);

@@ -9,31 +9,23 @@ namespace host {
 
 namespace {
 
-/// Of a thread.
-struct Watch {
-  bool runs = false;
-  bool has_failed = false;
-};
-
-thread_local Watch watch;
+/// Of a thread; that it begins anew behind its last number does no harm.
+thread_local unsigned int failures = 0;
 
 }  // namespace
 
-MemoryOrEnd::MemoryOrEnd() : is_outermost_(!watch.runs) {
-  std::set_new_handler(RefuseMemory);
-  if (is_outermost_) watch = {true, false};
-}
+MemoryWatch::MemoryWatch() : before_(failures) { std::set_new_handler(RefuseMemory); }
+
+bool MemoryWatch::HasFailed() const { return failures != before_; }
 
 // Not before: whoever asks for memory may hold what the record and the process's end need.
 MemoryOrEnd::~MemoryOrEnd() {
-  if (!is_outermost_) return;
-  watch.runs = false;
-  if (!watch.has_failed) return;
+  if (!watch_.HasFailed()) return;
   HOST_LAST_FAULT(std::string("ending, to start with what is stored: there was no memory"));
 }
 
 void RefuseMemory() {
-  watch.has_failed = true;
+  ++failures;
   throw std::bad_alloc();
 }
 

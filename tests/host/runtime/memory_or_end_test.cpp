@@ -29,6 +29,15 @@ TEST(MemoryOrEnd, WithoutAScopeItIsAnException) {
   { const MemoryOrEnd all; }
 }
 
+TEST(MemoryWatch, NoticesWhatHasFailedSince) {
+  const MemoryWatch before;
+  EXPECT_FALSE(before.HasFailed());
+  AskForTooMuch();
+  const MemoryWatch behind;
+  EXPECT_TRUE(before.HasFailed());
+  EXPECT_FALSE(behind.HasFailed());
+}
+
 TEST(MemoryOrEndDeathTest, WithinAScopeItEndsTheProcessWhoeverCatches) {
   const auto within = [] {
     const MemoryOrEnd all;
