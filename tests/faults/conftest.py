@@ -10,6 +10,7 @@ sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 # pylint: disable=wrong-import-position
 from faults import trace
 from faults.bench import Bench
+from faults.preloaded import preloads
 from faults.table import Table
 from lab.daemon import TREE
 from lab.network import claim_run_folder
@@ -60,6 +61,13 @@ def benches(all_benches):
     for bench in all_benches:
         bench.clear()
     return all_benches
+
+
+@pytest.fixture
+def loaded(benches, build):
+    """A Preload for each bench's daemon, from its next start on."""
+    with preloads(benches, build) as instances:
+        yield instances
 
 
 @pytest.fixture

@@ -131,3 +131,7 @@ def numbered(number):
         frozenset((name, 2000 + number % 20000) for name in VRFS),
         frozenset({("t", "203.0.113.100", 1 + number % 20000, "red")}),
         frozenset({"public", f"n{number}"}))
+
+
+# What searches of these tests look for.
+XPATH = '<filter type="xpath" xmlns:s="urn:snmp-app:snmp" select="//s:interface | //s:target"/>'
