@@ -49,6 +49,16 @@ SharedTree ReadTree(ly_ctx* context, const std::string& text) {
   return tree;
 }
 
+/// The expressions of types refuse what they had no memory for, and nothing tells that, so what is
+/// refused is read once more.
+SharedTree ReadStored(ly_ctx* context, const std::string& text) {
+  try {
+    return ReadTree(context, text);
+  } catch (const Refusal&) {
+    return ReadTree(context, text);
+  }
+}
+
 }  // namespace
 
 Engine::Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver,
@@ -67,7 +77,7 @@ LoadResult Engine::LoadStored() {
   result.taken_back = unconfirmed_.MoveTo(store_);
   const std::optional<std::string> text = store_.Load();
   try {
-    running_ = ReadTree(schema_.Context(), text.value_or("{}"));
+    running_ = ReadStored(schema_.Context(), text.value_or("{}"));
     result.found = text.has_value();
   } catch (const Refusal& error) {
     running_ = ReadTree(schema_.Context(), "{}");
