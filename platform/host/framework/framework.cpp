@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <iterator>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "delivery/delivery.h"
@@ -194,7 +195,11 @@ std::string Framework::LoadConfiguration() {
 
 /// The start-up file at a first start, which may come before there is one.
 std::string Framework::TakeFirstConfiguration() {
-  if (std::filesystem::exists(folders_.StartupFile())) return ReplaceByStartupFile("first start");
+  std::error_code ignored;
+  const auto status = std::filesystem::status(folders_.StartupFile(), ignored);
+  if (status.type() != std::filesystem::file_type::not_found) {
+    return ReplaceByStartupFile("first start");
+  }
   const std::string nothing =
       "there is no configuration yet; " + folders_.StartupFile() + " is read at a reload";
   HOST_LOG(kNotice, "%s.", nothing.c_str());
