@@ -151,7 +151,8 @@ bool JournalSink::Take(const spdlog::details::log_msg& message, const std::strin
 int JournalSink::WaitFlag() const {
   const std::chrono::milliseconds left = TimeLeft();
   if (left.count() == 0) return MSG_DONTWAIT;
-  const timeval time = {left.count() / 1000, left.count() % 1000 * 1000};
+  const timeval time = {static_cast<time_t>(left.count() / 1000),
+                        static_cast<suseconds_t>(left.count() % 1000 * 1000)};
   return setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time) == 0 ? 0 : MSG_DONTWAIT;
 }
 
