@@ -14,7 +14,7 @@ function(add_test_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;APART;WORDS")
   add_executable(${name} ${arg_SOURCES} ${arg_APART})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock_main project_options)
-  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O0>)
+  target_compile_options(${name} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O0>)
   set_target_properties(${name} PROPERTIES UNITY_BUILD ${SNMP_APP_UNITY_TESTS}
                                            UNITY_BUILD_BATCH_SIZE 9)
   set_source_files_properties(${arg_APART} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)

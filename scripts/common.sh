@@ -11,8 +11,8 @@ BUILD_PACKAGES="cmake g++ libboost-dev libmnl-dev libnftnl-dev libnl-route-3-dev
   libspdlog-dev libsystemd-dev libxml2-dev libyang2-dev ninja-build pkg-config"
 SHOW_PACKAGES="iproute2 libyuma-base nftables openssh-server procps python3 snmp snmptrapd socat
   util-linux yangcli"
-TEST_PACKAGES="clang-format clang-tidy g++-i686-linux-gnu googletest libgmock-dev libgtest-dev
-  librapidcheck-dev python3-ncclient python3-pytest strace"
+TEST_PACKAGES="clang-format clang-tidy g++-arm-linux-gnueabihf g++-i686-linux-gnu googletest
+  libgmock-dev libgtest-dev librapidcheck-dev python3-ncclient python3-pytest qemu-user strace"
 BENCH_PACKAGES="libbenchmark-dev"
 PACKAGE_PACKAGES="dpkg-dev man-db python3-pytest strace systemd"
 FUZZ_PACKAGES="clang libclang-rt-14-dev libyuma-base"
@@ -86,6 +86,6 @@ run_system() {
     skip "system tests (no way to make network namespaces)"
     return 0
   fi
-  $namespace env SNMP_APP_BUILD="$1" PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 \
-    -m pytest -q -rs -p no:cacheprovider --junitxml "$2" "${@:3}"
+  $namespace env SNMP_APP_BUILD="$1" TSAN_OPTIONS="${TSAN_OPTIONS:-}" PYTHONDONTWRITEBYTECODE=1 \
+    /usr/bin/python3 -m pytest -q -rs -p no:cacheprovider --junitxml "$2" "${@:3}"
 }

@@ -84,7 +84,7 @@ def test_folders_of_the_development_page_exist():
 def test_presets_of_the_development_page_are_those_that_there_are():
     presets = json.loads(page("CMakePresets.json"))["configurePresets"]
     table = page("docs/develop.md").split("| preset |")[1].split("\n\n")[0]
-    assert set(re.findall(r"^\| `(\w+)` \|", table, re.MULTILINE)) == {
+    assert set(re.findall(r"^\| `([\w-]+)` \|", table, re.MULTILINE)) == {
         preset["name"] for preset in presets if not preset.get("hidden")}
 
 
