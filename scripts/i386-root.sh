@@ -38,8 +38,8 @@ END
 wanted() {
   # shellcheck disable=SC2086
   apt-get -qq -s --no-install-recommends install $packages |
-    sed -n 's/^Inst \([^ ]*\) (\([^ ]*\) .*/\1=\2/p' | grep -E '^(lib|linux-libc-dev=)' |
-    grep -vE '^lib(perl|.*-perl=|asan|ubsan|gomp|itm|quadmath|mariadb)'
+    sed -n 's/^Inst \([^ ]*\) (\([^ ]*\) .*/\1=\2/p' | grep -E '^(lib|zlib1g=|linux-libc-dev=)' |
+    grep -vE '^lib(.*-perl=|asan|ubsan|gomp|itm|quadmath)'
 }
 
 # Links to absolute paths would lead out of the root.
