@@ -18,8 +18,8 @@ class AppInterface {
   /// then on each commit is delivered: the touched points of all handlers in order of priority
   /// (equal: order of registration), a handler's StartCommit before its first callback of the
   /// commit and its ApplyCommitConfig after its last. The commit is in force then: an exception of
-  /// a handler is reported as a fault and the delivery goes on. After std::bad_alloc a platform may end
-  /// the process instead, whose next start brings all of it into force.
+  /// a handler is reported as a fault and the delivery goes on. After std::bad_alloc a platform may
+  /// end the process instead, whose next start brings all of it into force.
   ///
   /// The handle and the handlers stay the caller's and outlive the object; the lists are copied.
   /// `argument` is the platform's. Throws std::exception when the configuration cannot be brought

@@ -70,8 +70,8 @@ class Nftables {
   bool IsOpen() const { return socket_ != nullptr; }
 
   /// Runs a transaction of at least one message; opens the socket when it is closed. Waits for the
-  /// kernel's answer as Silence has it; while that lasts, all is lost with EAGAIN. Finishes `batch`,
-  /// which is good for one run.
+  /// kernel's answer as Silence has it; while that lasts, all is lost with EAGAIN. Finishes
+  /// `batch`, which is good for one run.
   NftAnswer Run(NftBatch& batch);
 
   /// Gives up the socket, and with it the tables that it owns.

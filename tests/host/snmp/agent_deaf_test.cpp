@@ -272,7 +272,7 @@ class AgentFailureTest : public AgentDeafTest {
           if (priority == LOG_WARNING && fails_) throw std::runtime_error("no memory");
         },
         times);
-    agent_->SetCommunities({"public"});
+    agent_->Follow({{"public"}});
     EXPECT_TRUE(agent_->SetListeners({a_}).empty());
   }
 
@@ -285,7 +285,7 @@ TEST_F(AgentFailureTest, ExceptionInARequestIsARecordAndTheNextOneIsAnswered) {
   client.Send(Message{"private"});
   EXPECT_TRUE(RunUntil([this] { return Count("SNMP agent: requests: no memory") == 1; }));
   EXPECT_TRUE(Ask(client));
-  EXPECT_EQ(agent_->Deaf().Total(), 0U);
+  EXPECT_EQ(agent_->Facts().deaf.Total(), 0U);
 }
 
 TEST_F(AgentFailureTest, ExceptionInARoundIsARecordAndTheNextOneComes) {
