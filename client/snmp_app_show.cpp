@@ -1,10 +1,13 @@
 // Shows what the daemon does with its configuration: asks it by NETCONF for its state and prints
 // that as tables, or as JSON.
+#include <unistd.h>
+
 #include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/write.hpp>
-#include <cstring>
+#include <csignal>
+#include <cstdlib>
 #include <iostream>
 #include <stdexcept>
 #include <string>
@@ -20,7 +23,9 @@ namespace {
 
 constexpr char kUsage[] =
     "usage: snmp-app-show [--json] [--socket PATH]\n"
+    "       snmp-app-show --help | --version\n"
     "Shows the state of the running snmp-app, see snmp-app-show(1).\n";
+constexpr char kVersion[] = "snmp-app-show " PROGRAM_VERSION "\n";
 
 constexpr char kHello[] =
     R"(<hello xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"><capabilities><capability>)"
@@ -35,6 +40,28 @@ constexpr size_t kLargestReply = size_t{256} * 1024 * 1024;
 struct Options {
   bool json = false;
   std::string socket;
+};
+
+/// For a daemon that takes no connection, or does not answer.
+class TimeLimit {
+ public:
+  TimeLimit() {
+    std::signal(SIGALRM, End);
+    alarm(kSeconds);
+  }
+  ~TimeLimit() { alarm(0); }
+  TimeLimit(const TimeLimit&) = delete;
+  TimeLimit& operator=(const TimeLimit&) = delete;
+
+ private:
+  static constexpr unsigned int kSeconds = 10;
+  static constexpr char kText[] = "snmp-app-show: the daemon has not answered within 10 s\n";
+
+  static void End(int /*signal*/) {
+    // Where it cannot be written, the status tells.
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kText, sizeof kText - 1);
+    _exit(EXIT_FAILURE);
+  }
 };
 
 /// A session with the daemon.
@@ -90,6 +117,7 @@ std::string Between(const std::string& text, const std::string& name) {
 
 /// The daemon's state as XML.
 std::string AskForState(const std::string& socket) {
+  const TimeLimit limit;
   Session session(socket);
   session.Receive();
   session.Send(kHello);
@@ -127,16 +155,25 @@ void Show(const Options& options, const host::Folders& folders) {
   } else {
     show::PrintState(std::cout, state.get());
   }
+  if (!std::cout.flush()) throw std::runtime_error("cannot write all of it");
+}
+
+/// What a word that asks for nothing of the daemon is answered with, null for another one.
+const char* AnswerTo(const std::string& word) {
+  if (word == "--help" || word == "-h") return kUsage;
+  return word == "--version" ? kVersion : nullptr;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (const char* answer = argc == 2 ? AnswerTo(argv[1]) : nullptr) {
+    return std::cout << answer << std::flush ? 0 : 1;
+  }
   Options options;
   if (!ParseOptions(argc, argv, &options)) {
-    const bool asked = argc == 2 && strcmp(argv[1], "--help") == 0;
-    (asked ? std::cout : std::cerr) << kUsage;
-    return asked ? 0 : 2;
+    std::cerr << kUsage;
+    return 2;
   }
   try {
     Show(options, host::Folders::OfProcess());

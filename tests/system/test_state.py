@@ -4,6 +4,7 @@ import json
 import os
 import signal
 import subprocess
+import time
 
 import pytest
 
@@ -146,6 +147,37 @@ def test_show_prints_json(daemon, build):
     state = json.loads(done.stdout)["snmp-app-state:snmp-state"]
     assert state["target"] == [{"name": "noc", "rule": False,
                                 "reason": "the target is in no VRF"}]
+
+
+def test_show_waits_ten_seconds_for_a_daemon_that_hangs(daemon, build):
+    start(daemon)
+    daemon.tell(signal.SIGSTOP)
+    begin = time.monotonic()
+    done = show(daemon, build)
+    daemon.tell(signal.SIGCONT)
+    assert (done.returncode, done.stdout) == (1, "")
+    assert done.stderr == "snmp-app-show: the daemon has not answered within 10 s\n"
+    assert time.monotonic() - begin < 20
+
+
+@pytest.mark.parametrize("options", [[], ["--json"]])
+def test_show_that_cannot_be_written_is_no_success(daemon, build, options):
+    start(daemon)
+    with open("/dev/full", "wb") as full:
+        done = subprocess.run([os.path.join(build, "client/snmp-app-show"), *options, "--socket",
+                               daemon.netconf_socket], stdout=full, stderr=subprocess.PIPE,
+                              text=True, check=False, timeout=30,
+                              env={**os.environ, "SNMP_APP_MODELS": os.path.join(TREE, "yang")})
+    assert (done.returncode, done.stderr) == (1, "snmp-app-show: cannot write all of it\n")
+
+
+def test_show_tells_what_it_is(build):
+    done = subprocess.run([os.path.join(build, "client/snmp-app-show"), "--version"],
+                          capture_output=True, text=True, check=True)
+    assert done.stdout.split()[0] == "snmp-app-show"
+    done = subprocess.run([os.path.join(build, "client/snmp-app-show"), "-h"],
+                          capture_output=True, text=True, check=True)
+    assert done.stdout.startswith("usage: snmp-app-show ")
 
 
 def test_show_without_a_daemon_says_so(daemon, build, tmp_path):

@@ -29,8 +29,9 @@ std::string Text(const oid* numbers, size_t count) {
 std::string ValueOf(const netsnmp_variable_list& variable) {
   switch (variable.type) {
     case ASN_INTEGER:
-    case ASN_TIMETICKS:
       return std::to_string(*variable.val.integer);
+    case ASN_TIMETICKS:
+      return std::to_string(static_cast<uint32_t>(*variable.val.integer));
     case ASN_OBJECT_ID:
       return Text(variable.val.objid, variable.val_len / sizeof(oid));
     default:
