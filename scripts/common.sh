@@ -86,6 +86,7 @@ run_system() {
     skip "system tests (no way to make network namespaces)"
     return 0
   fi
-  $namespace env SNMP_APP_BUILD="$1" TSAN_OPTIONS="${TSAN_OPTIONS:-}" PYTHONDONTWRITEBYTECODE=1 \
+  $namespace env SNMP_APP_BUILD="$1" TSAN_OPTIONS="${TSAN_OPTIONS:-}" \
+    FAULTS_SEED="${FAULTS_SEED:-1}" PYTHONDONTWRITEBYTECODE=1 \
     /usr/bin/python3 -m pytest -q -rs -p no:cacheprovider --junitxml "$2" "${@:3}"
 }

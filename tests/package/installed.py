@@ -78,7 +78,7 @@ class InstalledDaemon(Daemon):
         if wait:
             self.wait_ready()
 
-    def status(self, field):
+    def facts(self, field):
         with open(f"/proc/{self.process.pid}/status", encoding="ascii") as file:
             return next(line.split(":", 1)[1].split() for line in file
                         if line.startswith(field + ":"))

@@ -59,10 +59,10 @@ def test_installed_daemon_serves_and_ends(root, prepared, content, monkeypatch):
     with InstalledDaemon(Confined(prepared.router, root, capabilities_of(content))) as daemon:
         daemon.start()
         user = root.run("id", "-u", "snmp-app").strip()
-        assert daemon.status("Uid") == [user] * 4 and user != "0"
+        assert daemon.facts("Uid") == [user] * 4 and user != "0"
         # The bits of CAP_NET_BIND_SERVICE and CAP_NET_ADMIN.
         for name in ("CapInh", "CapPrm", "CapEff", "CapBnd", "CapAmb"):
-            assert int(daemon.status(name)[0], 16) == 1 << 10 | 1 << 12, name
+            assert int(daemon.facts(name)[0], 16) == 1 << 10 | 1 << 12, name
         expect_service(prepared, daemon)
         daemon.wait_watchdog()
         state = os.stat(root.inside("/var/lib/snmp-app/running.json"))

@@ -91,6 +91,15 @@ const char* TagWith(const std::string& app_tag, const char* other) {
   return lacks_data ? "data-missing" : other;
 }
 
+/// The expressions of a type refuse what they have no memory for, and nothing tells that, so what
+/// seems to be no value of the type is looked for by its text.
+lyd_node* FindText(const lyd_node* siblings, const lysc_node* element, const std::string& value) {
+  for (const lyd_node* node = siblings; node != nullptr; node = node->next) {
+    if (node->schema == element && value == lyd_get_value(node)) return const_cast<lyd_node*>(node);
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 std::string TakeErrors(ly_ctx* context) {
@@ -200,7 +209,9 @@ lyd_node* FindValue(const lyd_node* siblings, const lysc_node* element, const st
   const LY_ERR result =
       lyd_find_sibling_val(siblings, element, value == nullptr ? nullptr : value->c_str(),
                            value == nullptr ? 0 : value->size(), &found);
-  return WasFound(result, element->module->ctx) ? found : nullptr;
+  if (WasFound(result, element->module->ctx)) return found;
+  const bool is_refused = result != LY_ENOTFOUND && element->nodetype == LYS_LEAFLIST;
+  return is_refused && value != nullptr ? FindText(siblings, element, *value) : nullptr;
 }
 
 lyd_node* FindSame(const lyd_node* siblings, const lyd_node* node) {
