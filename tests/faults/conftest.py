@@ -21,6 +21,7 @@ BENCHES = 3
 
 def pytest_addoption(parser):
     parser.addoption("--all", action="store_true", help="every case, not a sample of them")
+    parser.addoption("--memory", action="store_true", help="the rows of failing allocations, too")
 
 
 def pytest_configure(config):
@@ -61,6 +62,14 @@ def benches(all_benches):
     for bench in all_benches:
         bench.clear()
     return all_benches
+
+
+@pytest.fixture
+def memory(pytestconfig):
+    """Skips what does not hold for every allocation yet: one in some hundreds still ends the daemon
+    out of order, or leaves a session waiting."""
+    if not (pytestconfig.getoption("--memory") or pytestconfig.getoption("--all")):
+        pytest.skip("not every allocation may fail yet; --memory tries them")
 
 
 @pytest.fixture

@@ -4,6 +4,8 @@ client was told."""
 
 import xml.etree.ElementTree as ET
 
+import pytest
+
 from .bench import ACKNOWLEDGED, NO_ANSWER, REFUSED, each
 from .preloaded import ALLOCATED_AT, DIED_AT
 from .settings import NEW, OLD, OTHER, XPATH
@@ -11,6 +13,8 @@ from .table import Violation
 from .test_calls import as_stored_or_told
 
 OWN = "snmp-app("
+NOT_READY = "not ready"
+pytestmark = pytest.mark.usefixtures("memory")
 
 
 def sample(row, total, count):
@@ -20,12 +24,14 @@ def sample(row, total, count):
     return [1 + int((part + row.chance.random()) * total / count) for part in range(count)]
 
 
-def how_it_ended(bench, preload):
-    """The outcome of a process that has ended. A library may not survive that it gets no memory;
-    the daemon's own code ends in order."""
+def how_it_ended(bench, preload, has_begun):
+    """The outcome of a process that has ended. A library may not survive that it gets no memory,
+    and a program that has not begun has nothing to end; the daemon's own code ends in order."""
     status = bench.end()
     if status >= 0:
         return f"ended with status {status}"
+    if not has_begun:
+        return "ended before it began"
     callers = preload.callers(ALLOCATED_AT)
     if not callers or callers[0].startswith(OWN):
         raise Violation(f"signal {-status} in {preload.callers(DIED_AT)}\n{bench.last_records()}")
@@ -37,7 +43,9 @@ def goes_on(bench, preload, since, outcome):
     bench.ends_soon(outcome == NO_ANSWER or bench.lasting_differences())
     if bench.is_up():
         return as_stored_or_told(bench, since, outcome)
-    outcome = f"{outcome}, {how_it_ended(bench, preload)}"
+    has_begun = (outcome != NOT_READY or
+                 bool(bench.daemon.records("Initializing SNMP daemon", since)))
+    outcome = f"{outcome}, {how_it_ended(bench, preload, has_begun)}"
     bench.must_start()
     bench.check()
     return outcome
@@ -64,7 +72,7 @@ def at_a_start(preload, bench, number):
     before = bench.stored()
     since = bench.daemon.mark()
     preload.fail_allocation(number)
-    outcome = "ready" if bench.start() else "not ready"
+    outcome = "ready" if bench.start() else NOT_READY
     preload.stop_failing()
     outcome = goes_on(bench, preload, since, outcome)
     if bench.stored() != before:

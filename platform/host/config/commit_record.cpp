@@ -16,7 +16,7 @@ bool IsSecretEntry(const std::string& path) {
 }
 
 std::string PathBelow(const std::string& parent, const common::Change& change) {
-  const std::string path = parent + "/" + common::ValueText(common::MakeTag(change.tag, change.ns));
+  std::string path = parent + "/" + common::ValueText(common::MakeTag(change.tag, change.ns));
   if (change.keys.empty()) return path;
   if (IsSecretEntry(path)) return path + "{...}";
   std::string keys;

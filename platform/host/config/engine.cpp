@@ -49,21 +49,27 @@ SharedTree ReadTree(ly_ctx* context, const std::string& text) {
   return tree;
 }
 
-/// The expressions of types refuse what they had no memory for, and nothing tells that, so what is
-/// refused is read once more.
-SharedTree ReadStored(ly_ctx* context, const std::string& text) {
+/// Throws std::bad_alloc unless models that are loaded now refuse the text as well: expressions of
+/// types refuse what they have no memory for, and models that were loaded without some memory
+/// refuse what is good. Nothing tells either.
+void RefuseLackOfMemory(const std::string& models_folder, const std::string& standard_folder,
+                        const std::string& text) {
+  const Schema other(models_folder, standard_folder);
   try {
-    return ReadTree(context, text);
+    ReadTree(other.Context(), text);
   } catch (const Refusal&) {
-    return ReadTree(context, text);
+    return;
   }
+  RefuseMemory();
 }
 
 }  // namespace
 
 Engine::Engine(const std::string& models_folder, const std::string& running_file, Deliver deliver,
                Hooks* hooks, const std::string& standard_folder, Save save)
-    : schema_(models_folder, standard_folder),
+    : models_folder_(models_folder),
+      standard_folder_(standard_folder),
+      schema_(models_folder, standard_folder),
       store_(running_file),
       unconfirmed_(running_file + ".unconfirmed"),
       save_(save ? std::move(save) : [this](const std::string& text) { store_.Save(text); }),
@@ -77,9 +83,10 @@ LoadResult Engine::LoadStored() {
   result.taken_back = unconfirmed_.MoveTo(store_);
   const std::optional<std::string> text = store_.Load();
   try {
-    running_ = ReadStored(schema_.Context(), text.value_or("{}"));
+    running_ = ReadTree(schema_.Context(), text.value_or("{}"));
     result.found = text.has_value();
   } catch (const Refusal& error) {
+    RefuseLackOfMemory(models_folder_, standard_folder_, text.value_or("{}"));
     running_ = ReadTree(schema_.Context(), "{}");
     result.refused = store_.Path() + " is none that this release takes, and is moved to " +
                      store_.MoveAside() + ": " + error.what();

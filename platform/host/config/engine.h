@@ -129,6 +129,8 @@ class Engine {
   CommitResult PutInForce(SharedTree candidate, std::vector<common::Change> changes,
                           CommitRecord* record);
 
+  std::string models_folder_;
+  std::string standard_folder_;
   Schema schema_;
   Store store_;
   Store unconfirmed_;

@@ -42,6 +42,7 @@ std::set<uint16_t> ReadRedirectPorts(int cdb_socket) {
 std::vector<std::string> ReadCommunities(int cdb_socket) {
   std::vector<std::string> communities;
   const int rows = CountEntries(cdb_socket, kCommunitiesPath);
+  communities.reserve(static_cast<size_t>(rows));
   for (int row = 0; row < rows; ++row) {
     communities.push_back(
         ReadLeaf(cdb_socket, EntryAt(kCommunitiesPath, row) + "snmpCommunityName"));

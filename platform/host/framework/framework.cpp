@@ -200,7 +200,7 @@ std::string Framework::TakeFirstConfiguration() {
   if (status.type() != std::filesystem::file_type::not_found) {
     return ReplaceByStartupFile("first start");
   }
-  const std::string nothing =
+  std::string nothing =
       "there is no configuration yet; " + folders_.StartupFile() + " is read at a reload";
   HOST_LOG(kNotice, "%s.", nothing.c_str());
   return nothing;
@@ -214,7 +214,7 @@ std::string Framework::ReplaceByStartupFile(const char* operation) {
              result.delivered ? "in force" : "changes nothing");
     return folders_.StartupFile() + " was taken";
   } catch (const std::exception& exception) {
-    const std::string refusal =
+    std::string refusal =
         "start-up configuration refused, the running one stays: " + std::string(exception.what());
     HOST_FAULT(refusal);
     return refusal;
@@ -248,8 +248,8 @@ void Framework::Reload() {
 std::string Framework::TakeReload() {
   const SessionId holder = netconf_ == nullptr ? 0 : netconf_->RunningLockedBy();
   if (holder == 0) return ReplaceByStartupFile("reload");
-  const std::string refusal = "start-up configuration not taken, the running one stays: session " +
-                              std::to_string(holder) + " has locked it";
+  std::string refusal = "start-up configuration not taken, the running one stays: session " +
+                        std::to_string(holder) + " has locked it";
   HOST_FAULT(refusal);
   return refusal;
 }

@@ -7,6 +7,7 @@
 
 #include "netconf/rpc_error.h"
 #include "netconf/xml.h"
+#include "runtime/memory_or_end.h"
 
 namespace host {
 
@@ -134,8 +135,10 @@ Tree SelectXPath(const char* expression, const lyd_node* data, const SearchLimit
     lyd_node* copy = CopyNode(node, kWhole | LYD_DUP_WITH_PARENTS).release();
     while (lyd_parent(copy) != nullptr) copy = lyd_parent(copy);
     lyd_node* first = result.release();
-    lyd_merge_siblings(&first, copy, LYD_MERGE_DESTRUCT | LYD_MERGE_DEFAULTS);
+    const LY_ERR merged = lyd_merge_siblings(&first, copy, LYD_MERGE_DESTRUCT | LYD_MERGE_DEFAULTS);
     result.reset(first);
+    // Two trees of one model differ in nothing that could not be merged.
+    if (merged != LY_SUCCESS) RefuseMemory();
   }
   return result;
 }

@@ -119,9 +119,10 @@ void SnmpAgent::Impl::Wait(const std::shared_ptr<UdpListener>& listener) {
         const auto ready = waiting.lock();
         if (!ready || error == boost::asio::error::operation_aborted) return;
         const OnFailure log_failure = LogFailure();
-        if (!error)
+        if (!error) {
           RunEvent(
               "requests", [&] { AnswerQueued(*ready, kBatch); }, log_failure);
+        }
         RunEvent(
             "listener", [&] { GoOn(ready, error); }, log_failure);
       });

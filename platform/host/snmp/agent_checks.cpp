@@ -73,9 +73,9 @@ void SnmpAgent::Impl::FollowListeners() {
 void SnmpAgent::Impl::After(std::chrono::milliseconds delay, void (Impl::*next)()) {
   round_alarm.After(delay, [this, next] {
     // What went wrong in this round may go well in the next.
-    if (!RunEvent(
-            "round of checks", [this, next] { (this->*next)(); }, LogFailure()))
-      Pause();
+    const bool is_done = RunEvent(
+        "round of checks", [this, next] { (this->*next)(); }, LogFailure());
+    if (!is_done) Pause();
   });
 }
 
