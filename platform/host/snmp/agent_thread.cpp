@@ -51,13 +51,22 @@ AgentThread::AgentThread(SnmpLog log) : log_(std::move(log)), work_(loop_.get_ex
     thread_ = std::thread([this] { loop_.run(); });
   }
   pthread_setname_np(thread_.native_handle(), "snmp-agent");
-  Run([this] { agent_.emplace(loop_, log_); });
+  try {
+    Run([this] { agent_.emplace(loop_, log_); });
+  } catch (...) {
+    End();
+    throw;
+  }
+}
+
+void AgentThread::End() {
+  work_.reset();
+  thread_.join();
 }
 
 AgentThread::~AgentThread() {
   Run([this] { agent_.reset(); });
-  work_.reset();
-  thread_.join();
+  End();
 }
 
 std::vector<ListenerFailure> AgentThread::SetListeners(const std::set<Endpoint>& wanted) {

@@ -48,6 +48,9 @@ class AgentThread : public AgentCalls {
   template <typename Call>
   auto Run(Call call);
 
+  /// Waits until the thread has no work left.
+  void End();
+
   SnmpLog log_;
   boost::asio::io_context loop_;
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
