@@ -15,6 +15,7 @@
 #include <string>
 
 #include "runtime/process.h"
+#include "runtime/waiting.h"
 
 namespace host {
 namespace {
@@ -88,6 +89,8 @@ class NoDescriptors {
 TEST(ServiceManager, IsToldWhenThereIsADescriptorAgain) {
   const Manager manager(Name("@"));
   Process process;
+  // The sanitizer looks at what it has not seen yet through a pipe.
+  Alarm(process.loop.get_executor(), "seen").After(std::chrono::hours(1), [] {});
   {
     const NoDescriptors none;
     Notify("READY=1");
