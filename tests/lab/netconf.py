@@ -31,6 +31,12 @@ def hello(*versions):
     return f'<hello xmlns="{BASE}"><capabilities>{capabilities}</capabilities></hello>'
 
 
+def port_edit(port):
+    """Content of an edit that gives the agent this port."""
+    return ('<confdConfig xmlns="urn:snmp-app:dyncfg"><snmpAgent>'
+            f"<port>{port}</port></snmpAgent></confdConfig>")
+
+
 class Client:
     """One session. Use it as a context manager."""
 

@@ -8,6 +8,7 @@ import pytest
 sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 # pylint: disable=wrong-import-position
 from lab.daemon import TREE, Daemon
+from lab.netconf import Client
 from lab.network import Namespace, claim_run_folder, connect
 from lab.site import Site
 
@@ -53,4 +54,11 @@ def site():
 @pytest.fixture
 def daemon(router, build):
     with Daemon(router, build) as instance:
+        yield instance
+
+
+@pytest.fixture
+def client(daemon):
+    """A NETCONF session with a daemon that runs."""
+    with Client(daemon.netconf_socket) as instance:
         yield instance

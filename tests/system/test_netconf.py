@@ -9,7 +9,7 @@ import pytest
 
 from lab import snmp, ssh
 from lab.daemon import TREE, Daemon, configuration, listening, merged, targets
-from lab.netconf import BASE, NS, Client, Refused
+from lab.netconf import BASE, NS, Client, Refused, port_edit
 from lab.site import DEFAULT, RED, TABLES
 from lab.wait import wait_until
 from lab.yangcli import Operator
@@ -27,17 +27,6 @@ def daemon(site, build):
         instance.start()
         instance.wait_record("Forced ConfD's bind of SNMP, returned 0")
         yield instance
-
-
-@pytest.fixture
-def client(daemon):
-    with Client(daemon.netconf_socket) as instance:
-        yield instance
-
-
-def port_edit(port):
-    return ('<confdConfig xmlns="urn:snmp-app:dyncfg"><snmpAgent>'
-            f"<port>{port}</port></snmpAgent></confdConfig>")
 
 
 LISTEN = ('<snmp xmlns="urn:snmp-app:snmp"><agent><listen><interface{operation}>'

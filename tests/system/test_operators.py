@@ -9,7 +9,7 @@ import xml.etree.ElementTree as ET
 import pytest
 
 from lab.daemon import Daemon, configuration, listening, merged
-from lab.netconf import NS, Client, Refused
+from lab.netconf import NS, Client, Refused, port_edit
 from lab.site import DEFAULT, TABLES
 from lab.snmp import answers
 from lab.wait import wait_until
@@ -25,20 +25,9 @@ def daemon(site, build):
         yield instance
 
 
-@pytest.fixture
-def client(daemon):
-    with Client(daemon.netconf_socket) as instance:
-        yield instance
-
-
 def listen_edit(attributes):
     return ('<snmp xmlns="urn:snmp-app:snmp"><agent><listen>'
             f"<interface {attributes}><name>l3-eth1</name></interface></listen></agent></snmp>")
-
-
-def port_edit(port):
-    return ('<confdConfig xmlns="urn:snmp-app:dyncfg"><snmpAgent>'
-            f"<port>{port}</port></snmpAgent></confdConfig>")
 
 
 def content(reply):
