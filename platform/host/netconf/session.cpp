@@ -74,6 +74,18 @@ void NetconfSession::End(const std::string& reason, bool dropped) {
   on_end_(this);
 }
 
+/// An exception ends the session. Needs no memory until then, so that its lack ends it, too.
+template <typename Event>
+void NetconfSession::Guard(const Event& event) {
+  try {
+    event();
+  } catch (const std::exception& error) {
+    End(error.what(), true);
+  } catch (...) {
+    End("unknown exception", true);
+  }
+}
+
 /// Ends the session unless the step that begins now is done in time.
 void NetconfSession::Limit(std::chrono::milliseconds time, const char* what) {
   alarm_.After(time, [this, self = shared_from_this(), what] { Guard([&] { EndIfLate(what); }); });
@@ -87,17 +99,6 @@ void NetconfSession::EndIfLate(const char* what) {
     return;
   }
   End(what, true);
-}
-
-/// An exception ends the session.
-void NetconfSession::Guard(const std::function<void()>& event) {
-  try {
-    event();
-  } catch (const std::exception& error) {
-    End(error.what(), true);
-  } catch (...) {
-    End("unknown exception", true);
-  }
 }
 
 void NetconfSession::Read() {

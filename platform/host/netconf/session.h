@@ -90,7 +90,8 @@ class NetconfSession : public std::enable_shared_from_this<NetconfSession> {
   void LimitWait();
   void Limit(std::chrono::milliseconds time, const char* what);
   void EndIfLate(const char* what);
-  void Guard(const std::function<void()>& event);
+  template <typename Event>
+  void Guard(const Event& event);
 
   Socket socket_;
   const SessionLimits& limits_;

@@ -32,7 +32,8 @@ void RaiseFault(const std::string& text) { HOST_FAULT(text); }
 
 void EndWithFault(const std::string& text) { HOST_LAST_FAULT(text); }
 
-bool RunEvent(const char* what, const std::function<void()>& event, const OnFailure& on_failure) {
+bool RunReferred(const char* what, const std::function<void()>& event,
+                 const OnFailure& on_failure) {
   if (!on_failure) {
     event();
     return true;

@@ -25,6 +25,15 @@ void Keep(Fault fault) {
   faults.push_back(std::move(fault));
 }
 
+/// What there is no memory for, or no descriptors for a loop, is left undone.
+template <typename Call>
+void Attempt(Call call) {
+  try {
+    call();
+  } catch (const std::exception&) {
+  }
+}
+
 }  // namespace
 
 void EndAfterFault(const std::string& text) {
@@ -35,11 +44,11 @@ void EndAfterFault(const std::string& text) {
 }  // namespace host
 
 void vkmw_gen_fault(int code, const char* function, const char* file, int line, const char* text) {
-  try {
+  host::Attempt([&] {
     host::Keep({std::chrono::system_clock::now(), code, function, file, line, text});
-  } catch (const std::exception&) {
-    // Without memory, or descriptors for a loop, there is nobody to keep it. The record tells.
-  }
-  zlog(host::FaultCategory(), file, strlen(file), function, strlen(function), line, host::kNotice,
-       "code %d: %s", code, text);
+  });
+  host::Attempt([&] {
+    zlog(host::FaultCategory(), file, strlen(file), function, strlen(function), line, host::kNotice,
+         "code %d: %s", code, text);
+  });
 }

@@ -11,6 +11,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -168,12 +169,16 @@ void zlog(zlog_category_t* category, const char* file, size_t file_length, const
   const int saved_errno = errno;
   va_list arguments;
   va_start(arguments, format);
-  const std::string text = host::OneLine(host::Format(format, arguments));
+  try {
+    const std::string text = host::OneLine(host::Format(format, arguments));
+    const std::string path(file, file_length);
+    const std::string name(function, function_length);
+    category->logger->log({path.c_str(), static_cast<int>(line), name.c_str()},
+                          host::SpdlogLevel(level), text);
+  } catch (const std::exception&) {
+    // What the record is about goes on, and not half done, though there is no memory for the words.
+  }
   va_end(arguments);
-  const std::string path(file, file_length);
-  const std::string name(function, function_length);
-  category->logger->log({path.c_str(), static_cast<int>(line), name.c_str()},
-                        host::SpdlogLevel(level), text);
   errno = saved_errno;
 }
 

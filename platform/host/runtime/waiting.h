@@ -32,9 +32,9 @@ class Waiting {
             call = std::move(call)](auto&&... arguments) mutable {
       const auto state = waiting.lock();
       if (state == nullptr || state->round != round) return;
-      const auto event = [&] { call(std::forward<decltype(arguments)>(arguments)...); };
-      // A reference needs no memory, which may be what is short.
-      RunEvent(state->what.c_str(), std::cref(event), state->on_failure);
+      RunEvent(
+          state->what.c_str(), [&] { call(std::forward<decltype(arguments)>(arguments)...); },
+          state->on_failure);
     };
   }
 

@@ -60,14 +60,11 @@ AgentThread::AgentThread(SnmpLog log) : log_(std::move(log)), work_(loop_.get_ex
 }
 
 void AgentThread::End() {
-  work_.reset();
+  loop_.stop();
   thread_.join();
 }
 
-AgentThread::~AgentThread() {
-  Run([this] { agent_.reset(); });
-  End();
-}
+AgentThread::~AgentThread() { End(); }
 
 std::vector<ListenerFailure> AgentThread::SetListeners(const std::set<Endpoint>& wanted) {
   return Run([&] { return agent_->SetListeners(wanted); });

@@ -48,13 +48,13 @@ class AgentThread : public AgentCalls {
   template <typename Call>
   auto Run(Call call);
 
-  /// Waits until the thread has no work left.
+  /// Ends the thread, whatever it still has to do. Needs no memory.
   void End();
 
   SnmpLog log_;
   boost::asio::io_context loop_;
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
-  std::optional<SnmpAgent> agent_;  ///< Touched by the thread only.
+  std::optional<SnmpAgent> agent_;  ///< Touched by the thread only, as long as that lives.
   std::thread thread_;
 };
 

@@ -139,6 +139,16 @@ TEST(RunEvent, TellsWhetherItWentWell) {
   EXPECT_FALSE(RunEvent("event", [] { throw 5; }));
 }
 
+/// Where memory is short, a copy of it would be what fails, and outside of the guard.
+TEST(RunEvent, TheEventIsNotCopied) {
+  struct Event {
+    Event() = default;
+    Event(const Event&) = delete;
+    void operator()() const { throw std::runtime_error("called"); }
+  };
+  EXPECT_THROW(RunEvent("event", Event(), nullptr), std::runtime_error);
+}
+
 TEST(RunEvent, WhatTheOneWhoIsToldThrowsIsLost) {
   const auto fails = [] { throw std::runtime_error("event"); };
   EXPECT_NO_THROW(RunEvent("event", fails, [](const std::string&) { throw 5; }));
