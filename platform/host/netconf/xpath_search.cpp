@@ -1,6 +1,7 @@
 #include "netconf/xpath_search.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -43,8 +44,10 @@ std::string NumbersOf(const ly_set& found, const lyd_node* data) {
 
 std::string Answer(const char* expression, const lyd_node* data) {
   ly_set* found = nullptr;
+  errno = 0;
   const LY_ERR result = lyd_find_xpath(data, expression, &found);
-  if (result == LY_EMEM) throw std::bad_alloc();
+  // Where libyang has no memory for a part of a result, it leaves that out and tells nothing.
+  if (result == LY_EMEM || errno == ENOMEM) throw std::bad_alloc();
   if (result != LY_SUCCESS) return kRefused + TakeErrors(data->schema->module->ctx);
   return kFound + NumbersOf(*found, data);
 }
