@@ -10,7 +10,7 @@ SlowRetry::SlowRetry(boost::asio::io_context& loop, Attempt attempt, Delay first
       first_(first),
       longest_(longest),
       delay_(first),
-      alarm_(loop.get_executor(), "another attempt") {}
+      alarm_(loop.get_executor(), "another attempt", EndWithFault) {}
 
 void SlowRetry::Follow(bool is_refused) {
   runs_ = is_refused;

@@ -77,9 +77,13 @@ void ConfirmedCommit::Begin() {
 }
 
 void ConfirmedCommit::Await(uint32_t session, const Confirmation& confirmation) {
-  persist_ = confirmation.persist;
-  owner_ = persist_.empty() ? session : 0;
-  alarm_.After(confirmation.timeout, [this] { TakeBackOrRetry("not confirmed in time"); });
+  const auto await = [&] {
+    persist_ = confirmation.persist;
+    owner_ = persist_.empty() ? session : 0;
+    alarm_.After(confirmation.timeout, [this] { TakeBackOrRetry("not confirmed in time"); });
+  };
+  // It is in force by now, so it is no refusal. A start takes it back.
+  RunEvent("ending, for the confirmation cannot be waited for", await, EndWithFault);
 }
 
 void ConfirmedCommit::Confirm() {
@@ -110,7 +114,9 @@ void ConfirmedCommit::TakeBack(const Author& author) {
 }
 
 void ConfirmedCommit::TakeBackOrRetry(const char* reason) {
-  alarm_.After(kRetry, [this, reason] { TakeBackOrRetry(reason); });
+  const auto retry = [&] { alarm_.After(kRetry, [this, reason] { TakeBackOrRetry(reason); }); };
+  // It would stay in force for good.
+  RunEvent("ending, for a commit cannot be taken back later", retry, EndWithFault);
   TakeBack({"", 0, std::string("taking back a commit: ") + reason});
 }
 

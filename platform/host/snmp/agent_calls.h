@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/event_loop.h"
 #include "snmp/agent.h"
 #include "snmp/endpoint.h"
 
@@ -40,7 +41,12 @@ class ProbeWindow {
  public:
   /// `agent` outlives the object.
   explicit ProbeWindow(AgentCalls& agent) : agent_(agent) { agent_.Share(true); }
-  ~ProbeWindow() { agent_.Share(false); }
+  /// Ends the process with a fault where it cannot be closed: others could listen beside the agent.
+  ~ProbeWindow() {
+    RunEvent(
+        "ending, for the agent's addresses stay open to others", [this] { agent_.Share(false); },
+        EndWithFault);
+  }
 
   ProbeWindow(const ProbeWindow&) = delete;
   ProbeWindow& operator=(const ProbeWindow&) = delete;

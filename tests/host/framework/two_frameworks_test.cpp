@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <new>
 #include <set>
 #include <string>
 #include <vector>
@@ -43,6 +44,14 @@ class ObedientAgent : public host::AgentCalls {
   host::AgentSettings settings;
   bool shares = false;
   int waits = 0;
+};
+
+/// Shares its addresses, and has no memory to end that.
+class SharingAgent : public ObedientAgent {
+ public:
+  void Share(bool on) override {
+    if (!on) throw std::bad_alloc();
+  }
 };
 
 class ListenHandler : public vkconfd::DataHandler {
@@ -235,6 +244,13 @@ TEST_F(TwoFrameworks, TimersOfOneProbeItsAgent) {
   while (probe.seen.empty() && first_->process.loop.run_one_for(std::chrono::seconds(20)) == 1) {
   }
   EXPECT_EQ(probe.seen, "first fired");
+}
+
+TEST(ProbeWindowDeathTest, OneThatCannotBeClosedEndsTheProcess) {
+  SharingAgent agent;
+  const auto open_and_close = [&agent] { const host::ProbeWindow window(agent); };
+  EXPECT_EXIT(open_and_close(), ::testing::ExitedWithCode(1),
+              "stay open to others: std::bad_alloc");
 }
 
 }  // namespace
