@@ -58,8 +58,12 @@ class Bench(Running):
 
     def ask(self, question):
         """What comes of a question to the daemon by NETCONF."""
+        return self.outcome(lambda: self._ask(question))
+
+    def outcome(self, request):
+        """What comes of a request of a session."""
         try:
-            self.timed(lambda: self._ask(question))
+            self.timed(request)
             return ACKNOWLEDGED
         except Refused:
             return REFUSED

@@ -1,6 +1,6 @@
 """The system calls of a commit, a start and a stop, as they are when nothing goes wrong."""
 
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 
 from .bench import ACKNOWLEDGED
 from .settings import NEW, OLD, OTHER, Settings
@@ -11,35 +11,21 @@ THREADS = (LOOP, AGENT)
 
 
 @dataclass(frozen=True)
-class InCommit:
-    """A call of the commit that leads from these settings to the other ones."""
+class Case:
+    """A call of a commit that leads from the settings `before` to the other ones, of a start that
+    is the `first` one or has a stored configuration, or of the end by SIGTERM."""
 
-    before: Settings
+    when: str
     call: Call
+    before: Settings = None
+    first: bool = False
 
     def __str__(self):
-        return f"commit from {'OLD' if self.before == OLD else 'NEW'}, {self.call}"
+        return f"{self.when}, {self.call}"
 
 
-@dataclass(frozen=True)
-class InStart:
-    """A call of a start with a stored configuration, or of the first one."""
-
-    first: bool
-    call: Call
-
-    def __str__(self):
-        return f"{'first start' if self.first else 'start'}, {self.call}"
-
-
-@dataclass(frozen=True)
-class InStop:
-    """A call of the end by SIGTERM."""
-
-    call: Call
-
-    def __str__(self):
-        return f"stop, {self.call}"
+def in_commit(before, call):
+    return Case(f"commit from {'OLD' if before == OLD else 'NEW'}", call, before=before)
 
 
 def attached(bench, thread, *options):
@@ -57,7 +43,7 @@ def of_commit(bench):
                 if bench.commit(OTHER[before]) != ACKNOWLEDGED:
                     raise Violation(f"a traced commit is not acknowledged\n{bench.last_records()}")
                 trace.detach()
-                cases += [InCommit(before, call) for call in trace.calls(thread)]
+                cases += [in_commit(before, call) for call in trace.calls(thread)]
     return cases
 
 
@@ -81,7 +67,8 @@ def of_start(bench, first, loader=False):
             raise Violation(f"a traced start fails\n{bench.last_records()}")
         bench.daemon.kill()
         calls = list(trace.calls(LOOP, until="READY=1"))
-        return [InStart(first, call) for call in calls[0 if loader else trace.loaded():]]
+        return [Case("first start" if first else "start", call, first=first)
+                for call in calls[0 if loader else trace.loaded():]]
 
 
 def of_starts(bench, loader):
@@ -96,12 +83,10 @@ def of_stop(bench):
         with attached(bench, thread) as trace:
             bench.stop()
             trace.detach()
-            cases += [InStop(call) for call in trace.calls(thread)]
+            cases += [Case("stop", call) for call in trace.calls(thread)]
     return cases
 
 
 def failing(cases):
     """Each of them with each error that its call may fail with."""
-    return [type(case)(*(getattr(case, name) for name in case.__dataclass_fields__
-                         if name != "call"), call=call)
-            for case in cases for call in case.call.failing()]
+    return [replace(case, call=call) for case in cases for call in case.call.failing()]

@@ -19,15 +19,23 @@ from lab.network import claim_run_folder
 BENCHES = 3
 
 
+def part(text):
+    number, parts = map(int, text.split("/"))
+    if not 1 <= number <= parts:
+        raise ValueError(text)
+    return number, parts
+
+
 def pytest_addoption(parser):
     parser.addoption("--all", action="store_true", help="every case, not a sample of them")
-    parser.addoption("--memory", action="store_true", help="the rows of failing allocations, too")
+    parser.addoption("--part", type=part, default=(1, 1), metavar="NUMBER/PARTS",
+                     help="with --all: one of so many parts of the cases")
 
 
 def pytest_configure(config):
     claim_run_folder()
     seed = os.environ.get("FAULTS_SEED") or secrets.randbelow(10 ** 9)
-    config.faults_table = Table(int(seed), config.getoption("--all"))
+    config.faults_table = Table(int(seed), config.getoption("--all"), config.getoption("--part"))
 
 
 def pytest_terminal_summary(terminalreporter, config):
@@ -62,14 +70,6 @@ def benches(all_benches):
     for bench in all_benches:
         bench.clear()
     return all_benches
-
-
-@pytest.fixture
-def memory(pytestconfig):
-    """Skips what does not hold for every allocation yet: one in some hundreds still ends the daemon
-    out of order, or leaves a session waiting."""
-    if not (pytestconfig.getoption("--memory") or pytestconfig.getoption("--all")):
-        pytest.skip("not every allocation may fail yet; --memory tries them")
 
 
 @pytest.fixture

@@ -10,8 +10,11 @@ PROTOCOL = "175"
 # What the daemon asks its own listeners from, now and then: the kernel chooses the port.
 OWN_REQUESTS = range(32768, 60600)
 END = "-- end of a listing --"
-LISTINGS = ["cat /proc/net/udp", "cat /proc/net/udp6", "nft -j -a list ruleset", "ip -j -4 rule",
-            "ip -j -6 rule", "ip -4 route show table all", "ip -6 route show table all"]
+# As JSON nft (1.0.6) lists maps only: what it has of a table's flags is memory that was given back,
+# which makes it anything, or the end of the listing.
+LISTINGS = ["cat /proc/net/udp", "cat /proc/net/udp6", "nft -a list ruleset", "nft -j list maps",
+            "ip -j -4 rule", "ip -j -6 rule", "ip -4 route show table all",
+            "ip -6 route show table all"]
 
 
 @dataclass(frozen=True)
@@ -34,15 +37,16 @@ def listeners(listing):
             yield f"listener {address_of(address)} {int(port, 16)}"
 
 
-def is_own(part):
-    """Whether a part of the packet filter is the daemon's."""
-    content = next(iter(part.values()))
-    return TABLE in (content.get("table"), "table" in part and content.get("name"))
+def foreign_tables(ruleset):
+    """The tables of others, each as a text."""
+    tables = re.split("^(?=table )", ruleset, flags=re.MULTILINE)
+    return [table for table in tables if not re.match(f"table [a-z]+ {TABLE} ", table)]
 
 
 def redirects(parts):
     """From the maps in which the daemon keeps them; what one of them lacks or has besides shows."""
-    maps = {part["map"]["name"]: part["map"].get("elem", []) for part in parts if "map" in part}
+    maps = {part["map"]["name"]: part["map"].get("elem", []) for part in parts
+            if part.get("map", {}).get("table") == TABLE}
     back = dict(maps.get("back", []))
     dropped = {port for port, _ in maps.get("ports", [])}
     for key, redirect in maps.get("to", []):
@@ -68,17 +72,14 @@ def rule_text(family, rule):
 def look(namespace):
     """One look at a namespace."""
     command = f"; echo '{END}'; ".join(f"{{ {listing} || exit 1; }}" for listing in LISTINGS)
-    udp, udp6, nft, *rest = namespace.run("sh", "-c", command).split(END + "\n")
-    parts = json.loads(nft)["nftables"]
+    udp, udp6, ruleset, maps, *rest = namespace.run("sh", "-c", command).split(END + "\n")
     rules = [(family, rule) for family, listing in zip((4, 6), rest) for rule in
              json.loads(listing)]
-    own = [part for part in parts if is_own(part)]
-    things = {*listeners(udp), *listeners(udp6), *redirects(own),
+    things = {*listeners(udp), *listeners(udp6), *redirects(json.loads(maps)["nftables"]),
               *(rule_text(family, rule) for family, rule in rules
                 if rule.get("protocol") == PROTOCOL)}
-    foreign = [json.dumps(part) for part in parts if not is_own(part)]
-    foreign += [f"{family} {json.dumps(rule)}" for family, rule in rules
-                if rule.get("protocol") != PROTOCOL]
+    foreign = foreign_tables(ruleset) + [f"{family} {json.dumps(rule)}" for family, rule in rules
+                                         if rule.get("protocol") != PROTOCOL]
     return Seen(frozenset(things), "\n".join([*foreign, *rest[2:]]))
 
 

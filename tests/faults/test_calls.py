@@ -133,7 +133,7 @@ class Found:
 def found(bench):
     ready = cases.of_start(bench, first=False)[-1]
     unheard = replace(ready, call=replace(ready.call, error="ENOMEM"))
-    kept = cases.InCommit(OLD, Call(AGENT, "getsockname", "1+", "ENOBUFS"))
+    kept = cases.in_commit(OLD, Call(AGENT, "getsockname", "1+", "ENOBUFS"))
     return [Found(failed_in_start, unheard), Found(failed_in_commit, kept)]
 
 

@@ -2,7 +2,7 @@
 
 import contextlib
 import datetime
-import threading
+import itertools
 import time
 
 from lab import snmp
@@ -13,6 +13,7 @@ from .bench import ACKNOWLEDGED, each
 from .process import status
 from .settings import NEW, OLD
 from .table import Stopwatch, Violation
+from .together import Together
 
 YEAR = 365 * 86400
 ABSENT = "198.51.100.77"
@@ -72,26 +73,19 @@ def wake_ups(bench):
     return status(bench.daemon.process.pid, "voluntary_ctxt_switches")
 
 
-class Jumps:
-    """A clock that is a year ahead and a year behind in turn, until the end of the block."""
+@contextlib.contextmanager
+def jumping(preload):
+    """The clock is a year ahead and a year behind in turn, until the end of the block."""
+    offsets = itertools.cycle((YEAR, -YEAR))
 
-    def __init__(self, preload):
-        self._preload, self._end, self.count = preload, threading.Event(), 0
-        self._thread = threading.Thread(target=self._jump)
+    def jump():
+        preload["clock_offset"] = next(offsets)
 
-    def __enter__(self):
-        self._thread.start()
-        return self
-
-    def __exit__(self, *_):
-        self._end.set()
-        self._thread.join()
-        self._preload["clock_offset"] = 0
-
-    def _jump(self):
-        while not self._end.wait(0.05):
-            self.count += 1
-            self._preload["clock_offset"] = YEAR if self.count % 2 else -YEAR
+    try:
+        with Together(jump, pause=0.05) as jumps:
+            yield jumps
+    finally:
+        preload["clock_offset"] = 0
 
 
 @contextlib.contextmanager
@@ -121,7 +115,7 @@ def test_the_clock_jumps_a_year_to_and_fro(benches, loaded, row):
     assert listens_to_the_absent(bench, "create") == ACKNOWLEDGED
     bench.daemon.wait_record(RETRY, since)
     begin, first, woken = time.monotonic(), retries(bench), wake_ups(bench)
-    with Stopwatch(row), Jumps(loaded[bench]) as jumps:
+    with Stopwatch(row), jumping(loaded[bench]) as jumps:
         bench.daemon.wait_record(RETRY, since, seconds=12, count=2)
         count, woken = retries(bench) - first, wake_ups(bench) - woken
         seconds = time.monotonic() - begin

@@ -4,7 +4,7 @@ do without is refused or told, and done when there are enough again."""
 import os
 import resource
 
-from lab.netconf import Client, Refused
+from lab.netconf import Client
 from lab.wait import wait_until
 
 from . import settings
@@ -61,19 +61,6 @@ def first_free(bench):
     return next(number for number in range(ENOUGH) if number not in taken)
 
 
-def commit_on(client, before, after):
-    """What comes of a commit on a session that is open already."""
-    try:
-        client.edit(settings.edit(before, after))
-        return ACKNOWLEDGED
-    except Refused:
-        return REFUSED
-    except TimeoutError as error:
-        raise Violation(f"no answer after {DEADLINE:g} s") from error
-    except OSError:
-        return NO_ANSWER
-
-
 def few_in_commit(bench, spare):
     """`spare` descriptors are left when the commit begins; fewer than none make no difference."""
     bench.bring(OLD)
@@ -81,7 +68,7 @@ def few_in_commit(bench, spare):
     with Client(bench.daemon.netconf_socket, seconds=DEADLINE) as client:
         client.get_config()
         with Limit(bench, first_free(bench) + spare):
-            answer = bench.timed(lambda: commit_on(client, OLD, NEW))
+            answer = bench.outcome(lambda: client.edit(settings.edit(OLD, NEW)))
             if bench.ends_soon(answer == NO_ANSWER):
                 return ended(bench, answer)
             allowed = {ACKNOWLEDGED: [NEW], REFUSED: [OLD], NO_ANSWER: [OLD, NEW]}[answer]

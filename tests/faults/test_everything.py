@@ -4,7 +4,6 @@ interfaces that come and go, managers with a wrong community."""
 import contextlib
 import socket
 import statistics
-import threading
 import time
 
 from lab.load import get_request
@@ -16,41 +15,12 @@ from . import settings
 from .kernel import PROTOCOL
 from .process import children, descriptors, status
 from .table import Stopwatch
+from .together import Together
 
 GUEST = "198.51.100.50"
 GUEST_PORT = 5000
 # More is a leak: a commit needs a few hundred KiB, and gives them back.
 GROWTH = 16 * 1024  # KiB
-
-
-class Together:
-    """Each of some calls again and again on a thread of its own, until the end of the block. What
-    one of them raises is raised there."""
-
-    def __init__(self, *calls):
-        self._end = threading.Event()
-        self.errors, self.counts = [], dict.fromkeys((call.__name__ for call in calls), 0)
-        self._threads = [threading.Thread(target=self._work, args=(call,)) for call in calls]
-
-    def __enter__(self):
-        for thread in self._threads:
-            thread.start()
-        return self
-
-    def __exit__(self, *_):
-        self._end.set()
-        for thread in self._threads:
-            thread.join()
-        if self.errors:
-            raise self.errors[0]
-
-    def _work(self, call):
-        try:
-            while not self._end.is_set():
-                call()
-                self.counts[call.__name__] += 1
-        except Exception as error:  # pylint: disable=broad-except
-            self.errors.append(error)
 
 
 class Crowd:

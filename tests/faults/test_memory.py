@@ -4,8 +4,6 @@ client was told."""
 
 import xml.etree.ElementTree as ET
 
-import pytest
-
 from .bench import ACKNOWLEDGED, NO_ANSWER, REFUSED, each
 from .preloaded import ALLOCATED_AT, DIED_AT
 from .settings import NEW, OLD, OTHER, XPATH
@@ -14,13 +12,12 @@ from .test_calls import as_stored_or_told
 
 OWN = "snmp-app("
 NOT_READY = "not ready"
-pytestmark = pytest.mark.usefixtures("memory")
 
 
 def sample(row, total, count):
     """Numbers of allocations: one from each of `count` equal parts; all of them with --all."""
     if row.everything:
-        return range(1, total + 1)
+        return row.all_of(range(1, total + 1))
     return [1 + int((part + row.chance.random()) * total / count) for part in range(count)]
 
 

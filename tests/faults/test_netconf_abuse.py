@@ -2,9 +2,9 @@
 agent answers meanwhile."""
 
 import contextlib
+import functools
 import socket
-import threading
-import time
+import subprocess
 
 from lab.load import Load
 from lab.netconf import BASE, hello
@@ -15,6 +15,7 @@ from .bench import ACKNOWLEDGED
 from .process import children, status
 from .settings import NEW, OLD
 from .table import Stopwatch
+from .together import Together
 
 MIB = 1024  # KiB
 # 16 sessions with a message of 2 MiB each, in a buffer that has grown to twice that, and one of
@@ -118,36 +119,13 @@ def come_and_go(bench, chance):
 ABUSES = [send_messages, send_messages, send_messages, send_without_end, never_read, come_and_go]
 
 
-class Abusers:
-    """Clients that do all of it until the end of the block."""
-
-    def __init__(self, bench, row):
-        self._bench, self._end, self.count = bench, threading.Event(), 0
-        chances = [type(row.chance)(f"{row.seed} {number}") for number in range(len(ABUSES))]
-        self._threads = [threading.Thread(target=self._work, args=each)
-                         for each in zip(ABUSES, chances)]
-
-    def __enter__(self):
-        for thread in self._threads:
-            thread.start()
-        return self
-
-    def __exit__(self, *_):
-        self._end.set()
-        for thread in self._threads:
-            thread.join()
-
-    def work_for(self, seconds):
-        """Waits so long, or until the daemon has ended."""
-        deadline = time.monotonic() + seconds
-        while time.monotonic() < deadline and self._bench.is_up():
-            self._end.wait(0.1)
-
-    def _work(self, abuse, chance):
-        while not self._end.is_set():
-            self.count += 1
-            with contextlib.suppress(OSError):
-                abuse(self._bench, chance)
+def each_abuse(bench, row):
+    """Calls that do each of the abuses once; with the same seed each of them does the same."""
+    def once(abuse, chance):
+        with contextlib.suppress(OSError):
+            abuse(bench, chance)
+    return [functools.partial(once, abuse, type(row.chance)(f"{row.seed} {number}"))
+            for number, abuse in enumerate(ABUSES)]
 
 
 def test_abuse_of_netconf(benches, row):
@@ -163,12 +141,13 @@ def test_abuse_of_netconf(benches, row):
         for _ in range(7):
             half = stack.enter_context(session(bench))
             half.sendall(b"<rpc>" + b"x" * (PLENTY - 100))
-        abusers = stack.enter_context(Abusers(bench, row))
-        abusers.work_for(seconds)
+        abuses = stack.enter_context(Together(*each_abuse(bench, row)))
+        with contextlib.suppress(subprocess.TimeoutExpired):
+            bench.daemon.process.wait(seconds)
         counts = load.finish()
     assert bench.is_up(), bench.last_records()
     peak = status(process, "VmHWM")
-    row.note(f"{abusers.count} sessions and more, resident {before // MIB} MiB, at most "
+    row.note(f"{abuses.count} sessions and more, resident {before // MIB} MiB, at most "
              f"{peak // MIB} of {CEILING // MIB}; {counts['sent']} SNMP requests, {counts['lost']} "
              f"lost, longest wait {counts['longest'] * 1000:.0f} ms")
     assert peak < CEILING

@@ -57,6 +57,12 @@ def test_a_row_with_a_violation_does_not_hold():
         row.hold()
 
 
+def test_the_parts_of_all_cases_are_all_cases():
+    parts = [Row("name", 1, True, (number, 3)).sample(range(10), 2) for number in (1, 2, 3)]
+    assert [len(part) for part in parts] == [4, 3, 3]
+    assert sorted(sum(parts, [])) == list(range(10))
+
+
 @pytest.fixture
 def bench(benches):
     benches[0].row = None

@@ -2,40 +2,34 @@
 
 import os
 import signal
-import threading
 import time
 
 from .bench import ACKNOWLEDGED
 from .process import children
 from .settings import OLD, OTHER, XPATH
 from .table import Stopwatch
+from .together import Together
 
 SIGNALS = (signal.SIGUSR1, signal.SIGUSR2, signal.SIGCHLD, signal.SIGCONT)
 RATE = 3000
 
 
-class Storm:
+class Storm(Together):
     """Signals to a process until the end of the block."""
 
     def __init__(self, process):
-        self._process, self._end, self.sent = process, threading.Event(), 0
-        self._thread = threading.Thread(target=self._send)
+        super().__init__(self._send, pause=0.001)
+        self._process, self.sent = process, 0
         self.begin = time.monotonic()
 
-    def __enter__(self):
-        self._thread.start()
-        return self
-
-    def __exit__(self, *_):
-        self._end.set()
-        self._thread.join()
+    def __exit__(self, *error):
+        super().__exit__(*error)
         self.seconds = time.monotonic() - self.begin
 
     def _send(self):
-        while not self._end.wait(0.001):
-            while self.sent < (time.monotonic() - self.begin) * RATE:
-                os.kill(self._process, SIGNALS[self.sent % len(SIGNALS)])
-                self.sent += 1
+        while self.sent < (time.monotonic() - self.begin) * RATE:
+            os.kill(self._process, SIGNALS[self.sent % len(SIGNALS)])
+            self.sent += 1
 
 
 def test_signals_while_it_works(benches, row):
