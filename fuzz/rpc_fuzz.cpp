@@ -32,7 +32,7 @@ constexpr char kStart[] = R"({
   "confd_dyncfg:confdConfig": {"snmpAgent": {"enabled": true, "ip": "198.51.100.1"}}
 })";
 
-void CheckStored(const std::string& text);
+void CheckStored(const std::string& text, const host::CommitRecord& record);
 
 /// Never destroyed: the trees of the last input may still be there when the process ends.
 host::Engine& Engine() {
@@ -42,7 +42,7 @@ host::Engine& Engine() {
 }
 
 /// Takes the place of the file that a commit writes: what would be written is what is read back.
-void CheckStored(const std::string& text) {
+void CheckStored(const std::string& text, const host::CommitRecord& /*record*/) {
   ly_ctx* context = Engine().Models().Context();
   try {
     host::Tree tree = host::ParseTree(context, text);
@@ -129,7 +129,8 @@ void Ask(host::RpcHandler* handler, const host::Datastores& datastores,
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Start();
   boost::asio::io_context loop;
-  host::Datastores datastores(loop.get_executor(), &Engine());
+  host::Datastores datastores(loop.get_executor(), &Engine(),
+                              host::DatastoreFiles{"/proc/not-written-either", nullptr});
   host::RpcHandler handler(
       &datastores,
       {[] { return host::Tree(); }, [](host::SessionId session) { return session == kOther; }});

@@ -120,6 +120,18 @@ class Bench(Running):
         for name, port, _ in wanted.redirects:
             self.check_answers(*MANAGERS[name], port, wanted.communities)
 
+    def check_history(self):
+        """Nothing in the history is half of something, and its newest one is what is stored."""
+        folder = os.path.join(self.daemon.state, "history")
+        names = set(os.listdir(folder))
+        numbers = sorted(int(name.split(".")[0]) for name in names if name.endswith(".commit.json"))
+        whole = {f"{number}{ending}" for number in numbers for ending in (".json", ".commit.json")}
+        if names != whole or not 0 < len(numbers) <= 50:
+            raise Violation(f"the history has {len(numbers)} and besides {sorted(names ^ whole)}")
+        with open(os.path.join(folder, f"{numbers[-1]}.json"), encoding="utf-8") as file:
+            if json.load(file) != self.stored():
+                raise Violation(f"number {numbers[-1]} of the history is not what is stored")
+
     def check_answers(self, network, address, port, communities):
         """The agent answers this manager with each of the communities, and with no other."""
         with socket_in(self.site.managers[network], socket.AF_INET) as manager:

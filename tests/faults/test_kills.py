@@ -19,6 +19,7 @@ def goes_on(bench, allowed):
     if bench.settings() != now:
         raise Violation(f"a start makes {bench.settings()}\nof {now}")
     bench.check()
+    bench.check_history()
     return allowed[now]
 
 

@@ -9,6 +9,7 @@ NS = {"nc": BASE,
       "snmp": "urn:snmp-app:snmp",
       "dyncfg": "urn:snmp-app:dyncfg",
       "state": "urn:snmp-app:state",
+      "history": "urn:snmp-app:history",
       "mon": "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"}
 
 

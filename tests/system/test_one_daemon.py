@@ -214,4 +214,4 @@ def test_a_folder_that_the_daemon_makes_is_its_own(daemon, manager, tmp_path):
     daemon.write_startup(configuration(ROUTER_ADDRESS))
     daemon.start()
     assert state.stat().st_mode & 0o777 == 0o700
-    assert os.listdir(state) == ["running.json"]
+    assert sorted(os.listdir(state)) == ["history", "running.json"]

@@ -87,7 +87,7 @@ def test_full_disk_refuses_the_commit(small_disk, daemon, manager):
     daemon.wait_record(rf" fault .*{small_disk}.*No space left on device", since)
     assert stored_port(daemon) == 161
     assert snmp.get(manager, ADDRESS)
-    assert os.listdir(small_disk) == ["running.json"]
+    assert sorted(os.listdir(small_disk)) == ["history", "running.json"]
     since = daemon.reload(configuration(ADDRESS, port=1161))
     daemon.wait_record("in force", since)
     assert snmp.get(manager, ADDRESS, port=1161)

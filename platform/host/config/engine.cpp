@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "config/differences.h"
+#include "config/input_file.h"
 #include "config/system_nodes.h"
 #include "config/target_check.h"
 #include "config/text_check.h"
@@ -72,7 +73,9 @@ Engine::Engine(const std::string& models_folder, const std::string& running_file
       schema_(models_folder, standard_folder),
       store_(running_file),
       unconfirmed_(running_file + ".unconfirmed"),
-      save_(save ? std::move(save) : [this](const std::string& text) { store_.Save(text); }),
+      save_(save ? std::move(save)
+                 : [this](const std::string& text,
+                          const CommitRecord& /*record*/) { store_.Save(text); }),
       deliver_(std::move(deliver)),
       hooks_(hooks),
       running_(ReadTree(schema_.Context(), "{}")) {}
@@ -101,15 +104,9 @@ CommitResult Engine::ReplaceByFile(const std::string& path, const Author& author
 }
 
 Tree Engine::ReadCandidate(const std::string& path) const {
-  const std::string text = ReadFile(path);
-  try {
-    Tree candidate = ParseTree(schema_.Context(), text);
-    DropMarked(&candidate);
-    Prepare(&candidate);
-    return candidate;
-  } catch (const std::runtime_error& error) {
-    throw std::runtime_error(path + ": " + error.what());
-  }
+  Tree candidate = ReadInput(schema_.Context(), path);
+  TellingFile(path, [&] { Prepare(&candidate); });
+  return candidate;
 }
 
 CommitResult Engine::Commit(Tree candidate, const Author& author) {
@@ -185,7 +182,7 @@ CommitResult Engine::PutInForce(SharedTree candidate, std::vector<common::Change
   if (!Tells(text, candidate.get())) throw std::bad_alloc();
   if (changes.empty() && text == PrintTree(running_.get())) return result;
   record->changes = ChangesText(changes);
-  save_(text);
+  save_(text, *record);
   // Nothing throws from here on but `deliver_`: what is stored is in force.
   running_.swap(candidate);
   result.saved = true;

@@ -25,8 +25,8 @@ namespace host {
 using Deliver = std::function<void(std::vector<common::Change>& changes)>;
 
 /// Keeps the text of a configuration for the next start; throws when that is not done. Where it may
-/// be done or not, it ends the process, for the same reason.
-using Save = std::function<void(const std::string& text)>;
+/// be done or not, it ends the process, for the same reason. The record has who commits what.
+using Save = std::function<void(const std::string& text, const CommitRecord& record)>;
 
 struct LoadResult {
   bool found = false;       ///< The running configuration is the stored one, else the defaults.

@@ -13,6 +13,7 @@ constexpr NetconfFeature kNetconfFeatures[] = {
     {"candidate", "urn:ietf:params:netconf:capability:candidate:1.0"},
     {"confirmed-commit", "urn:ietf:params:netconf:capability:confirmed-commit:1.1"},
     {"rollback-on-error", "urn:ietf:params:netconf:capability:rollback-on-error:1.0"},
+    {"startup", "urn:ietf:params:netconf:capability:startup:1.0"},
     {"validate", "urn:ietf:params:netconf:capability:validate:1.1"},
     {"xpath", "urn:ietf:params:netconf:capability:xpath:1.0"},
 };

@@ -18,8 +18,10 @@ namespace {
 constexpr mode_t kFileMode = 0600;
 
 [[noreturn]] void Throw(const std::string& operation, const std::string& path, int error) {
-  throw std::runtime_error("cannot " + operation + " " + path + ": " +
-                           std::generic_category().message(error));
+  const std::string text =
+      "cannot " + operation + " " + path + ": " + std::generic_category().message(error);
+  if (error == ENOSPC || error == EDQUOT) throw NoRoom(text);
+  throw std::runtime_error(text);
 }
 
 /// What `call` returns when no signal has interrupted it.
@@ -137,18 +139,20 @@ std::string ReadFile(const std::string& path) {
 Store::Store(std::string path) : path_(std::move(path)) {}
 
 std::optional<std::string> Store::Load() const {
-  if (Look(path_) == ENOENT) return std::nullopt;
+  if (!Exists()) return std::nullopt;
   return ReadFile(path_);
 }
 
+bool Store::Exists() const { return Look(path_) != ENOENT; }
+
 void Store::Save(const std::string& text) const {
-  const Scratch temp(path_ + ".tmp");
+  const Scratch temp(path_ + kTemporary);
   WriteAndSync(temp.Path(), text);
   Replace(temp.Path(), path_);
 }
 
 bool Store::MoveTo(const Store& other) const {
-  if (Look(path_) == ENOENT) return false;
+  if (!Exists()) return false;
   Replace(path_, other.path_);
   return true;
 }

@@ -10,6 +10,12 @@ namespace host {
 /// The content of a regular file, whole. Throws std::runtime_error with path and reason.
 std::string ReadFile(const std::string& path);
 
+/// The file system has no room for the text (ENOSPC, EDQUOT).
+class NoRoom : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 /// The new text is in place, but whether it is there after a power cut nobody knows.
 class UncertainSave : public std::runtime_error {
  public:
@@ -18,12 +24,18 @@ class UncertainSave : public std::runtime_error {
 
 class Store {
  public:
+  /// What the name of a new file has behind it until it takes the place of the old one.
+  static constexpr char kTemporary[] = ".tmp";
+
   /// `path` is a file in a folder that exists at the first Save().
   explicit Store(std::string path);
 
   /// The stored text, nothing when there is no file. Throws std::runtime_error with path and reason
   /// when something is there that cannot be read.
   std::optional<std::string> Load() const;
+
+  /// Whether something is there, or cannot be looked for.
+  bool Exists() const;
 
   /// Replaces the stored text. Whenever the process or the machine stops, the file is the whole
   /// old one or the whole new one. Throws std::runtime_error with path and reason; the file is

@@ -59,12 +59,12 @@ bool HasAgentAddresses(const std::vector<common::Change>& changes) {
                      [&changes](const char* path) { return common::IsTouched(changes, path); });
 }
 
-/// Of what is stored and what is in force only one could be told, so neither is: a start has both.
-void SaveOrEnd(const Store& store, const std::string& text) {
+void SaveWithRoom(const Store& store, const std::string& text, ConfigHistory* history) {
   try {
     store.Save(text);
-  } catch (const UncertainSave& error) {
-    HOST_LAST_FAULT("ending, to start with what is stored: " + std::string(error.what()));
+  } catch (const NoRoom&) {
+    if (!history->GiveWay(text.size())) throw;
+    store.Save(text);
   }
 }
 
@@ -92,9 +92,13 @@ Framework::Framework(Process& process, AgentCalls& agent, const Folders& folders
           folders.models, folders.RunningFile(),
           [this](std::vector<common::Change>& changes) { DeliverOrEnd(changes); }, &callpoints_,
           StandardModels(folders),
-          [store = Store(folders.RunningFile())](const std::string& text) {
-            SaveOrEnd(store, text);
-          }),
+          [this](const std::string& text, const CommitRecord& record) { SaveOrEnd(text, record); }),
+      configurations_(engine_.Models().Context(), folders.RunningFile(), folders.HistoryFolder()),
+      configurations_retry_(process.loop,
+                            [this] {
+                              configurations_.Settle();
+                              return configurations_.IsBehind();
+                            }),
       listener_retry_(process.loop, [this] { return TryRefusedListeners(); }),
       rules_retry_(process.loop, [this] { return !rules_.Retry(); }),
       monitor_(process.loop, [this] { rules_.Restore(); }) {
@@ -159,12 +163,28 @@ void Framework::OpenNetconf() {
   try {
     MakeFolder(folders_.runtime);
     const char* group = getenv("SNMP_APP_NETCONF_GROUP");
-    netconf_ = std::make_unique<NetconfServer>(process_.loop, folders_.NetconfSocket(),
-                                               group == nullptr ? "" : group, &engine_,
-                                               [this] { return State(); });
+    netconf_ = std::make_unique<NetconfServer>(
+        process_.loop, folders_.NetconfSocket(), group == nullptr ? "" : group, &engine_,
+        [this] { return State(); }, SessionLimits(),
+        DatastoreFiles{folders_.StartupFile(), &configurations_});
   } catch (const std::exception& exception) {
     HOST_FAULT("no NETCONF: " + std::string(exception.what()));
   }
+}
+
+/// Of what is stored and what is in force only one could be told, so neither is: a start has both.
+/// The history never keeps a configuration from being stored.
+void Framework::SaveOrEnd(const std::string& text, const CommitRecord& record) {
+  const Store store(folders_.RunningFile());
+  configurations_.Settle();
+  try {
+    SaveWithRoom(store, text, &configurations_);
+  } catch (const UncertainSave& error) {
+    HOST_LAST_FAULT("ending, to start with what is stored: " + std::string(error.what()));
+  }
+  configurations_.Add(record.author, record.changes);
+  RunEvent("retry of the history",
+           [this] { configurations_retry_.Follow(configurations_.IsBehind()); });
 }
 
 /// What cannot be read now may be good all the same, so nothing takes its place.
@@ -179,11 +199,17 @@ LoadResult Framework::LoadStored() {
 
 /// Returns how the configuration came about.
 std::string Framework::LoadConfiguration() {
+  configurations_.Open();
   const LoadResult stored = LoadStored();
   if (stored.taken_back) {
     HOST_LOG(kNotice, "A commit was not confirmed; the configuration from before it is taken.");
   }
   if (stored.found) {
+    configurations_.AddFound({"", 0,
+                              stored.taken_back
+                                  ? "taking back a commit: not confirmed before the end"
+                                  : "found at a start"});
+    configurations_retry_.Follow(configurations_.IsBehind());
     HOST_LOG(kProgress, "Running configuration as it was stored; %s is read at SIGHUP.",
              folders_.StartupFile().c_str());
     return "the stored configuration was taken";
@@ -290,8 +316,11 @@ void Framework::SettleAgent() {
 
 Tree Framework::State() {
   const VkConfdCdbSession session(this, CDB_RUNNING, true);
-  return ReadState(engine_.Models().Context(), {session.Socket(), process_, agent_, history_,
-                                                rules_, listener_retry_.Runs(), commits_});
+  ly_ctx* context = engine_.Models().Context();
+  Tree state = ReadState(context, {session.Socket(), process_, agent_, history_, rules_,
+                                   listener_retry_.Runs(), commits_});
+  InsertAll(&state, HistoryData(context, configurations_.Entries()));
+  return state;
 }
 
 std::vector<ListenerFailure> Framework::RebindAgent() {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "config/config_history.h"
 #include "config/engine.h"
 #include "delivery/change.h"
 #include "framework/callpoints.h"
@@ -59,6 +60,7 @@ class Framework : public VkConfdInterface {
  private:
   LoadResult LoadStored();
   std::string LoadConfiguration();
+  void SaveOrEnd(const std::string& text, const CommitRecord& record);
   void OpenNetconf();
   Tree State();
   std::string TakeFirstConfiguration();
@@ -85,7 +87,9 @@ class Framework : public VkConfdInterface {
   bool connected_ = false;
   Callpoints callpoints_;
   Engine engine_;
+  ConfigHistory configurations_;
   ListenerHistory history_;
+  SlowRetry configurations_retry_;
   SlowRetry listener_retry_;
   SlowRetry rules_retry_;
   uint64_t commits_ = 0;  ///< That were delivered.

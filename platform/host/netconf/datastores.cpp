@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "config/input_file.h"
 #include "netconf/rpc_error.h"
 
 namespace host {
@@ -16,9 +17,17 @@ RpcError Denied(const char* tag, SessionId holder) {
       .With("session-id", std::to_string(holder));
 }
 
+RpcError NoSuchNumber(uint32_t number) {
+  return RpcError("protocol", "invalid-value",
+                  "the history has no configuration " + std::to_string(number))
+      .At("/snmp-app-history:rollback/number")
+      .With("bad-element", "number");
+}
+
 }  // namespace
 
 Tree Datastores::Copy(Datastore datastore) const {
+  if (datastore == Datastore::kStartup) return startup_.Read(Models().Context());
   if (datastore == Datastore::kRunning || !candidate_changed_) return engine_->CopyRunning();
   Tree copy = CopyTree(candidate_.get());
   AddDefaults(Models().Context(), &copy);
@@ -29,10 +38,29 @@ void Datastores::Replace(Datastore datastore, Tree content, const Author& author
   CheckAccess(datastore, author.session);
   if (datastore == Datastore::kRunning) {
     engine_->Commit(std::move(content), author);
-    return;
+  } else if (datastore == Datastore::kStartup) {
+    Check(CopyTree(content.get()));
+    startup_.Write(std::move(content));
+  } else {
+    candidate_ = std::move(content);
+    candidate_changed_ = true;
   }
-  candidate_ = std::move(content);
-  candidate_changed_ = true;
+}
+
+void Datastores::RollBack(uint32_t number, Datastore target, Author author) {
+  CheckAccess(target, author.session);
+  if (target == Datastore::kRunning && confirmed_.IsUnderWay()) {
+    throw RpcError("protocol", "in-use",
+                   "a commit waits to be confirmed or cancelled, and comes first");
+  }
+  if (history_ == nullptr || !history_->Has(number)) throw NoSuchNumber(number);
+  author.operation += " to " + std::to_string(number);
+  Replace(target, ReadInput(Models().Context(), history_->FileOf(number)), author);
+}
+
+void Datastores::DeleteStartup(SessionId session) {
+  CheckAccess(Datastore::kStartup, session);
+  startup_.Remove();
 }
 
 void Datastores::Commit(const Author& author, const Confirmation& confirmation) {
@@ -80,7 +108,8 @@ void Datastores::Unlock(Datastore datastore, SessionId session) {
 
 void Datastores::EndSession(SessionId session) {
   confirmed_.EndSession(session);
-  for (const Datastore datastore : {Datastore::kRunning, Datastore::kCandidate}) {
+  for (const Datastore datastore :
+       {Datastore::kRunning, Datastore::kCandidate, Datastore::kStartup}) {
     if (LockedBy(datastore) == session) EndLock(datastore);
   }
 }
@@ -88,7 +117,7 @@ void Datastores::EndSession(SessionId session) {
 /// What was not committed under the candidate's lock goes with it.
 void Datastores::EndLock(Datastore datastore) {
   locks_[Index(datastore)] = {};
-  if (datastore == Datastore::kRunning) return;
+  if (datastore != Datastore::kCandidate) return;
   candidate_.reset();
   candidate_changed_ = false;
 }

@@ -1,4 +1,4 @@
-// The configurations that sessions read and change (RFC 6241, section 5 and section 8.3).
+// The configurations that sessions read and change (RFC 6241, sections 5, 8.3 and 8.7).
 #pragma once
 
 #include <array>
@@ -7,35 +7,56 @@
 #include <cstdint>
 #include <string>
 
+#include "config/config_history.h"
 #include "config/engine.h"
 #include "config/tree.h"
 #include "netconf/confirmed_commit.h"
+#include "netconf/startup_file.h"
 
 namespace host {
 
-enum class Datastore { kRunning, kCandidate };
+enum class Datastore { kRunning, kCandidate, kStartup };
 
 /// A session's number; 0 is none.
 using SessionId = uint32_t;
+
+/// The files beside the running configuration's.
+struct DatastoreFiles {
+  std::string startup;
+  const ConfigHistory* history = nullptr;  ///< Null for none.
+};
 
 /// The candidate is shared by all sessions. Operations throw RpcError, in-use, for a datastore that
 /// another session has locked, and for a configuration that cannot be in force what the engine
 /// throws. Nothing has changed then.
 class Datastores {
  public:
-  /// `engine` and the executor's loop outlive the object.
-  Datastores(const boost::asio::any_io_executor& executor, Engine* engine)
-      : engine_(engine), confirmed_(executor, engine) {}
+  /// `engine`, the executor's loop and the history outlive the object.
+  Datastores(const boost::asio::any_io_executor& executor, Engine* engine,
+             const DatastoreFiles& files = {})
+      : engine_(engine),
+        confirmed_(executor, engine),
+        startup_(files.startup),
+        history_(files.history) {}
 
   const Schema& Models() const { return engine_->Models(); }
 
   /// A copy with defaults, the caller's, to be changed and given to Replace(). Locks do not matter
-  /// to it. Linear.
+  /// to it. That of the start-up datastore is what its file has now, also where the models refuse
+  /// it. Linear.
   Tree Copy(Datastore datastore) const;
 
   /// Gives a datastore this content; for the running one that is a commit. The candidate takes what
   /// the models refuse, too: its commit tells.
   void Replace(Datastore datastore, Tree content, const Author& author);
+
+  /// Gives a datastore a configuration of the history, as Replace() does. Throws RpcError,
+  /// invalid-value, when it does not have that number, and in-use for the running one while a
+  /// commit waits for its confirmation.
+  void RollBack(uint32_t number, Datastore target, Author author);
+
+  /// Leaves the start-up datastore without any content.
+  void DeleteStartup(SessionId session);
 
   /// Makes the candidate the running configuration, and confirms a commit that waits for it or has
   /// this one wait. A refused one stays the candidate.
@@ -82,7 +103,9 @@ class Datastores {
   ConfirmedCommit confirmed_;
   bool candidate_changed_ = false;
   Tree candidate_;  ///< Counts only when it was changed.
-  std::array<LockState, 2> locks_;
+  StartupFile startup_;
+  const ConfigHistory* history_;
+  std::array<LockState, 3> locks_;
 };
 
 }  // namespace host

@@ -89,7 +89,8 @@ Tree MonitoringState(const Datastores& datastores, const std::vector<std::string
       R"(<netconf-state xmlns="urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring">)" +
       CapabilitiesXml(capabilities) +
       Element("datastores", DatastoreXml(datastores, Datastore::kRunning, "running") +
-                                DatastoreXml(datastores, Datastore::kCandidate, "candidate")) +
+                                DatastoreXml(datastores, Datastore::kCandidate, "candidate") +
+                                DatastoreXml(datastores, Datastore::kStartup, "startup")) +
       SchemasXml(context) + Element("sessions", session_list) + StatisticsXml(all) +
       "</netconf-state>";
   Tree state = ParseState(context, xml);

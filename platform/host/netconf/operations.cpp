@@ -98,6 +98,19 @@ std::string DiscardChanges(const Request& request) {
   return kOk;
 }
 
+std::string DeleteConfig(const Request& request) {
+  request.datastores->DeleteStartup(request.author.session);
+  return kOk;
+}
+
+std::string RollBack(const Request& request) {
+  const auto number = static_cast<uint32_t>(std::stoul(ParameterText(request.operation, "number")));
+  const bool is_candidate = ParameterText(request.operation, "target") == "candidate";
+  request.datastores->RollBack(number, is_candidate ? Datastore::kCandidate : Datastore::kRunning,
+                               request.author);
+  return kOk;
+}
+
 std::string Validate(const Request& request) {
   request.datastores->Check(SourceOf(request));
   return kOk;
@@ -150,15 +163,17 @@ struct Operation {
   bool closes = false;
 };
 
-/// delete-config is missing: no datastore of this server can be deleted.
+/// The models have delete-config take nothing but the start-up datastore.
 constexpr Operation kOperations[] = {
     {"get", Get},
     {"get-config", GetConfig},
     {"edit-config", EditConfig},
     {"copy-config", CopyConfig},
+    {"delete-config", DeleteConfig},
     {"commit", Commit},
     {"cancel-commit", CancelCommit},
     {"discard-changes", DiscardChanges},
+    {"rollback", RollBack},
     {"validate", Validate},
     {"lock", Lock},
     {"unlock", Unlock},

@@ -33,7 +33,8 @@ std::string ParameterText(const lyd_node* operation, const char* leaf, const cha
 }
 
 Datastore DatastoreIn(const lyd_node* container) {
-  return Parameter(container, "running") != nullptr ? Datastore::kRunning : Datastore::kCandidate;
+  if (Parameter(container, "running") != nullptr) return Datastore::kRunning;
+  return Parameter(container, "startup") != nullptr ? Datastore::kStartup : Datastore::kCandidate;
 }
 
 const lyd_node* ConfigContent(const lyd_node* config) {

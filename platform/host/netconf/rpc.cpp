@@ -27,7 +27,8 @@ RpcReply RpcHandler::Handle(SessionId session, const std::string& user,
 
 bool RpcHandler::HasLock(SessionId session) const {
   return datastores_->LockedBy(Datastore::kRunning) == session ||
-         datastores_->LockedBy(Datastore::kCandidate) == session;
+         datastores_->LockedBy(Datastore::kCandidate) == session ||
+         datastores_->LockedBy(Datastore::kStartup) == session;
 }
 
 RpcReply RpcHandler::Refused(const RpcEnvelope& envelope, const RpcError& error) const {

@@ -102,7 +102,7 @@ RpcError TakeRequestError(ly_ctx* context) {
   const std::string said = WithoutQuoted(text);
   if (code != LYVE_SYNTAX && path.compare(0, sizeof kDeleteConfig - 1, kDeleteConfig) == 0) {
     return {"protocol", "operation-not-supported",
-            "no datastore of this server can be deleted: " + reason};
+            "only the start-up datastore can be deleted: " + reason};
   }
   for (const KnownRefusal& known : kKnown) {
     if (said.find(known.text) == std::string::npos) continue;

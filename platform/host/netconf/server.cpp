@@ -47,11 +47,11 @@ void RemoveStale(boost::asio::io_context& loop, const std::string& path) {
 
 NetconfServer::NetconfServer(boost::asio::io_context& loop, const std::string& path,
                              const std::string& group, Engine* engine, std::function<Tree()> state,
-                             const SessionLimits& limits)
+                             const SessionLimits& limits, const DatastoreFiles& files)
     : loop_(loop),
       path_(path),
       limits_(limits),
-      datastores_(loop.get_executor(), engine),
+      datastores_(loop.get_executor(), engine, files),
       state_(std::move(state)),
       handler_(&datastores_,
                {[this] { return State(); }, [this](SessionId session) { return Kill(session); }}),

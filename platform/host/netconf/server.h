@@ -23,11 +23,13 @@ class NetconfServer {
  public:
   /// Listens at `path`; a socket that nobody listens at is replaced. Root and `group` may open it,
   /// the process's own group when that is empty (mode 0660, unix(7)). `state` tells the daemon's
-  /// own state data, beside what the server adds of itself; empty for none. `engine` and `loop`
-  /// outlive the object. Throws std::exception with the reason: somebody listens at `path`, there
-  /// is no such group, or the system refuses the socket, its mode or its owner.
+  /// own state data, beside what the server adds of itself; empty for none. `engine`, `loop`
+  /// and the history of `files` outlive the object. Throws std::exception with the reason: somebody
+  /// listens at `path`, there is no such group, or the system refuses the socket, its mode or its
+  /// owner.
   NetconfServer(boost::asio::io_context& loop, const std::string& path, const std::string& group,
-                Engine* engine, std::function<Tree()> state, const SessionLimits& limits = {});
+                Engine* engine, std::function<Tree()> state, const SessionLimits& limits = {},
+                const DatastoreFiles& files = {});
 
   /// Ends all sessions and removes the socket.
   ~NetconfServer();

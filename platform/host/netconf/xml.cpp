@@ -1,8 +1,6 @@
 #include "netconf/xml.h"
 
 #include <algorithm>
-#include <array>
-#include <ctime>
 
 namespace host {
 
@@ -96,15 +94,6 @@ std::string Leaf(const std::string& name, const std::string& text) {
 
 std::string Leaf(const std::string& name, bool value) {
   return Element(name, std::string(value ? "true" : "false"));
-}
-
-std::string TimeText(std::chrono::system_clock::time_point time) {
-  const time_t seconds = std::chrono::system_clock::to_time_t(time);
-  tm parts = {};
-  std::array<char, 32> text = {};
-  gmtime_r(&seconds, &parts);
-  strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-  return text.data();
 }
 
 std::string Trimmed(const std::string& text) {

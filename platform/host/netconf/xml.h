@@ -3,11 +3,11 @@
 
 #include <libyang/libyang.h>
 
-#include <chrono>
 #include <cstdint>
 #include <string>
 
 #include "config/yang_data.h"
+#include "runtime/time_text.h"
 
 namespace host {
 
@@ -28,9 +28,6 @@ std::string Element(const std::string& name, uint64_t number);
 /// A leaf with any text; nothing for an empty one.
 std::string Leaf(const std::string& name, const std::string& text);
 std::string Leaf(const std::string& name, bool value);
-
-/// As ietf-yang-types (RFC 6991) has date-and-time, in UTC and whole seconds.
-std::string TimeText(std::chrono::system_clock::time_point time);
 
 /// A text without the blanks around it.
 std::string Trimmed(const std::string& text);

@@ -8,13 +8,14 @@ namespace host {
 
 struct Folders {
   std::string configuration;    ///< startup.json, zlog.conf
-  std::string state;            ///< running.json
+  std::string state;            ///< running.json, history
   std::string models;           ///< YANG modules
   std::string runtime;          ///< netconf.sock
   std::string standard_models;  ///< The IETF's YANG modules
 
   std::string StartupFile() const { return configuration + "/startup.json"; }
   std::string RunningFile() const { return state + "/running.json"; }
+  std::string HistoryFolder() const { return state + "/history"; }
 
   std::string NetconfSocket() const { return runtime + "/netconf.sock"; }
 

@@ -67,7 +67,8 @@ TEST_F(EngineTest, OnlyExplicitNodesAreSaved) {
 TEST_F(EngineTest, ASaveOfTheCallersTakesThePlaceOfTheFile) {
   std::string saved;
   bool fails = false;
-  const auto save = [&](const std::string& text) {
+  const auto save = [&](const std::string& text, const host::CommitRecord& record) {
+    EXPECT_EQ(record.changes, "set /confdConfig/snmpAgent/port");
     if (fails) throw std::runtime_error("no room");
     saved = text;
   };

@@ -122,8 +122,9 @@ TEST(TextCheck, WhatIsNoEscapeIsNoText) {
 TEST(TextCheck, EveryTextThatThePrinterDidNotWriteIsACommitThatIsRefused) {
   const TestFolder folder;
   std::string saved;
-  host::Engine engine(TEST_FOLDER "/models", folder.Path("running.json"), nullptr, nullptr, "",
-                      [&saved](const std::string& text) { saved = text; });
+  host::Engine engine(
+      TEST_FOLDER "/models", folder.Path("running.json"), nullptr, nullptr, "",
+      [&saved](const std::string& text, const host::CommitRecord& /*record*/) { saved = text; });
   const std::string before = host::PrintTree(engine.Running().get());
   int refused = 0;
   bool has_failed = true;

@@ -5,9 +5,18 @@ namespace host::test {
 void RpcTest::SetUp() {
   NetconfTest::SetUp();
   if (IsSkipped()) return;
-  engine_ = std::make_unique<host::Engine>(MODELS_FOLDER, folder_.Path("running.json"), nullptr,
-                                           nullptr, kStandardFolder);
-  datastores_ = std::make_unique<host::Datastores>(loop_.get_executor(), engine_.get());
+  const std::string running = folder_.Path("running.json");
+  engine_ = std::make_unique<host::Engine>(
+      MODELS_FOLDER, running, nullptr, nullptr, kStandardFolder,
+      [this, running](const std::string& text, const host::CommitRecord& record) {
+        host::Store(running).Save(text);
+        history_->Add(record.author, record.changes);
+      });
+  history_ = std::make_unique<host::ConfigHistory>(engine_->Models().Context(), running,
+                                                   folder_.Path("history"));
+  datastores_ = std::make_unique<host::Datastores>(
+      loop_.get_executor(), engine_.get(),
+      host::DatastoreFiles{folder_.Path("startup.json"), history_.get()});
   const auto kill = [this](host::SessionId session) {
     killed_ = session == 7 ? session : 0;
     return session == 7;

@@ -44,6 +44,7 @@ class RpcTest : public NetconfTest {
 
   host::Engine& Engine() { return *engine_; }
   host::Datastores& Stores() { return *datastores_; }
+  const host::ConfigHistory& History() const { return *history_; }
   const TestFolder& Folder() const { return folder_; }
 
   boost::asio::io_context loop_;
@@ -53,6 +54,7 @@ class RpcTest : public NetconfTest {
  private:
   TestFolder folder_;
   std::unique_ptr<host::Engine> engine_;
+  std::unique_ptr<host::ConfigHistory> history_;
   std::unique_ptr<host::Datastores> datastores_;
   std::unique_ptr<host::RpcHandler> handler_;
 };
