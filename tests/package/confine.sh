@@ -13,6 +13,7 @@ for writable in /var/lib/snmp-app /run/snmp-app; do
     "$root$writable"
   mount --bind "$root$writable" "$root$writable"
 done
+mount --bind "$root/etc/snmp-app" "$root/etc/snmp-app"
 mount --bind "$root/proc/sys" "$root/proc/sys"
 mount -o remount,bind,ro "$root/proc/sys"
 mount -o remount,bind,ro "$root"

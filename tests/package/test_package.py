@@ -112,7 +112,7 @@ def test_it_starts_with_the_machine(root):
 def test_installation_and_purge(root):
     user = root.run("getent", "passwd", "snmp-app").split(":")
     assert user[5] == "/var/lib/snmp-app" and user[6].strip().endswith("nologin")
-    assert root.run("stat", "-c", "%U %G %a", "/etc/snmp-app").strip() == "root snmp-app 750"
+    assert root.run("stat", "-c", "%U %G %a", "/etc/snmp-app").strip() == "root snmp-app 770"
     for name in ("/etc/snmp-app/startup.json", "/var/lib/snmp-app/running.json"):
         os.makedirs(os.path.dirname(root.inside(name)), exist_ok=True)
         with open(root.inside(name), "w", encoding="ascii") as file:

@@ -9,6 +9,7 @@ import pytest
 
 from installed import UNIT, Confined, InstalledDaemon, capabilities_of, need, settings
 from lab import snmp, ssh
+from lab.netconf import Client, port_edit
 from lab.network import run
 from lab.site import DEFAULT, RED
 from lab.wait import wait_until
@@ -70,6 +71,30 @@ def test_installed_daemon_serves_and_ends(root, prepared, content, monkeypatch):
         assert daemon.stop() == 0
     assert prepared.redirects() == []
     assert prepared.mark_rules() == [] and prepared.destination_rules() == []
+
+
+def test_installed_daemon_keeps_configurations_and_writes_the_startup_file(root, prepared, content):
+    user = int(root.run("id", "-u", "snmp-app"))
+    with InstalledDaemon(Confined(prepared.router, root, capabilities_of(content))) as daemon:
+        daemon.start()
+        with Client(daemon.netconf_socket) as session:
+            session.edit(port_edit(1161))
+            session.rpc("<copy-config><target><startup/></target><source><running/></source>"
+                        "</copy-config>")
+            session.rpc('<rollback xmlns="urn:snmp-app:history"><number>1</number></rollback>')
+        assert not daemon.records(" fault ")
+        startup = os.stat(daemon.startup_file)
+        assert (stat.S_IMODE(startup.st_mode), startup.st_uid) == (0o600, user)
+        with open(daemon.startup_file, encoding="utf-8") as file:
+            assert '"port": 1161' in file.read()
+        assert len(os.listdir(root.inside("/var/lib/snmp-app/history"))) == 6
+        assert daemon.stop() == 0
+
+
+def test_startup_file_is_writable_under_the_unit(content):
+    unit = settings(content / UNIT)
+    assert unit["ReadWritePaths"] == ["/etc/snmp-app"]
+    assert unit["ConfigurationDirectoryMode"] == ["0770"]
 
 
 @pytest.mark.parametrize("missing, refusal", [
