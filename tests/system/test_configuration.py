@@ -23,13 +23,15 @@ BAD = {
     "wrong type": (agent(enabled="perhaps"), r"snmpAgent/enabled"),
     "unknown leaf": (agent(colour="blue"), r"colour"),
     "unknown module": ({"nowhere:thing": 1}, r"nowhere"),
-    "port over 65535": (agent(port=65536), r"65536.*snmpAgent/port"),
-    "address that is none": (agent(ip="198.51.100.256"), r"198\.51\.100\.256.*snmpAgent/ip"),
-    "extra entry without port": (agent(extraIpPorts=["198.51.100.1"]), r"address:port.*extraIpPorts"),
+    "port over 65535": (agent(port=65536), r"line \d, .*/snmpAgent/port: expected 1 to 65535"),
+    "address that is none": (agent(ip="198.51.100.256"),
+                             r"line \d, .*/snmpAgent/ip: expected an IPv4 or IPv6 address"),
+    "extra entry without port": (agent(extraIpPorts=["198.51.100.1"]),
+                                 r"extraIpPorts.*address:port"),
     "extra entry with port 70000": (agent(extraIpPorts=["198.51.100.1:70000"]),
-                                    r"address:port.*extraIpPorts"),
+                                    r"extraIpPorts.*address:port"),
     "extra entry with a name": (agent(extraIpPorts=["router:161"]),
-                                r"before the port.*extraIpPorts"),
+                                r"extraIpPorts.*before the port"),
 }
 
 

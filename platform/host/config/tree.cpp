@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "config/lacking.h"
+#include "config/parse_refusal.h"
 
 namespace host {
 
@@ -37,7 +38,8 @@ Tree CopyTree(const lyd_node* tree) {
 
 Tree ParseTree(ly_ctx* context, const std::string& text) {
   const Input input(text);
-  Tree tree = ParseData(context, input, LYD_JSON, LYD_PARSE_STRICT | LYD_PARSE_NO_STATE);
+  Tree tree =
+      ParseData(context, input, LYD_JSON, LYD_PARSE_STRICT | LYD_PARSE_NO_STATE, TakeParseRefusal);
   CheckWhole(text, input.Parsed());
   return tree;
 }

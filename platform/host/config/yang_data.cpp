@@ -131,18 +131,25 @@ std::string DataPathOf(const ly_err_item* error) { return PathIn(error, "Data");
 
 std::string SchemaPathOf(const ly_err_item* error) { return PathIn(error, "Schema"); }
 
+std::string QuotedIn(const std::string& text) {
+  const size_t begin = text.find('"');
+  const size_t end = text.find('"', begin + 1);
+  return end == std::string::npos ? "" : text.substr(begin + 1, end - begin - 1);
+}
+
 Input::Input(const std::string& text) {
   ly_in* opened = nullptr;
   if (ly_in_new_memory(text.c_str(), &opened) != LY_SUCCESS) RefuseMemory();
   input_.reset(opened);
 }
 
-Tree ParseData(ly_ctx* context, const Input& input, LYD_FORMAT format, uint32_t options) {
+Tree ParseData(ly_ctx* context, const Input& input, LYD_FORMAT format, uint32_t options,
+               RefusalTaker take) {
   lyd_node* parsed = nullptr;
   const LY_ERR result =
       lyd_parse_data(context, nullptr, input.Get(), format, LYD_PARSE_ONLY | options, 0, &parsed);
   Tree tree(parsed);
-  if (result != LY_SUCCESS) throw TakeRefusal(context);
+  if (result != LY_SUCCESS) throw take == nullptr ? TakeRefusal(context) : take(context);
   return tree;
 }
 

@@ -39,6 +39,9 @@ std::string DataPathOf(const ly_err_item* error);
 /// The same of a place in the schema, in which choices and cases are steps, too.
 std::string SchemaPathOf(const ly_err_item* error);
 
+/// The first part of a text that stands between double quotes, empty when there is none.
+std::string QuotedIn(const std::string& text);
+
 // Texts.
 
 /// A text that libyang reads; it must outlive the object.
@@ -59,9 +62,13 @@ class Input {
   std::unique_ptr<ly_in, FreeInput> input_;
 };
 
+/// Takes what libyang has against a text.
+using RefusalTaker = Refusal (*)(ly_ctx* context);
+
 /// Reads data without validating it; `options` are LYD_PARSE_... beside LYD_PARSE_ONLY. Throws
-/// Refusal.
-Tree ParseData(ly_ctx* context, const Input& input, LYD_FORMAT format, uint32_t options);
+/// the Refusal that `take` makes, null for TakeRefusal().
+Tree ParseData(ly_ctx* context, const Input& input, LYD_FORMAT format, uint32_t options,
+               RefusalTaker take = nullptr);
 
 /// A node with its siblings; `options` are LYD_PRINT_.... Empty for null.
 std::string PrintData(const lyd_node* first, LYD_FORMAT format, uint32_t options);

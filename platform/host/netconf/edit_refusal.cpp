@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "config/parse_refusal.h"
+#include "config/type_words.h"
 #include "config/yang_data.h"
 #include "netconf/rpc_error.h"
 
@@ -15,6 +17,11 @@ const lys_module* ModuleOf(const lyd_node* node, const ly_ctx* context) {
   return ly_ctx_get_module_implemented_ns(context, NamespaceOf(node));
 }
 
+/// Null at the top.
+const lysc_node* SchemaOfParent(const lyd_node* parent) {
+  return parent == nullptr ? nullptr : parent->schema;
+}
+
 /// Why a leaf cannot have a value; nothing when its type takes it.
 std::optional<Refusal> RefusalOf(ly_ctx* context, const lysc_node* leaf, const char* value) {
   const LY_ERR result =
@@ -23,8 +30,8 @@ std::optional<Refusal> RefusalOf(ly_ctx* context, const lysc_node* leaf, const c
   const auto text = [](const char* told) { return std::string(told == nullptr ? "" : told); };
   std::optional<Refusal> refusal;
   if (result != LY_SUCCESS && result != LY_EINCOMPLETE) {
-    const std::string reason = error == nullptr ? "" : text(error->msg);
-    refusal.emplace("invalid-value", "", reason.empty() ? "its type does not take it" : reason,
+    refusal.emplace("invalid-value", "",
+                    WhyNotTaken(leaf, error == nullptr ? nullptr : error->msg, Notation::kXml),
                     error == nullptr ? "" : text(error->apptag));
   }
   ly_err_clean(context, nullptr);
@@ -71,21 +78,22 @@ void RequireKeys(ly_ctx* context, const lyd_node* entry, const lysc_node* list,
 const lysc_node* SchemaOf(const ly_ctx* context, const lyd_node* edit, const lyd_node* parent) {
   const lys_module* module = ModuleOf(edit, context);
   if (module == nullptr || (parent != nullptr && parent->schema == nullptr)) return nullptr;
-  return lys_find_child(parent == nullptr ? nullptr : parent->schema, module, NameOf(edit), 0, 0,
-                        0);
+  return lys_find_child(SchemaOfParent(parent), module, NameOf(edit), 0, 0, 0);
 }
 
 void RefuseOpaque(ly_ctx* context, const lyd_node* edit, const lyd_node* parent) {
   const std::string name = NameOf(edit);
   if (ModuleOf(edit, context) == nullptr) {
-    throw RpcError("application", "unknown-namespace", "no model has the namespace of " + name)
+    throw RpcError("application", "unknown-namespace",
+                   name + ": " + UnknownNamespace(context, NamespaceOf(edit)))
         .At(PathOf(parent))
         .With("bad-element", name)
         .With("bad-namespace", NamespaceOf(edit));
   }
   const lysc_node* schema = SchemaOf(context, edit, parent);
   if (schema == nullptr) {
-    throw RpcError("application", "unknown-element", "the models have no element " + name)
+    throw RpcError("application", "unknown-element",
+                   UnknownElement(SchemaOfParent(parent), ModuleOf(edit, context), name))
         .At(PathOf(parent))
         .With("bad-element", name);
   }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "config/expression_limit.h"
+#include "config/type_words.h"
 #include "config/yang_data.h"
 
 namespace host {
@@ -39,13 +40,6 @@ constexpr char kGet[] = "/ietf-netconf:get";
 
 constexpr char kDeleteConfig[] = "/ietf-netconf:delete-config";
 
-/// The first quoted part of a text, empty when there is none.
-std::string QuotedIn(const std::string& text) {
-  const size_t begin = text.find('"');
-  const size_t end = text.find('"', begin + 1);
-  return end == std::string::npos ? "" : text.substr(begin + 1, end - begin - 1);
-}
-
 /// A text without its quoted parts, which are the client's.
 std::string WithoutQuoted(const std::string& text) {
   std::string rest;
@@ -68,26 +62,32 @@ std::string NameIn(const std::string& name) {
   return name.substr(name.rfind(':') + 1);
 }
 
-bool IsLeaf(const ly_ctx* context, const std::string& path) {
+/// Null for what is no leaf.
+const lysc_node* LeafAt(const ly_ctx* context, const std::string& path) {
   // Of the operations' own leafs; libyang does not find what stands in anything else.
-  if (path.empty() || path.find('[') != std::string::npos) return false;
+  if (path.empty() || path.find('[') != std::string::npos) return nullptr;
   const lysc_node* node = lys_find_path(context, nullptr, path.c_str(), 0);
   ly_err_clean(const_cast<ly_ctx*>(context), nullptr);
-  return node != nullptr && (node->nodetype & LYD_NODE_TERM) != 0;
+  return node != nullptr && (node->nodetype & LYD_NODE_TERM) != 0 ? node : nullptr;
 }
 
 /// A value that its type does not take: of a leaf or, as the place is not that of a leaf, of one of
 /// the attributes that are read as more than a word, which are expressions.
-RpcError BadValue(const ly_ctx* context, const std::string& reason, const std::string& path) {
-  if (!IsLeaf(context, path)) {
+/// `told` is libyang's message alone.
+RpcError BadValue(const ly_ctx* context, const std::string& told, const std::string& reason,
+                  const std::string& path) {
+  const lysc_node* leaf = LeafAt(context, path);
+  if (leaf == nullptr) {
     const bool is_in_filter = path.compare(0, sizeof kGet - 1, kGet) == 0;
     const RpcError error("protocol", "bad-attribute", reason);
     if (!is_in_filter) return error.With("bad-attribute", "key");
     return error.With("bad-attribute", "select").With("bad-element", "filter");
   }
-  return RpcError("protocol", "invalid-value", reason)
+  const std::string name = leaf->name;
+  return RpcError("protocol", "invalid-value",
+                  name + ": " + WhyNotTaken(leaf, told.c_str(), Notation::kXml))
       .At(path)
-      .With("bad-element", path.substr(path.find_last_of("/:") + 1));
+      .With("bad-element", name);
 }
 
 }  // namespace
@@ -114,7 +114,7 @@ RpcError TakeRequestError(ly_ctx* context) {
   if (code == LYVE_SYNTAX || said.find("Unknown XML prefix") != std::string::npos) {
     return {"rpc", "malformed-message", "this is no request: " + reason};
   }
-  return BadValue(context, reason, path);
+  return BadValue(context, text, reason, path);
 }
 
 }  // namespace host

@@ -137,12 +137,12 @@ struct Refusal {
 
 TEST(TargetModels, MembersOfATargetAreChecked) {
   const Refusal refusals[] = {
-      {"ip", "\"10.0.0.256\"", "/snmp:snmp/target/ip", "10.0.0.256"},
-      {"ip", "\"10.0.0\"", "/snmp:snmp/target/ip", "10.0.0"},
-      {"ip", "\"fe80::1%eth0\"", "/snmp:snmp/target/ip", "fe80::1%eth0"},
+      {"ip", "\"10.0.0.256\"", "/snmp:snmp/target/ip", "expected an IPv4 or IPv6 address"},
+      {"ip", "\"10.0.0\"", "/snmp:snmp/target/ip", "expected an IPv4 or IPv6 address"},
+      {"ip", "\"fe80::1%eth0\"", "/snmp:snmp/target/ip", "expected an IPv4 or IPv6 address"},
       {"ip", "", "[name='t1']", "Mandatory node \"ip\""},
-      {"udp-port", "0", "udp-port", "out of the allowed range"},
-      {"udp-port", "65536", "udp-port", "out of"},
+      {"udp-port", "0", "udp-port", "expected 1 to 65535"},
+      {"udp-port", "65536", "udp-port", "expected 1 to 65535"},
       {"udp-port", "", "[name='t1']", "Mandatory node \"udp-port\""},
       {"vrf", "\"green\"", "[name='t1']/vrf", "Invalid leafref value \"green\""},
       {"name", "\"t{1}\"", "target", "without blanks, double quotes and braces"},
@@ -159,8 +159,8 @@ TEST(TargetModels, MembersOfARowAreChecked) {
   const Refusal refusals[] = {
       {"snmpTargetAddrTAddress", "", "[snmpTargetAddrName='t1']",
        "Mandatory node \"snmpTargetAddrTAddress\""},
-      {"snmpTargetAddrTAddress", "\"*\"", "snmpTargetAddrTAddress", "Base64"},
-      {"snmpTargetAddrTAddress", "\"\"", "snmpTargetAddrTAddress", "length"},
+      {"snmpTargetAddrTAddress", "\"*\"", "snmpTargetAddrTAddress", "bytes in base64"},
+      {"snmpTargetAddrTAddress", "\"\"", "snmpTargetAddrTAddress", "1 to 255 bytes"},
       {"snmpTargetAddrParams", "", "[snmpTargetAddrName='t1']",
        "Mandatory node \"snmpTargetAddrParams\""},
       {"snmpTargetAddrParams", "\"v3\"", "[snmpTargetAddrName='t1']/snmpTargetAddrParams",
@@ -177,12 +177,13 @@ TEST(TargetModels, MembersOfARowAreChecked) {
 
 TEST(TargetModels, MembersOfParametersAreChecked) {
   const Refusal refusals[] = {
-      {"snmpTargetParamsMPModel", "-1", "snmpTargetParamsMPModel", "range"},
+      {"snmpTargetParamsMPModel", "-1", "snmpTargetParamsMPModel", "expected 0 to 2147483647"},
       {"snmpTargetParamsMPModel", "", "[snmpTargetParamsName='v2c']", "Mandatory node"},
       {"snmpTargetParamsSecurityName", "", "[snmpTargetParamsName='v2c']", "Mandatory node"},
       {"snmpTargetParamsSecurityName", "\"a b\"", "snmpTargetParamsSecurityName",
        "without blanks, quotes and backslashes"},
-      {"snmpTargetParamsSecurityLevel", "\"none\"", "snmpTargetParamsSecurityLevel", "none"},
+      {"snmpTargetParamsSecurityLevel", "\"none\"", "snmpTargetParamsSecurityLevel",
+       "expected one of noAuthNoPriv, authNoPriv, authPriv"},
   };
   for (const Refusal& refusal : refusals) {
     Configuration configuration;

@@ -152,6 +152,15 @@ INSTANTIATE_TEST_SUITE_P(
                    "<bad-element>name</bad-element>"}),
     [](const auto& test) { return std::string(test.param.name); });
 
+TEST_F(RpcTest, AValueOfARequestIsToldWhatIsExpected) {
+  EXPECT_EQ(Ask("<edit-config><target><running/></target><test-option>other</test-option>"
+                "<config/></edit-config>")
+                .message,
+            "test-option: expected one of test-then-set, set, test-only");
+  EXPECT_EQ(Ask("<kill-session><session-id>0</session-id></kill-session>").message,
+            "session-id: expected 1 to 4294967295");
+}
+
 TEST_F(RpcTest, WhatIsNoConfigurationIsNotEdited) {
   const std::string monitoring = R"( xmlns="urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring")";
   const std::string set = "<test-option>set</test-option>";

@@ -81,11 +81,17 @@ INSTANTIATE_TEST_SUITE_P(
                 R"(<feature><level nc:operation="create">1</level></feature>)", "data-missing",
                 "/shapes:shapes/feature", "feature does not exist", ""},
         Refused{"AnElementThatThereIsNot", kMerge, "<absent/>", "unknown-element", "/shapes:shapes",
-                "no element absent", "absent"},
+                "unknown element 'absent'", "absent"},
         Refused{"ANamespaceThatThereIsNot", kMerge, R"(<small xmlns="urn:x">1</small>)",
-                "unknown-namespace", "/shapes:shapes", "namespace of small", "small"},
+                "unknown-namespace", "/shapes:shapes", "namespace 'urn:x'", "small"},
         Refused{"AValueOutOfRange", kMerge, "<small>256</small>", "invalid-value",
-                "/shapes:shapes/small", "small cannot have the value \"256\"", "small"},
+                "/shapes:shapes/small", "small cannot have the value \"256\": expected 0 to 255",
+                "small"},
+        Refused{"ATypo", kMerge, "<smal>1</smal>", "unknown-element", "/shapes:shapes",
+                "unknown element 'smal': did you mean 'small'?", "smal"},
+        Refused{"ATypoInANamespace", kMerge, R"(<small xmlns="urn:snmp-app:test:shape">1</small>)",
+                "unknown-namespace", "/shapes:shapes", "did you mean 'urn:snmp-app:test:shapes'?",
+                "small"},
         Refused{"NoValue", kMerge, "<small/>", "invalid-value", "/shapes:shapes/small",
                 "cannot have the value \"\"", "small"},
         Refused{"MarkupInAValue", kMerge, "<small>&lt;&amp;\"'&gt;</small>", "invalid-value",
@@ -100,15 +106,15 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"TwoCases", kMerge, "<left>l</left><right>r</right>", "bad-element",
                 "/shapes:shapes/right", "right excludes left", "right"},
         Refused{"DeletionOfAnUnknownElement", kMerge, R"(<absent nc:operation="delete"/>)",
-                "unknown-element", "/shapes:shapes", "no element absent", "absent"}),
+                "unknown-element", "/shapes:shapes", "unknown element 'absent'", "absent"}),
     [](const auto& test) { return std::string(test.param.name); });
 
 class TopRefusal : public NetconfTest {};
 
 TEST_F(TopRefusal, HasNoPath) {
-  ExpectRefusal({"", kMerge, "", "unknown-namespace", "", "namespace of a", "a"},
+  ExpectRefusal({"", kMerge, "", "unknown-namespace", "", "namespace 'urn:x'", "a"},
                 R"(<a xmlns="urn:x"/>)");
-  ExpectRefusal({"", kMerge, "", "unknown-element", "", "no element a", "a"},
+  ExpectRefusal({"", kMerge, "", "unknown-element", "", "unknown element 'a'", "a"},
                 R"(<a xmlns="urn:snmp-app:test:shapes"/>)");
 }
 
