@@ -1,161 +1,126 @@
 // Shows what the daemon does with its configuration: asks it by NETCONF for its state and prints
-// that as tables, or as JSON.
+// that as tables, as JSON or as metrics.
 #include <unistd.h>
 
-#include <array>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/local/stream_protocol.hpp>
-#include <boost/asio/write.hpp>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "config/schema.h"
 #include "config/yang_data.h"
-#include "netconf/framing.h"
+#include "daemon_state.h"
+#include "metrics.h"
 #include "netconf/xml.h"
+#include "options.h"
 #include "runtime/folders.h"
 #include "state_tables.h"
 
 namespace {
 
 constexpr char kUsage[] =
-    "usage: snmp-app-show [--json] [--socket PATH]\n"
+    "usage: snmp-app-show [--json | --prometheus | --watch[=SECONDS]] [--socket PATH]\n"
+    "                     [listener | interface | target [NAME...]]\n"
     "       snmp-app-show --help | --version\n"
     "Shows the state of the running snmp-app, see snmp-app-show(1).\n";
 constexpr char kVersion[] = "snmp-app-show " PROGRAM_VERSION "\n";
 
-constexpr char kHello[] =
-    R"(<hello xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"><capabilities><capability>)"
-    R"(urn:ietf:params:netconf:base:1.0</capability></capabilities></hello>)";
-constexpr char kGet[] =
-    R"(<rpc xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" message-id="1"><get>)"
-    R"(<filter type="subtree"><snmp-state xmlns="urn:snmp-app:state"/></filter></get></rpc>)";
+constexpr int kUsageStatus = 2;
+constexpr int kMissingStatus = 3;
 
-/// Thousands of interfaces have some MiB of state.
-constexpr size_t kLargestReply = size_t{256} * 1024 * 1024;
+/// From the upper left corner of an empty screen on (ECMA-48, CUP and ED).
+constexpr char kEmptyScreen[] = "\x1b[H\x1b[2J";
 
-struct Options {
-  bool json = false;
-  std::string socket;
+bool IsTerminal() { return isatty(STDOUT_FILENO) == 1; }
+
+/// On a terminal that has them, unless the user wants none (no-color.org).
+bool WantsColours() {
+  const char* refusal = getenv("NO_COLOR");
+  const char* terminal = getenv("TERM");
+  const bool is_refused = refusal != nullptr && *refusal != '\0';
+  const bool is_dumb = terminal == nullptr || strcmp(terminal, "dumb") == 0;
+  return IsTerminal() && !is_refused && !is_dumb;
+}
+
+/// What is printed, and what of it is not as it should be.
+struct Picture {
+  std::string text;
+  std::vector<std::string> missing;
 };
 
-/// For a daemon that takes no connection, or does not answer.
-class TimeLimit {
+class Viewer {
  public:
-  TimeLimit() {
-    std::signal(SIGALRM, End);
-    alarm(kSeconds);
-  }
-  ~TimeLimit() { alarm(0); }
-  TimeLimit(const TimeLimit&) = delete;
-  TimeLimit& operator=(const TimeLimit&) = delete;
+  /// Loads the models; throws std::runtime_error as they do.
+  Viewer(show::Options options, const host::Folders& folders)
+      : options_(std::move(options)),
+        socket_(options_.socket.empty() ? folders.NetconfSocket() : options_.socket),
+        models_(folders.models, folders.standard_models) {}
 
- private:
-  static constexpr unsigned int kSeconds = 10;
-  static constexpr char kText[] = "snmp-app-show: the daemon has not answered within 10 s\n";
-
-  static void End(int /*signal*/) {
-    // Where it cannot be written, the status tells.
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kText, sizeof kText - 1);
-    _exit(EXIT_FAILURE);
-  }
-};
-
-/// A session with the daemon.
-class Session {
- public:
-  explicit Session(const std::string& path) : socket_(loop_), decoder_(kLargestReply) {
-    boost::system::error_code error;
-    socket_.connect(boost::asio::local::stream_protocol::endpoint(path), error);
-    if (error) {
-      throw std::runtime_error("cannot reach the daemon at " + path + ": " + error.message());
-    }
-  }
-
-  void Send(const std::string& message) {
-    // What became of it, the answer tells.
-    boost::system::error_code ignored;
-    boost::asio::write(socket_, boost::asio::buffer(host::FrameDelimited(message)), ignored);
-  }
-
-  std::string Receive() {
-    while (true) {
-      if (std::optional<std::string> message = decoder_.Next()) return *message;
-      boost::system::error_code error;
-      const size_t size = socket_.read_some(boost::asio::buffer(received_), error);
-      if (error) throw std::runtime_error(WhyEnded(error));
-      is_greeted_ = true;
-      decoder_.Append(received_.data(), size);
-    }
+  /// Asks for the state of now; throws std::runtime_error with the reason when there is none.
+  Picture Take() const {
+    const show::Reply reply = show::AskForState(socket_, show::FilterOf(options_.selection));
+    const host::Tree tree = host::ParseState(models_.Context(), reply.data);
+    const lyd_node* state = host::FindNamed(tree.get(), "snmp-state");
+    if (state == nullptr) throw std::runtime_error("the daemon tells nothing of its state");
+    return {TextOf(tree.get(), reply.session), show::Missing(state, options_.selection)};
   }
 
  private:
-  boost::asio::io_context loop_;
-  /// The daemon says nothing to whom it turns away.
-  std::string WhyEnded(const boost::system::error_code& error) const {
-    if (is_greeted_) return "the daemon has ended the session: " + error.message();
-    return "the daemon has turned the connection away: it has as many sessions as it takes, one of "
-           "which is kept for root; try again when one has ended";
-  }
-
-  boost::asio::local::stream_protocol::socket socket_;
-  bool is_greeted_ = false;
-  host::FrameDecoder decoder_;
-  std::array<char, 65536> received_ = {};
-};
-
-/// What stands between the first and the last tag of that name; empty without them.
-std::string Between(const std::string& text, const std::string& name) {
-  const size_t begin = text.find("<" + name + ">");
-  const size_t end = text.rfind("</" + name + ">");
-  if (begin == std::string::npos || end == std::string::npos) return "";
-  return text.substr(begin + name.size() + 2, end - begin - name.size() - 2);
-}
-
-/// The daemon's state as XML.
-std::string AskForState(const std::string& socket) {
-  const TimeLimit limit;
-  Session session(socket);
-  session.Receive();
-  session.Send(kHello);
-  session.Send(kGet);
-  const std::string reply = session.Receive();
-  if (reply.find("<rpc-error>") != std::string::npos) {
-    throw std::runtime_error("the daemon refuses: " + reply);
-  }
-  return Between(reply, "data");
-}
-
-/// False for words that it does not know.
-bool ParseOptions(int count, char** words, Options* options) {
-  for (int i = 1; i < count; ++i) {
-    const std::string word = words[i];
-    if (word == "--json") {
-      options->json = true;
-    } else if (word == "--socket" && i + 1 < count) {
-      options->socket = words[++i];
+  std::string TextOf(const lyd_node* tree, const std::string& session) const {
+    if (options_.form == show::Form::kJson) return host::PrintData(tree, LYD_JSON, 0);
+    std::ostringstream text;
+    if (options_.form == show::Form::kMetrics) {
+      show::PrintMetrics(text, tree, session);
     } else {
-      return false;
+      show::PrintState({text, WantsColours()}, tree, options_.selection, session);
     }
+    return text.str();
   }
-  return true;
+
+  show::Options options_;
+  std::string socket_;
+  host::Schema models_;
+};
+
+void Write(const std::string& text) {
+  if (!(std::cout << text << std::flush)) throw std::runtime_error("cannot write all of it");
 }
 
-void Show(const Options& options, const host::Folders& folders) {
-  const std::string socket = options.socket.empty() ? folders.NetconfSocket() : options.socket;
-  const std::string xml = AskForState(socket);
-  const host::Schema models(folders.models);
-  const host::Tree state = host::ParseState(models.Context(), xml);
-  if (state == nullptr) throw std::runtime_error("the daemon tells nothing of its state");
-  if (options.json) {
-    std::cout << host::PrintData(state.get(), LYD_JSON, 0);
-  } else {
-    show::PrintState(std::cout, state.get());
+int ShowOnce(const Viewer& viewer) {
+  const Picture picture = viewer.Take();
+  Write(picture.text);
+  for (const std::string& line : picture.missing) std::cerr << "snmp-app-show: " << line << '\n';
+  return picture.missing.empty() ? EXIT_SUCCESS : kMissingStatus;
+}
+
+void EndWell(int /*signal*/) { _exit(EXIT_SUCCESS); }
+
+/// The daemon may be away for a moment.
+std::string TextOfNow(const Viewer& viewer) try {
+  return viewer.Take().text;
+} catch (const std::runtime_error& error) {
+  return "snmp-app-show: " + std::string(error.what()) + "\n";
+}
+
+[[noreturn]] void Watch(const Viewer& viewer, std::chrono::seconds interval) {
+  std::signal(SIGINT, EndWell);
+  std::signal(SIGTERM, EndWell);
+  const char* before = IsTerminal() ? kEmptyScreen : "";
+  while (true) {
+    Write(before + TextOfNow(viewer));
+    if (!IsTerminal()) before = "\n";
+    std::this_thread::sleep_for(interval);
   }
-  if (!std::cout.flush()) throw std::runtime_error("cannot write all of it");
+}
+
+int Run(const show::Options& options) {
+  const Viewer viewer(options, host::Folders::OfProcess());
+  if (options.interval) Watch(viewer, *options.interval);
+  return ShowOnce(viewer);
 }
 
 /// What a word that asks for nothing of the daemon is answered with, null for another one.
@@ -170,16 +135,15 @@ int main(int argc, char** argv) {
   if (const char* answer = argc == 2 ? AnswerTo(argv[1]) : nullptr) {
     return std::cout << answer << std::flush ? 0 : 1;
   }
-  Options options;
-  if (!ParseOptions(argc, argv, &options)) {
+  const std::optional<show::Options> options = show::ParseOptions({argv + 1, argv + argc});
+  if (!options) {
     std::cerr << kUsage;
-    return 2;
+    return kUsageStatus;
   }
   try {
-    Show(options, host::Folders::OfProcess());
-    return 0;
+    return Run(*options);
   } catch (const std::exception& error) {
     std::cerr << "snmp-app-show: " << error.what() << '\n';
-    return 1;
+    return EXIT_FAILURE;
   }
 }

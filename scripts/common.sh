@@ -12,7 +12,8 @@ BUILD_PACKAGES="cmake g++ libboost-dev libmnl-dev libnftnl-dev libnl-route-3-dev
 SHOW_PACKAGES="iproute2 libyuma-base nftables openssh-server procps python3 snmp snmptrapd socat
   util-linux yangcli"
 TEST_PACKAGES="clang-format clang-tidy g++-arm-linux-gnueabihf g++-i686-linux-gnu googletest
-  libgmock-dev libgtest-dev librapidcheck-dev python3-ncclient python3-pytest qemu-user strace"
+  libgmock-dev libgtest-dev librapidcheck-dev prometheus-node-exporter python3-ncclient
+  python3-pytest qemu-user strace"
 BENCH_PACKAGES="libbenchmark-dev"
 PACKAGE_PACKAGES="dpkg-dev man-db python3-pytest strace systemd"
 FUZZ_PACKAGES="clang libclang-rt-14-dev libyuma-base"
@@ -29,11 +30,12 @@ root_prefix() {
   fi
 }
 
-# The SSH server is wanted in namespaces only: installing it starts none on this machine.
-mask_ssh() {
+# mask SUDO UNIT...: servers are wanted in namespaces only; installing them starts none on this
+# machine.
+mask() {
   [ -d /run/systemd/system ] || return 0
-  $1 systemctl mask ssh.service ssh.socket
-  echo "No SSH server is started; if this machine is to have one: systemctl unmask ssh.service"
+  $1 systemctl mask "${@:2}"
+  echo "Not started; if this machine is to have them: systemctl unmask ${*:2}"
 }
 
 # Installs the packages named that are missing, with the system's package manager.
@@ -47,7 +49,10 @@ need_packages() {
   sudo=$(root_prefix) ||
     fail "packages are missing and there is neither root nor sudo to install them: ${missing[*]}"
   say "Installing ${missing[*]}"
-  case " ${missing[*]} " in *" openssh-server "*) mask_ssh "$sudo" ;; esac
+  case " ${missing[*]} " in *" openssh-server "*) mask "$sudo" ssh.service ssh.socket ;; esac
+  case " ${missing[*]} " in
+    *" prometheus-node-exporter "*) mask "$sudo" prometheus-node-exporter.service ;;
+  esac
   $sudo apt-get update -q </dev/null
   $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends \
     "${missing[@]}" </dev/null

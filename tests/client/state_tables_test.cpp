@@ -3,64 +3,21 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <libyang/libyang.h>
 
-#include <array>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "config/schema.h"
-#include "netconf/xml.h"
+#include "state_support.h"
 
+namespace show::test {
 namespace {
 
-const host::Schema& Models() {
-  static const host::Schema models(MODELS_FOLDER);
-  return models;
-}
-
-const lysc_node* StateContainer() {
-  return Models().Resolve({common::PathStep{"", "snmp-state", {}, {}}}).back();
-}
-
-std::string Shown(const std::string& content) {
-  const host::Tree state = host::ParseState(
-      Models().Context(), R"(<snmp-state xmlns="urn:snmp-app:state">)" + content + "</snmp-state>");
+std::string Shown(const std::string& content, const show::Selection& selection = {}) {
+  const host::Tree state = StateOf(content);
   std::ostringstream out;
-  show::PrintState(out, state.get());
+  show::PrintState({out}, state.get(), selection, "");
   return out.str();
-}
-
-/// Two values of a leaf. Texts with a pattern are times.
-std::array<const char*, 2> ValuesOf(const lysc_node* leaf) {
-  const lysc_type* type = reinterpret_cast<const lysc_node_leaf*>(leaf)->type;
-  if (type->basetype == LY_TYPE_BOOL) return {"true", "false"};
-  if (type->basetype == LY_TYPE_ENUM) return {"active", "standby"};
-  const bool is_time = type->basetype == LY_TYPE_STRING &&
-                       reinterpret_cast<const lysc_type_str*>(type)->patterns != nullptr;
-  if (is_time) return {"2026-11-21T10:00:00Z", "2026-11-22T10:00:00Z"};
-  return {"1", "2"};
-}
-
-/// All that can stand below `node`, once; `changed` has its second value.
-std::string Filled(const lysc_node* node, const lysc_node* changed) {
-  std::string text;
-  for (const lysc_node* child = lysc_node_child(node); child != nullptr; child = child->next) {
-    const std::string content =
-        child->nodetype == LYS_LEAF ? ValuesOf(child)[child == changed] : Filled(child, changed);
-    text += host::Element(child->name, content);
-  }
-  return text;
-}
-
-std::vector<const lysc_node*> LeavesBelow(const lysc_node* node) {
-  std::vector<const lysc_node*> leaves;
-  for (const lysc_node* child = lysc_node_child(node); child != nullptr; child = child->next) {
-    if (child->nodetype == LYS_LEAF) leaves.push_back(child);
-    for (const lysc_node* leaf : LeavesBelow(child)) leaves.push_back(leaf);
-  }
-  return leaves;
 }
 
 TEST(StateTables, EveryLeafOfTheModelIsShown) {
@@ -74,27 +31,43 @@ TEST(StateTables, EveryLeafOfTheModelIsShown) {
 }
 
 TEST(StateTables, EveryColumnHasItsLeaf) {
-  EXPECT_THAT(Shown(Filled(StateContainer(), nullptr)),
-              testing::Not(testing::ContainsRegex(" -( |\n)")));
+  const std::string shown = Shown(Filled(StateContainer(), nullptr));
+  EXPECT_THAT(shown.substr(0, shown.find("NETCONF sessions\n")),
+              testing::Not(testing::HasSubstr(kNothing)));
 }
 
 TEST(StateTables, WithoutAnythingTablesAreEmptyAndTroublesLeftOut) {
   EXPECT_EQ(Shown(""),
-            "Role: -   retry pending: -   commits: -   rebinds: -   retries: -   "
-            "answers not sent: -   listeners reopened: -   requests refused: -\n"
+            "Role: —   agent: —   retry pending: —   version: —   up: —   NETCONF sessions: 0\n"
+            "Commits: —   rebinds: —   retries: —   answers not sent: —   "
+            "listeners reopened: —   requests refused: —\n"
             "\nThe agent listens at\n  none\n"
             "\nListening interfaces\n  none\n"
             "\nNotification targets\n  none\n"
-            "\nLast faults\n  none\n");
+            "\nLast faults\n  none\n"
+            "\nNETCONF sessions\n  none\n");
 }
 
 TEST(StateTables, BooleansAreYesAndNoAndMissingLeavesDashes) {
-  EXPECT_THAT(Shown("<target><name>a</name><rule>true</rule></target>"
-                    "<target><name>long</name><rule>false</rule><reason>true</reason></target>"),
+  EXPECT_THAT(Shown("<target><name>a</name><vrf>red</vrf><rule>true</rule></target>"
+                    "<target><name>long</name><vrf>red</vrf><rule>false</rule>"
+                    "<reason>true</reason></target>"),
               testing::HasSubstr("\nNotification targets\n"
-                                 "  name  routing rule  why not\n"
-                                 "  a     yes           -\n"
-                                 "  long  no            true\n"));
+                                 "  name  address  port  VRF  routing rule  why not\n"
+                                 "  a     —        —     red  yes           —\n"
+                                 "  long  —        —     red  no            true\n"));
+}
+
+TEST(StateTables, ANoThatIsNoFaultIsADash) {
+  const std::string interface =
+      "<listening-interface><name>l3-a</name><vrf>red</vrf><redirect>false</redirect>"
+      "<reason>r</reason></listening-interface>";
+  EXPECT_THAT(Shown("<target><name>a</name><rule>false</rule><reason>r</reason></target>"),
+              testing::HasSubstr("  a     —        —     —    —             r\n"));
+  EXPECT_THAT(Shown("<agent><enabled>true</enabled></agent>" + interface),
+              testing::HasSubstr("  l3-a  red  —            —     —              no         r\n"));
+  EXPECT_THAT(Shown("<agent><enabled>false</enabled></agent>" + interface),
+              testing::HasSubstr("  l3-a  red  —            —     —              —          r\n"));
 }
 
 TEST(StateTables, TroublesAreOfTheListenersThatHadThem) {
@@ -108,4 +81,70 @@ TEST(StateTables, TroublesAreOfTheListenersThatHadThem) {
   EXPECT_THAT(shown, testing::Not(testing::HasSubstr("Found deaf")));
 }
 
+TEST(StateTables, OfAKindItsTablesAreShownAlone) {
+  const std::string content =
+      "<agent><listener><endpoint>192.0.2.2:161</endpoint><answers-not-sent>3</answers-not-sent>"
+      "</listener></agent><target><name>a</name></target>";
+  EXPECT_EQ(Shown(content, {&kTarget, {}}),
+            "Notification targets\n"
+            "  name  address  port  VRF  routing rule  why not\n"
+            "  a     —        —     —    —             —\n");
+  EXPECT_EQ(Shown(content, {&kInterface, {}}), "Listening interfaces\n  none\n");
+  EXPECT_EQ(Shown(content, {&kListener, {}}),
+            "The agent listens at\n"
+            "  address        bound  since  tries  last error  why not\n"
+            "  192.0.2.2:161  —      —      —      —           —\n"
+            "\nAnswers not sent\n"
+            "  from           answers  last error\n"
+            "  192.0.2.2:161  3        —\n");
+}
+
+TEST(StateTables, AgentUptimeAndRoleAreInTheFirstLine) {
+  const std::string shown = Shown(
+      "<version>1.2</version><uptime>3700</uptime><ha-role>active</ha-role>"
+      "<agent><enabled>false</enabled><retry-pending>true</retry-pending></agent>");
+  EXPECT_EQ(shown.substr(0, shown.find('\n')),
+            "Role: active   agent: disabled   retry pending: yes   version: 1.2   up: 1 h 1 min   "
+            "NETCONF sessions: 0");
+}
+
+TEST(StateTables, SessionsAreShownWithoutTheOneThatAsks) {
+  const host::Tree tree = TreeOf(
+      StateXml("") +
+      R"(<netconf-state xmlns="urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"><sessions>)"
+      "<session><session-id>7</session-id><username>ann</username>"
+      "<login-time>2026-11-21T10:00:00Z</login-time></session>"
+      "<session><session-id>8</session-id><username>root</username></session>"
+      "</sessions></netconf-state>");
+  std::ostringstream out;
+  PrintState({out}, tree.get(), {}, "8");
+  EXPECT_THAT(out.str(), testing::HasSubstr("NETCONF sessions: 1\n"));
+  EXPECT_THAT(out.str(),
+              testing::ContainsRegex("\nNETCONF sessions\n  number  user  from  since *\n"
+                                     "  7       ann   —     2026[^\n]*\n$"));
+}
+
+TEST(StateTables, ColoursAreOnlyWhereTheyAreWanted) {
+  const host::Tree state =
+      StateOf("<target><name>a</name><vrf>red</vrf><rule>false</rule></target>");
+  std::ostringstream plain;
+  std::ostringstream coloured;
+  PrintState({plain, false}, state.get(), {&kTarget, {}}, "");
+  PrintState({coloured, true}, state.get(), {&kTarget, {}}, "");
+  EXPECT_THAT(plain.str(), testing::Not(testing::HasSubstr("\x1b")));
+  EXPECT_THAT(coloured.str(), testing::HasSubstr("\x1b[1mNotification targets\x1b[0m\n"));
+  EXPECT_THAT(coloured.str(), testing::HasSubstr("red  \x1b[31mno\x1b[0m            \x1b[2m—"));
+}
+
+TEST(SpanText, HasTheTwoLargestUnits) {
+  EXPECT_EQ(SpanText(0), "0 s");
+  EXPECT_EQ(SpanText(59), "59 s");
+  EXPECT_EQ(SpanText(60), "1 min");
+  EXPECT_EQ(SpanText(3599), "59 min 59 s");
+  EXPECT_EQ(SpanText(3601), "1 h");
+  EXPECT_EQ(SpanText(90061), "1 d 1 h");
+  EXPECT_EQ(SpanText(863999), "9 d 23 h");
+}
+
 }  // namespace
+}  // namespace show::test

@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 import signal
 import subprocess
 import time
@@ -84,9 +85,11 @@ def test_targets(daemon):
     start(daemon, targets({"a": (FAR, 162, "red"), "b": (FAR, 163, None),
                            "c": ("2001:db8::9", 162, "red")}, TABLES))
     assert rows(seen(daemon), "target", "name") == {
-        "a": {"rule": "true"},
-        "b": {"rule": "false", "reason": "the target is in no VRF"},
-        "c": {"rule": "false", "reason": "targets with an IPv6 address get none"}}
+        "a": {"address": FAR, "udp-port": "162", "vrf": "red", "rule": "true"},
+        "b": {"address": FAR, "udp-port": "163", "rule": "false",
+              "reason": "the target is in no VRF"},
+        "c": {"address": "2001:db8::9", "udp-port": "162", "vrf": "red", "rule": "false",
+              "reason": "targets with an IPv6 address get none"}}
 
 
 def test_faults_are_kept(daemon):
@@ -96,6 +99,19 @@ def test_faults_are_kept(daemon):
     fault = state.findall(".//state:fault", NS)[-1]
     assert "start-up configuration refused" in fault.findtext("state:text", namespaces=NS)
     assert fault.findtext("state:code", namespaces=NS) == "0"
+
+
+def test_program_and_agent(daemon):
+    start(daemon)
+    state = seen(daemon)
+    with open(os.path.join(TREE, "CMakeLists.txt"), encoding="utf-8") as file:
+        version = re.search(r"project\(snmp-app VERSION (\S+)", file.read()).group(1)
+    assert state.findtext("state:version", namespaces=NS) == version
+    assert int(state.findtext("state:uptime", namespaces=NS)) < 60
+    wait_until(lambda: int(seen(daemon).findtext("state:uptime", namespaces=NS)) >= 1, "a second")
+    assert state.findtext("state:agent/state:enabled", namespaces=NS) == "true"
+    daemon.reload(configuration(DEFAULT, enabled=False))
+    assert seen(daemon).findtext("state:agent/state:enabled", namespaces=NS) == "false"
 
 
 def test_role_and_counters(daemon):
@@ -136,16 +152,16 @@ def test_show_prints_tables(daemon, build):
     assert done.returncode == 0, done.stderr
     lines = [" ".join(line.split()) for line in done.stdout.splitlines()]
     assert any(line.startswith(f"{DEFAULT}:161 yes 20") for line in lines), done.stdout
-    assert "l3-eth1 red eth1 161 60600 yes -" in lines
-    assert "noc yes -" in lines
-    assert lines[0].startswith("Role: unknown retry pending: no")
+    assert "l3-eth1 red eth1 161 60600 yes —" in lines
+    assert f"noc {FAR} 162 red yes —" in lines
+    assert lines[0].startswith("Role: unknown agent: enabled retry pending: no version: ")
 
 
 def test_show_prints_json(daemon, build):
     start(daemon, targets({"noc": (FAR, 162, None)}, TABLES))
     done = show(daemon, build, "--json")
     state = json.loads(done.stdout)["snmp-app-state:snmp-state"]
-    assert state["target"] == [{"name": "noc", "rule": False,
+    assert state["target"] == [{"name": "noc", "address": FAR, "udp-port": 162, "rule": False,
                                 "reason": "the target is in no VRF"}]
 
 

@@ -1,6 +1,7 @@
 #include "framework/state.h"
 
 #include <boost/asio/ip/address.hpp>
+#include <chrono>
 #include <deque>
 #include <string>
 
@@ -58,7 +59,7 @@ std::string ListenerXml(const Endpoint& endpoint, AgentCalls& agent, const Agent
 }
 
 std::string AgentXml(const StateSources& from, const AgentFacts& facts) {
-  std::string content;
+  std::string content = Leaf("enabled", ReadAgentEnabled(from.cdb_socket));
   for (const Endpoint& endpoint : Normalized(ReadAgentListeners(from.cdb_socket))) {
     content += ListenerXml(endpoint, from.agent, facts, from.history.Find(endpoint));
   }
@@ -125,8 +126,9 @@ std::string InterfacesXml(int cdb_socket, const Rules& rules) {
 
 std::string TargetXml(int cdb_socket, const std::string& entry, const Rules& rules) {
   const std::string vrf = ReadLeaf(cdb_socket, entry + "vrf");
+  const std::string address = ReadLeaf(cdb_socket, entry + "ip");
   DestinationRule rule;
-  rule.address = boost::asio::ip::make_address(ReadLeaf(cdb_socket, entry + "ip"));
+  rule.address = boost::asio::ip::make_address(address);
   rule.port = Port(cdb_socket, entry + "udp-port");
   cdb_get_u_int32(cdb_socket, &rule.table, "%s{%s}/vrf-idx", kVrfsPath, vrf.c_str());
   const bool has_rule = rules.HasDestination(rule);
@@ -139,7 +141,8 @@ std::string TargetXml(int cdb_socket, const std::string& entry, const Rules& rul
     if (vrf.empty()) reason = "the target is in no VRF";
   }
   return Element("target", Leaf("name", ReadLeaf(cdb_socket, entry + "name")) +
-                               Leaf("rule", has_rule) + Leaf("reason", reason));
+                               Leaf("address", address) + Element("udp-port", rule.port) +
+                               Leaf("vrf", vrf) + Leaf("rule", has_rule) + Leaf("reason", reason));
 }
 
 std::string TargetsXml(int cdb_socket, const Rules& rules) {
@@ -160,6 +163,14 @@ std::string FaultsXml(const std::deque<Fault>& faults) {
   return content;
 }
 
+std::string ProgramXml(const Process& process) {
+  const auto uptime = std::chrono::duration_cast<std::chrono::seconds>(
+      std::chrono::steady_clock::now() - process.begin);
+  return Leaf("version", std::string(PROGRAM_VERSION)) +
+         Element("uptime", static_cast<uint64_t>(uptime.count())) +
+         Leaf("ha-role", RoleText(process.role));
+}
+
 std::string CountersXml(const StateSources& from, const AgentFacts& facts) {
   return Element("counters", Element("commits", from.commits) +
                                  Element("rebinds", from.history.Rebinds()) +
@@ -173,9 +184,8 @@ std::string CountersXml(const StateSources& from, const AgentFacts& facts) {
 
 Tree ReadState(ly_ctx* context, const StateSources& from) {
   const AgentFacts facts = from.agent.Facts();
-  const std::string xml = R"(<snmp-state xmlns="urn:snmp-app:state">)" +
-                          Leaf("ha-role", RoleText(from.process.role)) + AgentXml(from, facts) +
-                          InterfacesXml(from.cdb_socket, from.rules) +
+  const std::string xml = R"(<snmp-state xmlns="urn:snmp-app:state">)" + ProgramXml(from.process) +
+                          AgentXml(from, facts) + InterfacesXml(from.cdb_socket, from.rules) +
                           TargetsXml(from.cdb_socket, from.rules) + FaultsXml(from.process.faults) +
                           CountersXml(from, facts) + "</snmp-state>";
   return ParseState(context, xml);

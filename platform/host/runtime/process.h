@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -44,6 +45,7 @@ class Process {
 
   std::deque<Fault> faults;  ///< The last ones, oldest first; at most kKeptFaults.
   HaRole role = HaRole::kUnknown;
+  const std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
   ServiceManager service_manager{loop};
 
   /// What is done when the process is told to read its start-up configuration again.
