@@ -23,6 +23,9 @@ install_compressed(man/snmp-app.8 snmp-app.8 share/man/man8)
 install_compressed(man/snmp-app-show.1 snmp-app-show.1 share/man/man1)
 install_compressed(man/snmp-app-startup.json.5 snmp-app-startup.json.5 share/man/man5)
 
+install(FILES packaging/completion/snmp-app packaging/completion/snmp-app-show
+  DESTINATION share/bash-completion/completions)
+
 # The unit file names /usr, and the program looks for its models below the prefix that it was
 # configured with.
 if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")

@@ -18,6 +18,8 @@ FILES = {
     "/usr/lib/sysctl.d/50-snmp-app.conf",
     "/usr/lib/sysusers.d/snmp-app.conf",
     "/usr/sbin/snmp-app",
+    "/usr/share/bash-completion/completions/snmp-app",
+    "/usr/share/bash-completion/completions/snmp-app-show",
     "/usr/share/doc/snmp-app/changelog.Debian.gz",
     "/usr/share/doc/snmp-app/copyright",
     "/usr/share/doc/snmp-app/examples/startup.json",
