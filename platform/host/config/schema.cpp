@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "confd/tag_table.h"
+#include "config/default_mark.h"
 #include "config/expression_limit.h"
 #include "config/netconf_features.h"
 #include "config/yang_data.h"
@@ -203,6 +204,7 @@ void Schema::LoadStandardModels(const std::string& folder) {
       RefuseModel(folder, name, TakeErrors(context_.get()));
     }
   }
+  DefineDefaultMark(context_.get());
 }
 
 void Schema::LoadModule(const std::string& file) {

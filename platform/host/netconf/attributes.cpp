@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "config/default_mark.h"
 #include "netconf/envelope.h"
 
 namespace host {
@@ -30,6 +31,7 @@ constexpr KnownAttribute kKnownAttributes[] = {
     {ElementPlace::kConfiguration, kYangNamespace, "insert", " first last before after "},
     {ElementPlace::kConfiguration, kYangNamespace, "key", nullptr},
     {ElementPlace::kConfiguration, kYangNamespace, "value", nullptr},
+    {ElementPlace::kConfiguration, kDefaultNamespace, "default", " true false 1 0 "},
     {ElementPlace::kConfiguration, kPlatformNamespace, "written-by", " system "},
 };
 
@@ -44,6 +46,21 @@ const KnownAttribute* Find(const MessageAttribute& attribute, ElementPlace place
 bool Takes(const KnownAttribute& known, const std::string& value) {
   return known.values == nullptr || (value.find(' ') == std::string::npos &&
                                      strstr(known.values, (" " + value + " ").c_str()) != nullptr);
+}
+
+/// Of an XPath expression. In a literal the character is none of a variable.
+bool HasVariable(const std::string& expression) {
+  char quote = '\0';
+  for (const char c : expression) {
+    if (quote != '\0') {
+      if (c == quote) quote = '\0';
+    } else if (c == '"' || c == '\'') {
+      quote = c;
+    } else if (c == '$') {
+      return true;
+    }
+  }
+  return false;
 }
 
 RpcError Refused(const char* tag, const std::string& reason, const MessageAttribute& attribute,
@@ -63,6 +80,10 @@ void CheckAttribute(const MessageAttribute& attribute, ElementPlace place,
     throw Refused("unknown-attribute",
                   element + " has no attribute " + attribute.name + " of " + ns + " here",
                   attribute, element);
+  }
+  // Nobody can bind any (RFC 6241, 8.9.1), and libyang takes them for elements.
+  if (attribute.name == "select" && HasVariable(attribute.value)) {
+    throw Refused("invalid-value", "an expression here has no variables", attribute, element);
   }
   if (Takes(*known, attribute.value)) return;
   throw Refused("bad-attribute",

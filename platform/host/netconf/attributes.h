@@ -22,10 +22,11 @@ struct MessageAttribute {
   std::string value;
 };
 
-/// Throws RpcError, unknown-attribute or bad-attribute, unless an element at that place has such an
-/// attribute with such a value: how a filter selects (RFC 6241, 6.2 and 8.9.5), and in a
-/// configuration what is done to the element (RFC 6241, 7.2; RFC 7950, 7.7.9 and 7.8.6), and that
-/// the system wrote it. `element` is the element's name.
+/// Throws RpcError, unknown-attribute, bad-attribute, or invalid-value for variables, unless an
+/// element at that place has such an attribute with such a value: how a filter selects (RFC
+/// 6241, 6.2 and 8.9.5), and in a configuration what is done to the element (RFC 6241, 7.2; RFC
+/// 7950, 7.7.9 and 7.8.6), that its value is the default (RFC 6243, 4.5.2), and that the system
+/// wrote it. `element` is the element's name.
 void CheckAttribute(const MessageAttribute& attribute, ElementPlace place,
                     const std::string& element);
 

@@ -6,8 +6,10 @@
 #include <string>
 #include <utility>
 
+#include "config/default_mark.h"
 #include "config/system_nodes.h"
 #include "config/tree_edit.h"
+#include "netconf/defaults.h"
 #include "netconf/edit_choice.h"
 #include "netconf/edit_order.h"
 #include "netconf/edit_refusal.h"
@@ -28,16 +30,21 @@ constexpr NamedOperation kOperations[] = {
     {"remove", EditOperation::kRemove}, {"none", EditOperation::kNone},
 };
 
-/// The operation that an element, which libyang could not take as one of the models, says itself.
-std::optional<EditOperation> OwnOperation(const lyd_node* edit) {
+/// An attribute of an element that libyang could not take as one of the models; null for none.
+const char* OwnAttribute(const lyd_node* edit, const char* name) {
   const auto* opaque = reinterpret_cast<const lyd_node_opaq*>(edit);
-  for (const lyd_attr* attribute = opaque->attr; attribute != nullptr;
-       attribute = attribute->next) {
-    if (strcmp(attribute->name.name, "operation") == 0) {
-      return ParseEditOperation(attribute->value);
-    }
+  const lyd_attr* attribute = opaque->attr;
+  while (attribute != nullptr && strcmp(attribute->name.name, name) != 0) {
+    attribute = attribute->next;
   }
-  return std::nullopt;
+  return attribute == nullptr ? nullptr : attribute->value;
+}
+
+/// The operation that such an element says itself.
+std::optional<EditOperation> OwnOperation(const lyd_node* edit) {
+  const char* operation = OwnAttribute(edit, "operation");
+  if (operation == nullptr) return std::nullopt;
+  return ParseEditOperation(operation);
 }
 
 EditOperation OperationOf(const lyd_node* node, EditOperation inherited) {
@@ -73,9 +80,10 @@ class Editor {
       if (edit->schema == nullptr) {
         RemoveByName(edit, parent);
       } else if (lysc_is_key(edit->schema)) {
-        RequireOneKey(edit);
+        RequireOnce(edit);
       } else if (!IsMarkedAsSystem(edit)) {  // The system makes its own anew.
         RequireConfiguration(edit);
+        RequireOnce(edit);
         const EditOperation operation = OperationOf(edit, inherited);
         if (!Removes(operation)) RequireOneCase(edit, &in_cases);
         Apply(edit, operation, parent);
@@ -86,6 +94,8 @@ class Editor {
  private:
   void Apply(const lyd_node* edit, EditOperation operation, lyd_node* parent) {
     lyd_node* found = tree_.Find(edit, parent);
+    const bool is_default = IsMarkedAsDefault(edit);
+    if (is_default) RequireDefault(edit, !Removes(operation) && operation != EditOperation::kNone);
     if (Removes(operation)) {
       Remove(edit, operation, found);
       return;
@@ -93,6 +103,10 @@ class Editor {
     if (IsThere(found) && operation == EditOperation::kCreate) {
       throw RpcError("application", "data-exists", std::string(NameOf(edit)) + " exists already")
           .At(PathOf(edit));
+    }
+    if (is_default) {
+      Remove(edit, EditOperation::kRemove, found);
+      return;
     }
     if (operation != EditOperation::kNone) {
       Put(edit, operation, found, parent);
@@ -124,9 +138,11 @@ class Editor {
   void RemoveByName(const lyd_node* edit, lyd_node* parent) {
     const lysc_node* leaf = SchemaOf(context_, edit, edit_parent_);
     const std::optional<EditOperation> operation = OwnOperation(edit);
-    if (leaf == nullptr || leaf->nodetype != LYS_LEAF || !operation || !Removes(*operation)) {
+    const bool is_deletion = operation && Removes(*operation) && !OwnAttribute(edit, "default");
+    if (leaf == nullptr || leaf->nodetype != LYS_LEAF || !is_deletion) {
       RefuseOpaque(context_, edit, edit_parent_);
     }
+    RequireAlone(edit, leaf);
     Remove(edit, *operation, FindFirst(tree_.Children(parent), leaf));
   }
 

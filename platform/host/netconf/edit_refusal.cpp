@@ -73,6 +73,28 @@ void RequireKeys(ly_ctx* context, const lyd_node* entry, const lysc_node* list,
   }
 }
 
+[[noreturn]] void RefuseTwice(const lyd_node* edit, const lysc_node* element) {
+  const lyd_node* parent = lyd_parent(edit);
+  // Which entry one with two keys is, is not sure.
+  const std::string path = lysc_is_key(element)
+                               ? PathBelow(lyd_parent(parent), parent->schema) + "/" + element->name
+                               : PathBelow(parent, element);
+  throw RpcError("application", "bad-element",
+                 std::string(element->name) + " stands twice in one place")
+      .At(path)
+      .With("bad-element", element->name);
+}
+
+/// Of what no leaf can have.
+void RefuseElementIn(const lyd_node* leaf, const std::string& path) {
+  const lyd_node* inner = lyd_child(leaf);
+  if (inner == nullptr) return;
+  throw RpcError("application", "unknown-element",
+                 std::string(NameOf(leaf)) + " is a leaf, in which no element stands")
+      .At(path)
+      .With("bad-element", NameOf(inner));
+}
+
 }  // namespace
 
 const lysc_node* SchemaOf(const ly_ctx* context, const lyd_node* edit, const lyd_node* parent) {
@@ -99,17 +121,21 @@ void RefuseOpaque(ly_ctx* context, const lyd_node* edit, const lyd_node* parent)
   }
   if (schema->nodetype == LYS_LIST) RequireKeys(context, edit, schema, parent);
   const bool is_term = (schema->nodetype & (LYS_LEAF | LYS_LEAFLIST)) != 0;
+  if (is_term) RefuseElementIn(edit, PathBelow(parent, schema));
   const char* value = ValueOf(edit);
   throw BadValue(name, value, is_term ? RefusalOf(context, schema, value) : std::nullopt)
       .At(PathBelow(parent, schema));
 }
 
-void RequireOneKey(const lyd_node* key) {
-  if (key->next == nullptr || key->next->schema != key->schema) return;
-  throw RpcError("application", "bad-element",
-                 std::string(NameOf(key)) + " stands twice in one entry")
-      .At(PathOf(key))
-      .With("bad-element", NameOf(key));
+void RequireOnce(const lyd_node* edit) {
+  if (edit->schema->nodetype != LYS_LEAF) return;
+  if (edit->next != nullptr && Means(edit->next, edit->schema)) RefuseTwice(edit, edit->schema);
+}
+
+void RequireAlone(const lyd_node* edit, const lysc_node* leaf) {
+  for (const lyd_node* other = lyd_first_sibling(edit); other != nullptr; other = other->next) {
+    if (other != edit && Means(other, leaf)) RefuseTwice(edit, leaf);
+  }
 }
 
 void RequireConfiguration(const lyd_node* edit) {

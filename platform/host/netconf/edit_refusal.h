@@ -15,7 +15,13 @@ const lysc_node* SchemaOf(const ly_ctx* context, const lyd_node* edit, const lyd
 /// Throws RpcError for an element that is not part of configurations: state, requests.
 void RequireConfiguration(const lyd_node* edit);
 
-/// Throws RpcError for a key that its entry has twice; libyang has such keys one behind the other.
-void RequireOneKey(const lyd_node* key);
+/// Throws RpcError for a leaf that stands twice in one place; libyang has two of the same one
+/// behind the other. A container may stand there twice, as all that its elements ask for can be
+/// done.
+void RequireOnce(const lyd_node* edit);
+
+/// The same for a leaf that libyang could not take as one of the models: those are behind all
+/// others.
+void RequireAlone(const lyd_node* edit, const lysc_node* leaf);
 
 }  // namespace host

@@ -1,6 +1,7 @@
 #include "netconf/hello.h"
 
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 
 #include "config/netconf_features.h"
@@ -8,6 +9,7 @@
 #include "netconf/envelope.h"
 #include "netconf/message.h"
 #include "netconf/xml.h"
+#include "netconf/yang_library.h"
 
 namespace host {
 
@@ -16,21 +18,15 @@ namespace {
 constexpr char kBase10[] = "urn:ietf:params:netconf:base:1.0";
 constexpr char kBase11[] = "urn:ietf:params:netconf:base:1.1";
 
+/// What clients of base:1.0 know of the later versions that this server has, too.
+constexpr const char* kEarlierVersions[] = {
+    "urn:ietf:params:netconf:capability:validate:1.0",
+    "urn:ietf:params:netconf:capability:confirmed-commit:1.0",
+};
+
 constexpr char kWithDefaults[] =
     "urn:ietf:params:netconf:capability:with-defaults:1.0?basic-mode=explicit"
     "&also-supported=report-all,report-all-tagged,trim";
-
-/// The features of a model that are on, with commas between them.
-std::string FeaturesOf(const lys_module* module) {
-  std::string list;
-  uint32_t index = 0;
-  const lysp_feature* feature = nullptr;
-  while ((feature = lysp_feature_next(feature, module->parsed, &index)) != nullptr) {
-    if ((feature->flags & LYS_FENABLED) == 0) continue;
-    list += (list.empty() ? "" : ",") + std::string(feature->name);
-  }
-  return list;
-}
 
 /// As RFC 6020, 5.6.4 has it.
 std::string ModuleCapability(const lys_module* module) {
@@ -69,12 +65,12 @@ std::vector<std::string> Capabilities(const ly_ctx* context) {
   for (const NetconfFeature& feature : kNetconfFeatures) {
     capabilities.emplace_back(feature.capability);
   }
+  capabilities.insert(capabilities.end(), std::begin(kEarlierVersions), std::end(kEarlierVersions));
   capabilities.emplace_back(kWithDefaults);
   capabilities.push_back(
       "urn:ietf:params:netconf:capability:yang-library:1.1?revision=2019-01-04&content-id=" +
-      std::to_string(ly_ctx_get_change_count(context)));
-  uint32_t index = 0;
-  while (const lys_module* module = ly_ctx_get_module_iter(context, &index)) {
+      ContentId(context));
+  for (const lys_module* module : ToldModels(context)) {
     if (module->implemented != 0) capabilities.push_back(ModuleCapability(module));
   }
   return capabilities;

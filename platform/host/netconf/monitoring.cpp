@@ -1,6 +1,7 @@
 #include "netconf/monitoring.h"
 
 #include "netconf/xml.h"
+#include "netconf/yang_library.h"
 
 namespace host {
 
@@ -31,8 +32,7 @@ std::string DatastoreXml(const Datastores& datastores, Datastore datastore, cons
 
 std::string SchemasXml(const ly_ctx* context) {
   std::string list;
-  uint32_t index = 0;
-  while (const lys_module* module = ly_ctx_get_module_iter(context, &index)) {
+  for (const lys_module* module : ToldModels(context)) {
     list += Element(
         "schema",
         Element("identifier", module->name) +
@@ -59,19 +59,11 @@ std::string SessionXml(const SessionFacts& session) {
 }
 
 std::string StatisticsXml(const SessionTotals& all) {
-  return Element("statistics", Element("in-bad-hellos", all.bad_hellos) +
+  return Element("statistics", Element("netconf-start-time", TimeText(all.begin)) +
+                                   Element("in-bad-hellos", all.bad_hellos) +
                                    Element("in-sessions", all.sessions) +
                                    Element("dropped-sessions", all.dropped) +
                                    CountersXml(all.requests, all.bad_requests, all.errors));
-}
-
-Tree YangLibrary(ly_ctx* context) {
-  lyd_node* data = nullptr;
-  if (ly_ctx_get_yanglib_data(context, &data, "%u", ly_ctx_get_change_count(context)) !=
-      LY_SUCCESS) {
-    throw TakeRefusal(context);
-  }
-  return Tree(data);
 }
 
 }  // namespace
@@ -94,7 +86,7 @@ Tree MonitoringState(const Datastores& datastores, const std::vector<std::string
       SchemasXml(context) + Element("sessions", session_list) + StatisticsXml(all) +
       "</netconf-state>";
   Tree state = ParseState(context, xml);
-  InsertAll(&state, YangLibrary(context));
+  InsertAll(&state, YangLibrary(context, {"running", "candidate"}));
   return state;
 }
 

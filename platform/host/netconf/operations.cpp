@@ -6,6 +6,7 @@
 #include "netconf/edit.h"
 #include "netconf/parameters.h"
 #include "netconf/rpc_error.h"
+#include "netconf/schema_request.h"
 #include "netconf/xml.h"
 
 namespace host {
@@ -132,25 +133,20 @@ std::string KillSession(const Request& request) {
   const auto session =
       static_cast<SessionId>(std::stoul(ParameterText(request.operation, "session-id")));
   if (session == request.author.session) {
-    throw RpcError("protocol", "invalid-value", "a session ends itself by close-session");
+    throw RpcError("protocol", "invalid-value", "a session ends itself by close-session")
+        .With("bad-element", "session-id");
   }
   if (!request.services->kill(session)) {
-    throw RpcError("protocol", "invalid-value", "there is no session " + std::to_string(session));
+    throw RpcError("protocol", "invalid-value", "there is no session " + std::to_string(session))
+        .With("bad-element", "session-id");
   }
   return kOk;
 }
 
 std::string GetSchema(const Request& request) {
-  const std::string name = ParameterText(request.operation, "identifier");
-  const std::string version = ParameterText(request.operation, "version");
-  const lys_module* module =
-      version.empty() ? ly_ctx_get_module_latest(request.Context(), name.c_str())
-                      : ly_ctx_get_module(request.Context(), name.c_str(), version.c_str());
-  if (module == nullptr) {
-    throw RpcError("protocol", "invalid-value", "there is no schema " + name + " " + version);
-  }
-  const std::string format = ParameterText(request.operation, "format", "yang");
-  if (format.find("yang") == std::string::npos) throw Unsupported("format " + format);
+  const lys_module* module = FindSchema(
+      request.Context(), ParameterText(request.operation, "identifier"),
+      Parameter(request.operation, "version"), ParameterText(request.operation, "format"));
   return R"(<data xmlns="urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring">)" +
          EscapeXml(PrintModel(module)) + "</data>";
 }

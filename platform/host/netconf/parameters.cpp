@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "netconf/defaults.h"
 #include "netconf/filter.h"
 #include "netconf/rpc_error.h"
 #include "netconf/xml.h"
@@ -19,6 +20,10 @@ const lyd_node* AnyContent(const lyd_node* element) {
 std::string MetaText(const lyd_node* node, const char* name) {
   const lyd_meta* meta = FindMeta(node, "ietf-netconf", name);
   return meta == nullptr ? "" : lyd_get_meta_value(meta);
+}
+
+DefaultsMode ModeOf(const lyd_node* operation) {
+  return ParseDefaultsMode(ParameterText(operation, "with-defaults"));
 }
 
 }  // namespace
@@ -56,6 +61,7 @@ std::string TestOption(const lyd_node* operation) {
 }
 
 Tree Filtered(const lyd_node* operation, Tree data) {
+  KeepReported(ModeOf(operation), &data);
   const lyd_node* filter = Parameter(operation, "filter");
   if (filter == nullptr) return data;
   if (MetaText(filter, "type") == "xpath") {
@@ -68,11 +74,6 @@ Tree Filtered(const lyd_node* operation, Tree data) {
   return SelectSubtree(AnyContent(filter), data.get());
 }
 
-uint32_t DefaultsFlag(const lyd_node* operation) {
-  const std::string mode = ParameterText(operation, "with-defaults", "explicit");
-  if (mode == "report-all") return LYD_PRINT_WD_ALL;
-  if (mode == "report-all-tagged") return LYD_PRINT_WD_ALL_TAG;
-  return mode == "trim" ? LYD_PRINT_WD_TRIM : LYD_PRINT_WD_EXPLICIT;
-}
+uint32_t DefaultsFlag(const lyd_node* operation) { return PrintOption(ModeOf(operation)); }
 
 }  // namespace host

@@ -25,11 +25,11 @@ const lyd_node* ConfigContent(const lyd_node* config);
 /// "set", "test-then-set" or "test-only".
 std::string TestOption(const lyd_node* operation);
 
-/// What a request's <filter>, if it has one, leaves of `data`. Throws RpcError.
+/// What a request's <with-defaults>, and then its <filter>, if it has one, leave of `data`. Throws
+/// RpcError.
 Tree Filtered(const lyd_node* operation, Tree data);
 
-/// How values that the models give are reported (RFC 6243), as LYD_PRINT_WD_...; "explicit" is the
-/// basic mode.
+/// How what Filtered() has left is printed, as LYD_PRINT_WD_....
 uint32_t DefaultsFlag(const lyd_node* operation);
 
 }  // namespace host

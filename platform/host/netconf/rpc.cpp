@@ -2,27 +2,34 @@
 
 #include <exception>
 
+#include "netconf/constraint_error.h"
 #include "netconf/envelope.h"
 #include "netconf/rpc_error.h"
 
 namespace host {
 
-RpcReply RpcHandler::Handle(SessionId session, const std::string& user,
-                            const std::string& message) {
+namespace {
+
+constexpr char kMalformed[] = "malformed-message";
+
+}  // namespace
+
+RpcReply RpcHandler::Handle(SessionId session, const std::string& user, const std::string& message,
+                            bool knows_base_11) {
   const RpcEnvelope envelope(datastores_->Models().Context(), message);
   Answer answer;
   try {
     const lyd_node* operation = envelope.Operation();
     answer = Perform({operation, {user, session, NameOf(operation)}, datastores_, &services_});
   } catch (const RpcError& error) {
-    return Refused(envelope, error);
+    return Refused(envelope, error, knows_base_11);
   } catch (const Refusal& refusal) {
-    return Refused(envelope, RpcError("application", refusal));
+    return Refused(envelope, ConstraintError(refusal), knows_base_11);
   } catch (const std::exception& error) {
-    return Refused(envelope, RpcError("application", kNotTaken, error.what()));
+    return Refused(envelope, RpcError("application", kNotTaken, error.what()), knows_base_11);
   }
   // What is done already must not be answered as refused, so a failure here goes to the caller.
-  return {envelope.Reply(answer.content), false, answer.closes};
+  return {envelope.Reply(answer.content), false, false, answer.closes};
 }
 
 bool RpcHandler::HasLock(SessionId session) const {
@@ -31,10 +38,14 @@ bool RpcHandler::HasLock(SessionId session) const {
          datastores_->LockedBy(Datastore::kStartup) == session;
 }
 
-RpcReply RpcHandler::Refused(const RpcEnvelope& envelope, const RpcError& error) const {
+RpcReply RpcHandler::Refused(const RpcEnvelope& envelope, const RpcError& error,
+                             bool knows_base_11) const {
   // Behind a message that is none, it is not sure any more where messages begin and end.
-  const bool closes = error.Tag() == "malformed-message";
-  return {envelope.Reply(error.Xml(datastores_->Models().Context())), true, closes};
+  const bool closes = error.Tag() == kMalformed;
+  // RFC 6241, appendix A: the tag is new in base:1.1.
+  const RpcError told = closes && !knows_base_11 ? RpcError("rpc", kNotTaken, error.what()) : error;
+  return {envelope.Reply(told.Xml(datastores_->Models().Context())), true, error.IsOfRpcLayer(),
+          closes};
 }
 
 }  // namespace host

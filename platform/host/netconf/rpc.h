@@ -14,7 +14,8 @@ namespace host {
 struct RpcReply {
   std::string xml;  ///< The whole <rpc-reply>, without framing.
   bool is_error = false;
-  bool closes = false;  ///< The session ends when the reply is sent.
+  bool is_bad_request = false;  ///< The message was no correct <rpc> (RFC 6022, 2.1.5).
+  bool closes = false;          ///< The session ends when the reply is sent.
 };
 
 class RpcHandler {
@@ -24,16 +25,18 @@ class RpcHandler {
       : datastores_(datastores), services_(std::move(services)) {}
 
   /// Answers one message of a session, which `user` has, without framing. What is refused is an
-  /// answer as well, an <rpc-error>; behind a message that is no XML it closes the session. Throws
+  /// answer as well, an <rpc-error>; behind a message that is no XML it closes the session. A
+  /// client that does not know base:1.1 is told no tag that is new in it. Throws
   /// std::exception when the answer to what was done cannot be made, which then must not be told as
   /// refused.
-  RpcReply Handle(SessionId session, const std::string& user, const std::string& message);
+  RpcReply Handle(SessionId session, const std::string& user, const std::string& message,
+                  bool knows_base_11 = true);
 
   /// Whether a session has locked a datastore.
   bool HasLock(SessionId session) const;
 
  private:
-  RpcReply Refused(const RpcEnvelope& envelope, const RpcError& error) const;
+  RpcReply Refused(const RpcEnvelope& envelope, const RpcError& error, bool knows_base_11) const;
 
   Datastores* datastores_;
   RpcServices services_;

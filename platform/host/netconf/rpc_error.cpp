@@ -27,6 +27,12 @@ size_t EndOfPart(const std::string& path, size_t begin) {
 /// In bytes. libyang's reasons quote the rest of a message, which may be the longest one.
 constexpr size_t kMaxReason = 4000;
 
+std::string YangElement(const ly_ctx* context, const std::string& name, const std::string& value) {
+  const std::string ns = R"( xmlns="urn:ietf:params:xml:ns:yang:1")";
+  if (value.compare(0, 1, "/") == 0) return PathElement(context, value, name, ns);
+  return "<" + name + ns + ">" + EscapeXml(value) + "</" + name + ">";
+}
+
 std::string Shortened(const std::string& reason) {
   return reason.size() <= kMaxReason ? reason : reason.substr(0, kMaxReason) + "...";
 }
@@ -51,17 +57,26 @@ RpcError RpcError::With(const std::string& name, const std::string& text) const 
   return error;
 }
 
+RpcError RpcError::WithYang(const std::string& name, const std::string& value) const {
+  RpcError error = *this;
+  error.yang_info_.emplace_back(name, value);
+  return error;
+}
+
 std::string RpcError::Xml(const ly_ctx* context) const {
   std::string content = Element("error-type", type_) + Element("error-tag", tag_) +
                         Element("error-severity", "error");
   if (!app_tag_.empty()) content += Element("error-app-tag", app_tag_);
-  if (!path_.empty()) content += ErrorPath(context, path_);
+  if (!path_.empty()) content += PathElement(context, path_);
   content += "<error-message xml:lang=\"en\">" + EscapeXml(Shortened(what())) + "</error-message>";
-  if (!info_.empty()) content += Element("error-info", info_);
+  std::string info = info_;
+  for (const auto& [name, value] : yang_info_) info += YangElement(context, name, value);
+  if (!info.empty()) content += Element("error-info", info);
   return Element("rpc-error", content);
 }
 
-std::string ErrorPath(const ly_ctx* context, const std::string& path) {
+std::string PathElement(const ly_ctx* context, const std::string& path, const std::string& name,
+                        const std::string& attributes) {
   std::string text;
   std::string module;
   std::set<std::string> modules;
@@ -83,17 +98,17 @@ std::string ErrorPath(const ly_ctx* context, const std::string& path) {
     begin = end;
   }
   std::string declarations;
-  for (const std::string& name : modules) {
-    const lys_module* found = ly_ctx_get_module_implemented(context, name.c_str());
+  for (const std::string& prefix : modules) {
+    const lys_module* found = ly_ctx_get_module_implemented(context, prefix.c_str());
     if (found != nullptr) {
       declarations.append(" xmlns:")
-          .append(name)
+          .append(prefix)
           .append("=\"")
           .append(EscapeXml(found->ns))
           .append("\"");
     }
   }
-  return "<error-path" + declarations + ">" + EscapeXml(text) + "</error-path>";
+  return "<" + name + attributes + declarations + ">" + EscapeXml(text) + "</" + name + ">";
 }
 
 }  // namespace host

@@ -5,6 +5,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "config/refusal.h"
 
@@ -29,6 +30,13 @@ class RpcError : public Refusal {
   /// text.
   RpcError With(const std::string& name, const std::string& text) const;
 
+  /// Whether it is the message that is no request, and not what is requested that is refused.
+  bool IsOfRpcLayer() const { return type_ == "rpc"; }
+
+  /// The same with an element of YANG's namespace (RFC 7950, section 15): a name, or the path of an
+  /// element as libyang has it.
+  RpcError WithYang(const std::string& name, const std::string& value) const;
+
   /// The element as it stands in an <rpc-reply> of the NETCONF namespace. `context` has the models
   /// of the path, whose names become prefixes there.
   std::string Xml(const ly_ctx* context) const;
@@ -36,11 +44,13 @@ class RpcError : public Refusal {
  private:
   std::string type_;
   std::string info_;
+  std::vector<std::pair<std::string, std::string>> yang_info_;
 };
 
 /// An instance identifier in which a module's name stands before each step and key, as an element
-/// <error-path> that declares these names as prefixes. `path` is as libyang has it, with a name
-/// where the module changes.
-std::string ErrorPath(const ly_ctx* context, const std::string& path);
+/// that declares these names as prefixes. `path` is as libyang has it, with a name where the module
+/// changes.
+std::string PathElement(const ly_ctx* context, const std::string& path,
+                        const std::string& name = "error-path", const std::string& attributes = "");
 
 }  // namespace host

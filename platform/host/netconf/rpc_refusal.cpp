@@ -17,6 +17,8 @@ struct KnownRefusal {
   const char* info;  ///< The element for what stands in quotes in the message; null for none.
 };
 
+constexpr char kWithinLeaf[] = "inside a terminal node";
+
 constexpr KnownRefusal kKnown[] = {
     {"Missing the operation node", "missing-element", nullptr},
     {"Mandatory ", "missing-element", "bad-element"},
@@ -27,7 +29,10 @@ constexpr KnownRefusal kKnown[] = {
     {"Data for both cases", "bad-element", "bad-element"},
     // One that has another key twice; what lacks a key is told by the edit.
     {"List instance is missing its key", "bad-element", "bad-element"},
+    {"Duplicate instance of", "bad-element", "bad-element"},
+    {kWithinLeaf, "unknown-element", "bad-element"},
     {"inside an inner node", "invalid-value", nullptr},
+    {"inside an anydata node", "invalid-value", nullptr},
     {kExpressionTooLong, "too-big", nullptr},
 };
 
@@ -60,6 +65,16 @@ std::string NameIn(const std::string& name) {
     if (name == choice[0]) return choice[1];
   }
   return name.substr(name.rfind(':') + 1);
+}
+
+/// What is left of a place in a request when that is in a configuration: libyang has both in one.
+std::string ContentPath(const std::string& path) {
+  const std::string own = "ietf-netconf";
+  for (size_t at = path.find('/', 1); at < path.size(); at = path.find('/', at + 1)) {
+    const bool is_other_module = path.find(':', at) < path.find('/', at + 1);
+    if (is_other_module && path.compare(at + 1, own.size(), own) != 0) return path.substr(at);
+  }
+  return path;
 }
 
 /// Null for what is no leaf.
@@ -106,7 +121,9 @@ RpcError TakeRequestError(ly_ctx* context) {
   }
   for (const KnownRefusal& known : kKnown) {
     if (said.find(known.text) == std::string::npos) continue;
+    const bool is_within_leaf = strcmp(known.text, kWithinLeaf) == 0;
     RpcError error("protocol", known.tag, reason);
+    if (is_within_leaf) error = error.At(ContentPath(path));
     if (known.info == nullptr) return error;
     const bool is_namespace = strcmp(known.info, "bad-namespace") == 0;
     return error.With(known.info, is_namespace ? QuotedIn(text) : NameIn(QuotedIn(text)));

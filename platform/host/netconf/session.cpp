@@ -147,8 +147,10 @@ void NetconfSession::LimitWait() {
 
 /// False when no whole message is there.
 bool NetconfSession::TakeMessage() {
-  const std::optional<std::string> message = decoder_.Next();
+  std::optional<std::string> message = decoder_.Next();
   if (!message.has_value()) return false;
+  // Blanks before a message are nobody's, and XML has no declaration behind some.
+  message->erase(0, message->find_first_not_of(" \t\r\n"));
   wait_ = Wait::kNone;
   alarm_.Stop();
   if (greeted_) {
@@ -166,9 +168,14 @@ void NetconfSession::TakeHello(const std::string& message) {
 }
 
 void NetconfSession::Answer(const std::string& message) {
-  const RpcReply reply = handler_->Handle(facts_.id, facts_.user, message);
+  // A request that asks for the counters is counted already.
+  ++facts_.requests;
+  const RpcReply reply = handler_->Handle(facts_.id, facts_.user, message, chunked_);
   if (ended_) return;
-  ++(reply.closes && reply.is_error ? facts_.bad_requests : facts_.requests);
+  if (reply.is_bad_request) {
+    --facts_.requests;
+    ++facts_.bad_requests;
+  }
   facts_.errors += reply.is_error ? 1 : 0;
   closes_ = reply.closes;
   Send(chunked_ ? FrameChunked(reply.xml) : FrameDelimited(reply.xml));

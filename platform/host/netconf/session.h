@@ -37,7 +37,7 @@ struct SessionFacts {
   std::string user;  ///< Who opened the connection.
   std::chrono::system_clock::time_point begin;
   uint64_t requests = 0;
-  uint64_t bad_requests = 0;  ///< Messages that were no requests.
+  uint64_t bad_requests = 0;  ///< Messages that were no correct <rpc>.
   uint64_t errors = 0;        ///< Replies that were errors.
   bool bad_hello = false;     ///< It ended because the client's <hello> was none.
   bool dropped = false;       ///< It ended otherwise than by a request.
@@ -47,6 +47,8 @@ struct SessionFacts {
 struct SessionTotals {
   void Add(const SessionFacts& session);
 
+  /// When the server began.
+  std::chrono::system_clock::time_point begin = std::chrono::system_clock::now();
   uint64_t sessions = 0;
   uint64_t bad_hellos = 0;
   uint64_t dropped = 0;

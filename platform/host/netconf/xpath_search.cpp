@@ -45,7 +45,8 @@ std::string NumbersOf(const ly_set& found, const lyd_node* data) {
 std::string Answer(const char* expression, const lyd_node* data) {
   ly_set* found = nullptr;
   errno = 0;
-  const LY_ERR result = lyd_find_xpath(data, expression, &found);
+  // From the root (RFC 6241, 8.9.1).
+  const LY_ERR result = lyd_find_xpath3(nullptr, data, expression, nullptr, &found);
   // Where libyang has no memory for a part of a result, it leaves that out and tells nothing.
   if (result == LY_EMEM || errno == ENOMEM) throw std::bad_alloc();
   if (result != LY_SUCCESS) return kRefused + TakeErrors(data->schema->module->ctx);

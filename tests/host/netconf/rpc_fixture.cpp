@@ -26,7 +26,14 @@ void RpcTest::SetUp() {
 }
 
 Reply RpcTest::Handle(const std::string& message, host::SessionId session) {
-  const host::RpcReply answer = handler_->Handle(session, "tester", message);
+  return Told(handler_->Handle(session, "tester", message));
+}
+
+Reply RpcTest::HandleOld(const std::string& message) {
+  return Told(handler_->Handle(1, "tester", message, false));
+}
+
+Reply RpcTest::Told(const host::RpcReply& answer) const {
   EXPECT_TRUE(IsWellFormed(engine_->Models(), answer.xml)) << answer.xml;
   Reply reply{answer.xml, answer.closes, "ok", "", "", ""};
   if (!answer.is_error) return reply;

@@ -30,6 +30,9 @@ class RpcTest : public NetconfTest {
   /// Answers a whole message; its reply must be well-formed.
   Reply Handle(const std::string& message, host::SessionId session = 1);
 
+  /// The same to a client of base:1.0.
+  Reply HandleOld(const std::string& message);
+
   /// Answers an operation.
   Reply Ask(const std::string& operation, host::SessionId session = 1) {
     return Handle(Rpc(operation), session);
@@ -48,6 +51,8 @@ class RpcTest : public NetconfTest {
   const TestFolder& Folder() const { return folder_; }
 
   boost::asio::io_context loop_;
+
+  Reply Told(const host::RpcReply& answer) const;
 
   host::SessionId killed_ = 0;  ///< The last one that a request has ended; there is none but 7.
 

@@ -71,6 +71,13 @@ TEST_F(RpcTest, OperationsThatThereAreNot) {
   EXPECT_FALSE(unknown.closes);
 }
 
+TEST_F(RpcTest, AClientOfBase10IsNotToldATagOfBase11) {
+  const Reply reply = HandleOld("<rpc");
+  EXPECT_EQ(reply.tag, "operation-failed");
+  EXPECT_TRUE(reply.closes);
+  EXPECT_EQ(HandleOld(Rpc("<absent/>")).tag, "unknown-element");
+}
+
 TEST_F(RpcTest, CloseSessionEndsTheSession) {
   const Reply reply = Ask("<close-session/>");
   EXPECT_EQ(reply.tag, "ok");
@@ -103,8 +110,8 @@ TEST_F(RpcTest, GetSchemaRefusesWhatThereIsNot) {
                              "</get-schema>")
                 .tag,
             "invalid-value");
-  EXPECT_EQ(Ask(kGetSchema + "<identifier>snmp</identifier><format>yin</format></get-schema>").tag,
-            "operation-not-supported");
+  EXPECT_EQ(Ask(kGetSchema + "<identifier>snmp</identifier><format>yin</format></get-schema>").info,
+            "<bad-element>format</bad-element>");
 }
 
 TEST_F(RpcTest, DefaultsAreReportedAsAsked) {
@@ -118,10 +125,10 @@ TEST_F(RpcTest, DefaultsAreReportedAsAsked) {
                   "data");
   };
   EXPECT_EQ(agent("explicit"), Agent("<port>161</port>"));
-  EXPECT_THAT(agent("trim"), HasSubstr("<snmpAgent/>"));
+  EXPECT_EQ(agent("trim"), "");
   EXPECT_EQ(agent("report-all"), Agent("<enabled>false</enabled><ip>0.0.0.0</ip><port>161</port>"));
   EXPECT_THAT(agent("report-all-tagged"), HasSubstr(R"(:default="true">0.0.0.0</ip>)"));
-  EXPECT_THAT(agent("report-all-tagged"), HasSubstr(R"(:default="true">161</port>)"));
+  EXPECT_THAT(agent("report-all-tagged"), HasSubstr("<port>161</port>"));
   EXPECT_THAT(Config(), Not(HasSubstr("<ip>")));
 }
 
