@@ -42,16 +42,21 @@ class Client:
     """One session. Use it as a context manager."""
 
     def __init__(self, path, versions=("1.0", "1.1"), seconds=10.0):
-        self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self.socket.settimeout(seconds)
-        self.socket.connect(path)
+        self.socket = self.connect(path, seconds)
         self._input = b""
-        self._chunked = False
+        self.is_chunked = False
         self._last_id = 0
         if versions:
             self.hello = ET.fromstring(self.receive())
             self.send_bytes((hello(*versions) + "]]>]]>").encode())
-            self._chunked = "1.1" in versions
+            self.is_chunked = "1.1" in versions
+
+    def connect(self, path, seconds):
+        """A socket to the server, on which nothing takes longer than that."""
+        connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        connection.settimeout(seconds)
+        connection.connect(path)
+        return connection
 
     def __enter__(self):
         return self
@@ -64,7 +69,7 @@ class Client:
 
     def send(self, message):
         data = message.encode()
-        self.send_bytes(b"\n#%d\n" % len(data) + data + b"\n##\n" if self._chunked
+        self.send_bytes(b"\n#%d\n" % len(data) + data + b"\n##\n" if self.is_chunked
                         else data + b"]]>]]>")
 
     def _fill(self):
@@ -81,7 +86,7 @@ class Client:
 
     def receive(self):
         """The next message."""
-        if not self._chunked:
+        if not self.is_chunked:
             return self._take_until(b"]]>]]>").decode()
         message = b""
         while True:
