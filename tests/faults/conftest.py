@@ -28,14 +28,14 @@ def part(text):
 
 def pytest_addoption(parser):
     parser.addoption("--all", action="store_true", help="every case, not a sample of them")
-    parser.addoption("--part", type=part, default=(1, 1), metavar="NUMBER/PARTS",
+    parser.addoption("--slice", type=part, default=(1, 1), metavar="NUMBER/PARTS",
                      help="with --all: one of so many parts of the cases")
 
 
 def pytest_configure(config):
     claim_run_folder()
     seed = os.environ.get("FAULTS_SEED") or secrets.randbelow(10 ** 9)
-    config.faults_table = Table(int(seed), config.getoption("--all"), config.getoption("--part"))
+    config.faults_table = Table(int(seed), config.getoption("--all"), config.getoption("--slice"))
 
 
 def pytest_terminal_summary(terminalreporter, config):
