@@ -12,8 +12,6 @@
 namespace host::test {
 namespace {
 
-using ::testing::StartsWith;
-
 const host::Schema& WordModels() {
   static const host::Schema models(TEST_FOLDER "/words");
   return models;
