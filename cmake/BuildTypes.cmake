@@ -3,7 +3,10 @@
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Debug CACHE STRING "Debug or Release" FORCE)
 endif()
-set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g")
+# What Debian hardens its programs with: all that dpkg-buildflags(1) has for hardening=+all.
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g -fPIE -fstack-protector-strong -D_FORTIFY_SOURCE=2 -Wformat \
+-Werror=format-security")
+set(CMAKE_EXE_LINKER_FLAGS_RELEASE "-pie -Wl,-z,relro -Wl,-z,now")
 set(CMAKE_CXX_FLAGS_DEBUG "-O0 -g")
 
 set(CMAKE_CXX_STANDARD 17)
