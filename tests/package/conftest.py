@@ -16,19 +16,23 @@ from lab.network import claim_run_folder, run
 from lab.site import Site
 
 
-@pytest.fixture(scope="session")
-def package():
-    """The path of the one package in the build folder."""
-    found = glob.glob(os.path.join(os.environ["SNMP_APP_PACKAGE_BUILD"], "snmp-app_*.deb"))
-    assert len(found) == 1, f"one package expected: {found}"
-    return found[0]
+NAMES = ("snmp-app", "snmp-app-netconf")
 
 
 @pytest.fixture(scope="session")
-def content(package, tmp_path_factory):
-    """The package's files, unpacked."""
+def packages():
+    """The path of each package in the build folder, by its name."""
+    folder = os.environ["SNMP_APP_PACKAGE_BUILD"]
+    found = {name: glob.glob(os.path.join(folder, f"{name}_*.deb")) for name in NAMES}
+    assert all(len(paths) == 1 for paths in found.values()), f"one of each expected: {found}"
+    return {name: paths[0] for name, paths in found.items()}
+
+
+@pytest.fixture(scope="session")
+def content(packages, tmp_path_factory):
+    """The files of the daemon's package, unpacked."""
     folder = tmp_path_factory.mktemp("content")
-    run("dpkg-deb", "-x", package, str(folder))
+    run("dpkg-deb", "-x", packages["snmp-app"], str(folder))
     yield folder
     shutil.rmtree(folder)
 
@@ -61,6 +65,20 @@ class Root:
     def run(self, *words):
         return run("chroot", self.path, *words)
 
+    def dpkg(self, *words):
+        """What dpkg prints, which does not do what other packages would do next, such as man-db's
+        index of all pages."""
+        done = subprocess.run(["chroot", self.path, "dpkg", "--no-triggers", *words],
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                              check=False)
+        if done.returncode != 0:
+            raise RuntimeError(done.stdout)
+        return done.stdout
+
+    def install(self, *names):
+        """Installs the packages of these names in one go."""
+        return self.dpkg("--install", *(f"/run/package/{name}.deb" for name in names))
+
     def remove(self):
         for name in ("root", "layer"):
             subprocess.run(["umount", "--recursive", "--lazy", os.path.join(self._folder, name)],
@@ -92,16 +110,23 @@ def run_folder():
 
 
 @pytest.fixture
-def root(run_folder, package):
-    """A copy of this machine with the package installed."""
+def bare_root(run_folder, packages):
+    """A copy of this machine that the packages can be installed on."""
     copy = Root()
     try:
         os.makedirs(copy.inside("/run/package"))
-        shutil.copy(package, copy.inside("/run/package/snmp-app.deb"))
-        copy.run("dpkg", "--install", "/run/package/snmp-app.deb")
+        for name, path in packages.items():
+            shutil.copy(path, copy.inside(f"/run/package/{name}.deb"))
         yield copy
     finally:
         copy.remove()
+
+
+@pytest.fixture
+def root(bare_root):
+    """A copy of this machine with both packages installed."""
+    bare_root.install(*NAMES)
+    return bare_root
 
 
 @pytest.fixture

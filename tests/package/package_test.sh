@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian package in the folder given and tests it; what is skipped is said, and why. A
-# folder that is configured keeps its options, and what it holds of the package is not built again.
+# Builds the Debian packages in the folder given and tests them; what is skipped is said, and why. A
+# folder that is configured keeps its options, and what it holds of them is not built again.
 set -euo pipefail
 [ $# -eq 1 ] || { echo "usage: package_test.sh FOLDER" >&2; exit 2; }
 mkdir -p "$1"
@@ -11,8 +11,8 @@ cd "$(dirname "$0")/../.."
 # shellcheck disable=SC2086
 need_packages $BUILD_PACKAGES $SHOW_PACKAGES $PACKAGE_PACKAGES
 
-say "Building the package ($build)"
-rm -f "$build"/snmp-app_*.deb
+say "Building the packages ($build)"
+rm -f "$build"/snmp-app{,-netconf}_*.deb
 options=()
 [ -f "$build/CMakeCache.txt" ] || options=(-DSNMP_APP_TESTS=OFF -DSNMP_APP_BENCH=OFF)
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
@@ -21,7 +21,7 @@ cmake --build "$build" --parallel "${JOBS:-2}" \
   --target snmp-app snmp-app-show package_documents
 (cd "$build" && cpack)
 
-say "Testing the package"
+say "Testing the packages"
 namespace=$(private_network)
 if [ -z "$namespace" ]; then
   echo "No root, no sudo, no unprivileged user namespaces: the tests that install it are skipped."

@@ -1,68 +1,108 @@
-"""The package's fields and files, and what its installation does."""
+"""The packages' fields and files."""
 
 import os
 import re
-import shutil
 import subprocess
 
 import pytest
 
-from installed import UNIT, need, settings
+from conftest import NAMES
+from installed import UNIT, need
 from lab.network import run
 
-FILES = {
-    "/etc/snmp-app/",
-    "/usr/bin/snmp-app-show",
-    "/usr/lib/systemd/networkd.conf.d/50-snmp-app.conf",
-    "/usr/lib/systemd/system/snmp-app.service",
-    "/usr/lib/sysctl.d/50-snmp-app.conf",
-    "/usr/lib/sysusers.d/snmp-app.conf",
-    "/usr/sbin/snmp-app",
-    "/usr/share/bash-completion/completions/snmp-app",
-    "/usr/share/bash-completion/completions/snmp-app-show",
-    "/usr/share/doc/snmp-app/changelog.Debian.gz",
-    "/usr/share/doc/snmp-app/copyright",
-    "/usr/share/doc/snmp-app/examples/startup.json",
-    "/usr/share/man/man1/snmp-app-show.1.gz",
-    "/usr/share/man/man5/snmp-app-startup.json.5.gz",
-    "/usr/share/man/man8/snmp-app.8.gz",
-    "/usr/share/snmp-app/sshd-netconf.conf",
-}
 TREE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+FLEET = "/usr/share/doc/snmp-app-netconf/examples/fleet"
+FILES = {
+    "snmp-app": {
+        "/etc/snmp-app/",
+        "/usr/bin/snmp-app-show",
+        "/usr/lib/systemd/networkd.conf.d/50-snmp-app.conf",
+        "/usr/lib/systemd/system/snmp-app.service",
+        "/usr/lib/sysctl.d/50-snmp-app.conf",
+        "/usr/lib/sysusers.d/snmp-app.conf",
+        "/usr/sbin/snmp-app",
+        "/usr/share/bash-completion/completions/snmp-app",
+        "/usr/share/bash-completion/completions/snmp-app-show",
+        "/usr/share/doc/snmp-app/changelog.Debian.gz",
+        "/usr/share/doc/snmp-app/copyright",
+        "/usr/share/doc/snmp-app/examples/startup.json",
+        "/usr/share/man/man1/snmp-app-show.1.gz",
+        "/usr/share/man/man5/snmp-app-startup.json.5.gz",
+        "/usr/share/man/man8/snmp-app.8.gz",
+        *(f"/usr/share/snmp-app/yang/{name}" for name in os.listdir(f"{TREE}/yang")),
+    },
+    "snmp-app-netconf": {
+        "/usr/share/doc/snmp-app-netconf/changelog.Debian.gz",
+        "/usr/share/doc/snmp-app-netconf/copyright",
+        *(f"{FLEET}/{name}" for name in os.listdir(f"{TREE}/packaging/examples/fleet")),
+        "/usr/share/snmp-app/sshd-netconf.conf",
+    },
+}
+SCRIPTS = {"snmp-app": {"preinst", "postinst", "prerm", "postrm"},
+           "snmp-app-netconf": {"postinst", "prerm", "postrm"}}
 
 
-def test_name_and_fields(package):
-    fields = dict(line.split(": ", 1) for line in
-                  run("dpkg-deb", "-f", package).splitlines() if line[:1].strip())
+def fields_of(package):
+    return dict(line.split(": ", 1) for line in
+                run("dpkg-deb", "-f", package).splitlines() if line[:1].strip())
+
+
+def test_fields_of_the_daemons_package(packages):
+    fields = fields_of(packages["snmp-app"])
     architecture = run("dpkg", "--print-architecture").strip()
     assert fields["Package"] == "snmp-app"
     assert fields["Architecture"] == architecture
-    assert os.path.basename(package) == f"snmp-app_{fields['Version']}_{architecture}.deb"
+    assert os.path.basename(packages["snmp-app"]) == (
+        f"snmp-app_{fields['Version']}_{architecture}.deb")
     depends = {word.split()[0] for word in fields["Depends"].split(", ")}
     assert {"systemd", "libc6", "libmnl0", "libnftnl11", "libnl-3-200", "libsnmp40", "libsystemd0",
             "libyang2"} <= depends
-    assert fields["Recommends"] == "libyuma-base, openssh-server, socat"
+    assert fields["Recommends"] == "libyuma-base, snmp-app-netconf"
 
 
-def test_content(package):
-    lines = [line.split(None, 5) for line in run("dpkg-deb", "-c", package).splitlines()]
+def test_fields_of_the_package_for_ssh(packages):
+    fields = fields_of(packages["snmp-app-netconf"])
+    version = fields_of(packages["snmp-app"])["Version"]
+    assert fields["Package"] == "snmp-app-netconf" and fields["Architecture"] == "all"
+    assert fields["Version"] == version
+    assert fields["Depends"] == "libyuma-base, openssh-server, snmp-app (>= 0.1.0-2), socat"
+    assert fields["Breaks"] == fields["Replaces"] == "snmp-app (<< 0.1.0-2)"
+    run("dpkg", "--compare-versions", version, "ge", "0.1.0-2")
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_content(packages, name):
+    lines = [line.split(None, 5) for line in
+             run("dpkg-deb", "-c", packages[name]).splitlines()]
     assert {line[1] for line in lines} == {"root/root"}
     modes = {line[5][1:]: line[0] for line in lines}
     files = {path for path in modes if not path.endswith("/")} | {"/etc/snmp-app/"} & set(modes)
-    models = {f"/usr/share/snmp-app/yang/{name}" for name in os.listdir(f"{TREE}/yang")}
-    assert len(models) > 0
-    assert files == FILES | models
+    assert files == FILES[name]
     for path, mode in modes.items():
         executable = path.endswith("/") or "bin/" in path
         assert mode[1:] == ("rwxr-xr-x" if executable else "rw-r--r--"), path
 
 
-def test_maintainer_scripts_and_no_conffiles(package, tmp_path):
-    run("dpkg-deb", "-e", package, str(tmp_path))
-    assert {path.name for path in tmp_path.iterdir()} == {
-        "control", "md5sums", "postinst", "prerm", "postrm"}
-    for name in ("postinst", "prerm", "postrm"):
-        run("bash", "-n", str(tmp_path / name))
+@pytest.mark.parametrize("name", NAMES)
+def test_maintainer_scripts_and_no_conffiles(packages, name, tmp_path):
+    run("dpkg-deb", "-e", packages[name], str(tmp_path))
+    assert {path.name for path in tmp_path.iterdir()} == {"control", "md5sums"} | SCRIPTS[name]
+    for script in SCRIPTS[name]:
+        run("bash", "-n", str(tmp_path / script))
+
+
+def test_changelog_begins_with_this_version(packages):
+    with open(f"{TREE}/packaging/changelog", encoding="utf-8") as file:
+        version = re.match(r"snmp-app \((.*?)\) ", file.readline())[1]
+    assert fields_of(packages["snmp-app"])["Version"] == version
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_lintian_finds_no_error(packages, name):
+    need("lintian")
+    done = subprocess.run(["lintian", "--allow-root", "--fail-on", "error", packages[name]],
+                          capture_output=True, text=True, check=False)
+    assert done.returncode == 0, done.stdout + done.stderr
 
 
 def test_exposure_is_2_at_most(content, capsys):
@@ -84,83 +124,3 @@ def test_man_pages_are_clean(content, page):
                           check=True, env={**os.environ, "MANWIDTH": "80"})
     assert done.stderr == ""
     assert "NAME" in done.stdout
-
-
-WANTED = "/etc/systemd/system/multi-user.target.wants/snmp-app.service"
-
-
-def is_enabled(root):
-    return os.path.islink(root.inside(WANTED))
-
-
-def reinstall(root):
-    root.run("dpkg", "--remove", "snmp-app")
-    root.run("dpkg", "--install", "/run/package/snmp-app.deb")
-
-
-def test_it_starts_with_the_machine(root):
-    """From the first installation on; an upgrade, and a removal with another installation, leave
-    it as the administrator has it."""
-    assert is_enabled(root)
-    reinstall(root)
-    assert is_enabled(root)
-    root.run("systemctl", "disable", "snmp-app.service")
-    root.run("dpkg", "--install", "/run/package/snmp-app.deb")
-    assert not is_enabled(root)
-    reinstall(root)
-    assert not is_enabled(root)
-
-
-def test_installation_and_purge(root):
-    user = root.run("getent", "passwd", "snmp-app").split(":")
-    assert user[5] == "/var/lib/snmp-app" and user[6].strip().endswith("nologin")
-    assert root.run("stat", "-c", "%U %G %a", "/etc/snmp-app").strip() == "root snmp-app 770"
-    for name in ("/etc/snmp-app/startup.json", "/var/lib/snmp-app/running.json"):
-        os.makedirs(os.path.dirname(root.inside(name)), exist_ok=True)
-        with open(root.inside(name), "w", encoding="ascii") as file:
-            file.write("{}")
-    root.run("dpkg", "--install", "/run/package/snmp-app.deb")
-    assert os.path.exists(root.inside("/etc/snmp-app/startup.json"))
-    root.run("dpkg", "--remove", "snmp-app")
-    assert os.path.exists(root.inside("/var/lib/snmp-app/running.json"))
-    root.run("dpkg", "--purge", "snmp-app")
-    assert not os.path.lexists(root.inside(WANTED))
-    for path in ("/etc/snmp-app", "/var/lib/snmp-app", *FILES):
-        assert not os.path.exists(root.inside(path)), path
-
-
-DROP_IN = "/etc/ssh/sshd_config.d/50-snmp-app.conf"
-
-
-def test_ssh_server_has_the_subsystem(root):
-    assert os.readlink(root.inside(DROP_IN)) == "/usr/share/snmp-app/sshd-netconf.conf"
-    assert "subsystem netconf /usr/bin/socat" in root.run("/usr/sbin/sshd", "-T")
-    os.unlink(root.inside(DROP_IN))
-    root.run("dpkg", "--install", "/run/package/snmp-app.deb")
-    assert not os.path.lexists(root.inside(DROP_IN)), "taken out by an administrator, and back"
-
-
-    reinstall(root)
-    assert not os.path.lexists(root.inside(DROP_IN)), "taken out by an administrator, and back"
-
-
-def test_removal_takes_the_subsystem_along(root):
-    root.run("dpkg", "--remove", "snmp-app")
-    assert not os.path.lexists(root.inside(DROP_IN))
-    assert "netconf" not in root.run("/usr/sbin/sshd", "-T")
-    root.run("dpkg", "--install", "/run/package/snmp-app.deb")
-    assert "subsystem netconf /usr/bin/socat" in root.run("/usr/sbin/sshd", "-T")
-    root.run("dpkg", "--remove", "snmp-app")
-    root.run("dpkg", "--purge", "snmp-app")
-    assert os.listdir(os.path.dirname(root.inside(DROP_IN))) == []
-
-
-def test_ssh_server_with_another_such_subsystem_is_left_alone(root):
-    root.run("dpkg", "--purge", "snmp-app")
-    with open(root.inside("/etc/ssh/sshd_config"), "a", encoding="ascii") as file:
-        file.write("\nSubsystem netconf /bin/false\n")
-    done = subprocess.run(["chroot", root.path, "dpkg", "--install", "/run/package/snmp-app.deb"],
-                          capture_output=True, text=True, check=True)
-    assert "NETCONF over SSH is left off" in done.stderr
-    assert not os.path.lexists(root.inside(DROP_IN))
-    assert "subsystem netconf /bin/false" in root.run("/usr/sbin/sshd", "-T")
