@@ -11,11 +11,11 @@ BUILD_PACKAGES="cmake g++ libboost-dev libmnl-dev libnftnl-dev libnl-route-3-dev
   libspdlog-dev libsystemd-dev libxml2-dev libyang2-dev ninja-build pkg-config"
 SHOW_PACKAGES="iproute2 libyuma-base nftables openssh-server procps python3 snmp snmptrapd socat
   util-linux yangcli"
-TEST_PACKAGES="clang-format clang-tidy g++-arm-linux-gnueabihf g++-i686-linux-gnu googletest
-  libgmock-dev libgtest-dev librapidcheck-dev prometheus-node-exporter python3-ncclient
+TEST_PACKAGES="ansible-core clang-format clang-tidy g++-arm-linux-gnueabihf g++-i686-linux-gnu
+  googletest libgmock-dev libgtest-dev librapidcheck-dev prometheus-node-exporter python3-ncclient
   python3-pytest qemu-user strace"
 BENCH_PACKAGES="libbenchmark-dev"
-PACKAGE_PACKAGES="dpkg-dev man-db python3-pytest strace systemd"
+PACKAGE_PACKAGES="binutils dpkg-dev lintian man-db python3-pytest strace systemd"
 FUZZ_PACKAGES="clang libclang-rt-14-dev libyuma-base"
 COVERAGE_PACKAGES="gcovr"
 

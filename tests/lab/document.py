@@ -12,8 +12,9 @@ import re
 from dataclasses import dataclass, field
 
 from .daemon import TREE
+from .wait import TimedOut, wait_until
 
-PROMPT = re.compile(r"^([a-z]+)[#$] (.*)$")
+PROMPT = re.compile(r"^([a-z]+[0-9]*)[#$] (.*)$")
 MORE = re.compile(r"^>( |$)")
 
 
@@ -42,6 +43,24 @@ class Command:
         """Whether this is the output that the document tells."""
         lines = [" ".join(line.split()) for line in output.splitlines()]
         return self.expression().match("".join(line + "\n" for line in lines)) is not None
+
+
+    def check(self, run):
+        """Runs it by `run`, which is given the host and the text and returns the status and all that
+        was printed. Fails when it does what the document does not say."""
+        def attempt():
+            status, output = run(self.host, self.text)
+            good = self.is_printed_by(output) and (status != 0) == ("fails" in self.kinds)
+            return good, f"{self.text}\nended with status {status} and printed:\n{output}"
+
+        seen = [attempt()]
+        if "wait" in self.kinds:
+            try:
+                wait_until(lambda: seen[-1][0] or seen.append(attempt()), "", 15.0, 0.2)
+            except TimedOut:
+                pass
+        good, said = seen[-1]
+        assert good, f"{self.place}: {said}\ninstead of:\n" + "\n".join(self.printed)
 
 
 def blocks(path):

@@ -11,7 +11,7 @@ from .daemon import TREE, Daemon
 from .site import DEFAULT, Site
 from .ssh import as_real_user, real_user
 from .stand_ins import ServiceManager, StandIns
-from .wait import TimedOut, wait_until
+from .wait import wait_until
 
 MOUNTS = """set -e
 mount -t tmpfs tmpfs "$0"
@@ -206,16 +206,4 @@ class Machines:
 
     def check(self, command):
         """Runs a document's command; the test fails when it does what the document does not say."""
-        def attempt():
-            status, output = self.run(command.host, command.text)
-            good = command.is_printed_by(output) and (status != 0) == ("fails" in command.kinds)
-            return good, f"{command.text}\nended with status {status} and printed:\n{output}"
-
-        seen = [attempt()]
-        if "wait" in command.kinds:
-            try:
-                wait_until(lambda: seen[-1][0] or seen.append(attempt()), "", 15.0, 0.2)
-            except TimedOut:
-                pass
-        good, said = seen[-1]
-        assert good, f"{command.place}: {said}\ninstead of:\n" + "\n".join(command.printed)
+        command.check(self.run)

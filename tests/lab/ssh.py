@@ -25,21 +25,33 @@ def as_real_user():
                                     f"--map-group={user[1]}", "--"]
 
 
-class Server(Background):
-    """An sshd with one user and one key, whose `netconf` subsystem is the daemon's socket, or what
-    a drop-in file says; SNMP_APP_LAB_SSHD has further lines for its configuration. Use it as a
-    context manager: the process has ended and the keys are gone afterwards."""
+def user_name():
+    """The name of the user who logs in."""
+    return pwd.getpwuid((real_user() or (os.getuid(),))[0]).pw_name
 
-    def __init__(self, namespace, netconf_socket=None, port=2830, drop_in=None):
+
+def make_key(path, kind="ed25519"):
+    """A new key, its public half in a file of its own beside it."""
+    subprocess.run(["ssh-keygen", "-q", "-t", kind, "-N", "", "-f", path], check=True)
+
+
+class Server(Background):
+    """An sshd with one user and one key, its own or the one given, whose `netconf` subsystem is the
+    daemon's socket, or what a drop-in file says; SNMP_APP_LAB_SSHD has further lines for its
+    configuration. Use it as a context manager: the process has ended and the keys that it made are
+    gone afterwards."""
+
+    def __init__(self, namespace, netconf_socket=None, drop_in=None, address="127.0.0.1", port=2830,
+                 key=None):
         self.namespace, self.port = namespace, port
-        self.user = pwd.getpwuid((real_user() or (os.getuid(),))[0]).pw_name
+        self.user = user_name()
         super().__init__("an SSH server")
-        self.key, host_key = self.path("key"), self.path("host-key")
-        for path in (self.key, host_key):
-            subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", path], check=True)
+        self.key, host_key = key or self.path("key"), self.path("host-key")
+        for path in (host_key, *([] if key else [self.key])):
+            make_key(path)
         subsystem = f"Include {drop_in}" if drop_in else (
             f"Subsystem netconf socat STDIO UNIX-CONNECT:{netconf_socket}")
-        configuration = self.write("sshd_config", f"""ListenAddress 127.0.0.1:{port}
+        configuration = self.write("sshd_config", f"""ListenAddress {address}:{port}
 HostKey {host_key}
 AuthorizedKeysFile {self.key}.pub
 PidFile none
