@@ -71,6 +71,15 @@ std::string AuthorText(const Author& author) {
 
 }  // namespace
 
+bool IsSecretList(const lysc_node* element) {
+  if (element->nodetype != LYS_LIST) return false;
+  std::string path;
+  for (; element != nullptr; element = lysc_data_parent(element)) {
+    path.insert(0, std::string("/") + element->name);
+  }
+  return IsSecretEntry(path);
+}
+
 std::string ChangesText(const std::vector<common::Change>& changes) {
   Paths paths;
   paths.Add(changes, "");

@@ -1,12 +1,15 @@
 // What is told of a commit: who asked for it, what it changed, what came of it.
 #pragma once
 
+#include <libyang/libyang.h>
+
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "config/config_edits.h"
 #include "delivery/change.h"
 
 namespace host {
@@ -21,9 +24,13 @@ struct Author {
 struct CommitRecord {
   Author author;
   std::string changes;  ///< As ChangesText() has them; empty for none, and for a refused one.
-  std::string refusal;  ///< Why it is not in force; empty when it is.
+  std::vector<ConfigEdit> edits;  ///< The same for programs.
+  std::string refusal;            ///< Why it is not in force; empty when it is.
   std::chrono::milliseconds duration{0};
 };
+
+/// Whether the keys of a list are secrets.
+bool IsSecretList(const lysc_node* element);
 
 /// Told of every commit, refused ones included, when it has ended. It must not throw.
 using CommitObserver = std::function<void(const CommitRecord& record)>;

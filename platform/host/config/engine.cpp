@@ -182,6 +182,7 @@ CommitResult Engine::PutInForce(SharedTree candidate, std::vector<common::Change
   if (!Tells(text, candidate.get())) throw std::bad_alloc();
   if (changes.empty() && text == PrintTree(running_.get())) return result;
   record->changes = ChangesText(changes);
+  record->edits = EditsOf(schema_, changes);
   save_(text, *record);
   // Nothing throws from here on but `deliver_`: what is stored is in force.
   running_.swap(candidate);
