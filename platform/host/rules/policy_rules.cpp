@@ -282,9 +282,11 @@ void PolicyRules::NoteResult(RuleChange change, const RoutingRule& rule, int cod
     if (!is_new) return;
     HOST_LOG(kNotice, "%s the routing rule of %s: %s", add ? "Adding" : "Deleting",
              RuleText(rule).c_str(), RulesErrorText(code).c_str());
+    TellOutcome(rule, RulesErrorText(code));
   } else if ((wanted_.count(rule) > 0) == add && refusals_.erase(rule) > 0) {
     HOST_LOG(kNotice, "The routing rule of %s is %s now.", RuleText(rule).c_str(),
              add ? "there" : "gone");
+    TellOutcome(rule, "");
   }
 }
 
@@ -298,9 +300,14 @@ void PolicyRules::NoteHealed() {
     if (healed) {
       HOST_LOG(kNotice, "The routing rule of %s is %s now.", RuleText(rule).c_str(),
                there ? "there" : "gone");
+      TellOutcome(rule, "");
     }
     refusal = healed ? refusals_.erase(refusal) : std::next(refusal);
   }
+}
+
+void PolicyRules::TellOutcome(const RoutingRule& rule, const std::string& reason) const {
+  if (on_outcome_) on_outcome_({"routing-rule", RuleText(rule), reason});
 }
 
 RuleChanges PolicyRules::AllChanges() const {

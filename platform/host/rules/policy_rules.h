@@ -3,9 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "rules/destination_layout.h"
@@ -14,6 +16,13 @@
 #include "rules/rules_socket.h"
 
 namespace host {
+
+/// What became of a rule that the kernel was asked for.
+struct RuleOutcome {
+  const char* kind;     ///< redirect or routing-rule.
+  std::string subject;  ///< Which one, as the log has it.
+  std::string reason;   ///< Of a refusal; empty for one that is over.
+};
 
 /// The rules in the kernel are known by their protocol number; others are never touched. Adding
 /// what is there and deleting what is not make no kernel call. What the kernel refuses is told once
@@ -32,6 +41,11 @@ class PolicyRules {
 
   PolicyRules(const PolicyRules&) = delete;
   PolicyRules& operator=(const PolicyRules&) = delete;
+
+  /// Told of each refusal that is logged, and of its end. It must not throw.
+  void SetOutcomeObserver(std::function<void(const RuleOutcome& outcome)> observer) {
+    on_outcome_ = std::move(observer);
+  }
 
   /// Makes the rules in the kernel those that are wanted: first what is missing, then away with
   /// what is left of an earlier run. Until then destinations are noted only, and all are made
@@ -89,6 +103,7 @@ class PolicyRules {
   bool Do(RuleChanges changes);
   void FreeEnds(RuleChanges& changes) const;
   void NoteHealed();
+  void TellOutcome(const RoutingRule& rule, const std::string& reason) const;
   RuleChanges AllChanges() const;
   bool Add(const RoutingRule& rule);
   bool Remove(const RoutingRule& rule);
@@ -111,6 +126,7 @@ class PolicyRules {
   std::set<RoutingRule> wanted_;
   std::set<RoutingRule> present_;        ///< In the kernel, as far as it has told.
   std::map<RoutingRule, int> refusals_;  ///< Told already, with the code.
+  std::function<void(const RuleOutcome& outcome)> on_outcome_;
 };
 
 }  // namespace host

@@ -28,7 +28,7 @@ bool Rules::AddRedirect(const std::string& kernel_name, uint16_t port, uint16_t 
   const Entry entry = {redirect_port, table};
   std::string reason;
   if (TryAdd(key, entry, reason)) {
-    refusals_.erase(key);
+    Heal(key);
     return true;
   }
   // What is no name of an interface never will be one.
@@ -70,7 +70,7 @@ bool Rules::DeleteRedirect(const std::string& kernel_name, uint16_t port, uint16
   const auto found = entries_.find(key);
   if (found == entries_.end() || found->second.redirect_port != redirect_port) return true;
   if (TryDelete(key)) {
-    refusals_.erase(key);
+    Heal(key);
     return true;
   }
   Refused(key, false, found->second, "");
@@ -88,8 +88,27 @@ bool Rules::TryDelete(const Key& key) {
 }
 
 void Rules::Refused(const Key& key, bool add, const Entry& entry, const std::string& reason) {
-  refusals_.insert_or_assign(key, Refusal{add, entry, reason});
+  const Refusal refusal = {add, entry, reason};
+  const auto former = refusals_.find(key);
+  const bool is_new =
+      former == refusals_.end() || former->second.add != add || former->second.reason != reason;
+  refusals_.insert_or_assign(key, refusal);
+  if (is_new) TellOutcome(key, refusal, reason.empty() ? redirects_.LastReason() : reason);
   TellRefusal();
+}
+
+/// What was asked for is so.
+void Rules::Heal(const Key& key) {
+  const auto refused = refusals_.extract(key);
+  if (!refused.empty()) TellOutcome(key, refused.mapped(), "");
+}
+
+void Rules::TellOutcome(const Key& key, const Refusal& refusal, const std::string& reason) const {
+  if (!on_outcome_) return;
+  on_outcome_({"redirect",
+               key.first + " port " + std::to_string(key.second) + " to " +
+                   std::to_string(refusal.entry.redirect_port),
+               reason});
 }
 
 bool Rules::HasRefused() const {
@@ -109,6 +128,7 @@ bool Rules::Retry() {
     if (done) {
       HOST_LOG(kNotice, "The redirect of %s port %u to %u is %s now.", key.first.c_str(),
                key.second, refusal.entry.redirect_port, refusal.add ? "there" : "gone");
+      TellOutcome(key, refusal, "");
     }
     refused = done ? refusals_.erase(refused) : std::next(refused);
   }

@@ -20,6 +20,9 @@ using MarkObserver = std::function<void(uint16_t redirect_port, uint32_t mark)>;
 /// Whether the configuration in force asks for a routing rule.
 using DestinationQuery = std::function<bool(const DestinationRule& rule)>;
 
+/// Told that the kernel refuses a rule, which is tried again, and that it does no longer.
+using OutcomeObserver = std::function<void(const RuleOutcome& outcome)>;
+
 /// One object in a process, since both are known by who made them: it removes what an earlier one
 /// has left, and with its end everything that it has set up.
 ///
@@ -36,6 +39,12 @@ class Rules {
 
   /// Called whenever something is refused, so that Retry() comes in a while.
   void SetRefusalObserver(std::function<void()> on_refusal) { on_refusal_ = std::move(on_refusal); }
+
+  /// It must not throw.
+  void SetOutcomeObserver(const OutcomeObserver& observer) {
+    on_outcome_ = observer;
+    policy_rules_.SetOutcomeObserver(observer);
+  }
 
   /// Both together; `table` is the routing table of the interface's VRF. True when it is so
   /// afterwards; no kernel call when it was so before. The reason of a failure is logged; it is
@@ -96,6 +105,8 @@ class Rules {
   bool TryAdd(const Key& key, const Entry& entry, std::string& reason);
   bool TryDelete(const Key& key);
   void Refused(const Key& key, bool add, const Entry& entry, const std::string& reason);
+  void Heal(const Key& key);
+  void TellOutcome(const Key& key, const Refusal& refusal, const std::string& reason) const;
   bool HasRefused() const;
   void TellRefusal() const;
   void Enter(uint16_t redirect_port, uint32_t table);
@@ -106,6 +117,7 @@ class Rules {
   std::map<Key, Entry> entries_;
   std::map<Key, Refusal> refusals_;
   std::function<void()> on_refusal_;
+  OutcomeObserver on_outcome_;
   /// The tables that a redirect port answers by, the newest last: more than one only while an old
   /// redirect is still there.
   std::map<uint16_t, std::vector<uint32_t>> tables_;

@@ -54,11 +54,11 @@ struct Context::Impl : public Server {
         process.Reload();
         break;
       case SIGUSR1:
-        process.role = host::HaRole::kActive;
+        process.TakeRole(host::HaRole::kActive);
         Tell(callbacks.go_active);
         break;
       case SIGUSR2:
-        process.role = host::HaRole::kStandby;
+        process.TakeRole(host::HaRole::kStandby);
         Tell(callbacks.go_standby);
         break;
       default:

@@ -20,9 +20,11 @@ zlog_category_t* FaultCategory() {
 }
 
 void Keep(Fault fault) {
-  std::deque<Fault>& faults = ThisProcess().faults;
+  Process& process = ThisProcess();
+  std::deque<Fault>& faults = process.faults;
   if (faults.size() == kKeptFaults) faults.pop_front();
   faults.push_back(std::move(fault));
+  if (process.on_fault) process.on_fault(faults.back());
 }
 
 /// What there is no memory for, or no descriptors for a loop, is left undone.

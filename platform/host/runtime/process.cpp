@@ -1,5 +1,7 @@
 #include "runtime/process.h"
 
+#include <exception>
+
 namespace host {
 
 namespace {
@@ -16,6 +18,17 @@ Process::~Process() {
   Process** link = &newest;
   while (*link != this) link = &(*link)->older_;
   *link = older_;
+}
+
+void Process::TakeRole(HaRole told) {
+  const bool is_other = role != told;
+  role = told;
+  if (!is_other || !on_role) return;
+  try {
+    on_role(told);
+  } catch (const std::exception&) {
+    // Whoever asks for the role is told.
+  }
 }
 
 void Process::Reload() {

@@ -33,6 +33,9 @@ class Process {
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
+  /// The process is told its role.
+  void TakeRole(HaRole told);
+
   /// Calls `reload` in this process's name; nothing happens when it is empty.
   void Reload();
 
@@ -46,6 +49,11 @@ class Process {
   std::deque<Fault> faults;  ///< The last ones, oldest first; at most kKeptFaults.
   HaRole role = HaRole::kUnknown;
   const std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
+
+  /// Told of what was added to `faults`, and of a `role` that is another one; may be empty. What it
+  /// throws is lost.
+  std::function<void(const Fault& fault)> on_fault;
+  std::function<void(HaRole role)> on_role;
   ServiceManager service_manager{loop};
 
   /// What is done when the process is told to read its start-up configuration again.

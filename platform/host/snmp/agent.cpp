@@ -200,6 +200,10 @@ std::vector<ListenerFailure> SnmpAgent::Impl::Settle(const ListenerPlan& plan) {
   return Open(failed);
 }
 
+void SnmpAgent::SetListenerObserver(ListenerObserver observer) {
+  impl_->observer = std::move(observer);
+}
+
 void SnmpAgent::Follow(const AgentSettings& settings) {
   impl_->access.SetCommunities({settings.communities.begin(), settings.communities.end()});
 }

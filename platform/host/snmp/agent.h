@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -28,6 +29,10 @@ struct ListenerFailure {
   Endpoint endpoint;
   std::string reason;
 };
+
+/// Told of a listener that is open now, or not: then `reason` says why. It must not throw.
+using ListenerObserver =
+    std::function<void(const Endpoint& listener, bool bound, const std::string& reason)>;
 
 /// What the configuration asks of an agent beside its listeners. It has no part that is not set:
 /// what follows a configuration gives all of it.
@@ -84,6 +89,10 @@ class SnmpAgent {
   /// Returns the listeners that could not be opened, in their normal form; each call tries them
   /// anew. The others serve.
   std::vector<ListenerFailure> SetListeners(const std::set<Endpoint>& wanted);
+
+  /// `observer` is told, in the middle of the agent's work, of open listeners that are closed until
+  /// they can be opened anew, and when they are open again; not of what SetListeners() returns.
+  void SetListenerObserver(ListenerObserver observer);
 
   /// In force for every request that is read from now on; listeners are not touched.
   void Follow(const AgentSettings& settings);

@@ -23,8 +23,17 @@ void SnmpAgent::Impl::FoundDeaf(const Endpoint& endpoint, const std::string& rea
   }
   // It would be opened anew without end.
   listeners.at(endpoint)->Close();
+  const bool was_closed = deaf.IsClosed(endpoint);
   deaf.Closed(endpoint, reason);
+  TellClosed(endpoint, was_closed, reason);
   Hurry();
+}
+
+void SnmpAgent::Impl::TellClosed(const Endpoint& endpoint, bool was_closed,
+                                 const std::string& reason) const {
+  const bool is_closed = deaf.IsClosed(endpoint);
+  if (!observer || is_closed == was_closed) return;
+  observer(endpoint, !is_closed, is_closed ? "deaf: " + reason : "");
 }
 
 void SnmpAgent::Impl::Reopen(const Endpoint& endpoint, const std::string& reason, Sign sign) {
@@ -42,7 +51,9 @@ void SnmpAgent::Impl::Reopen(const Endpoint& endpoint, const std::string& reason
   listener = std::move(fresh);
   suspects.erase(endpoint);
   Hurry();
+  const bool was_closed = deaf.IsClosed(endpoint);
   Log(LOG_WARNING, deaf.Reopened(endpoint, reason, sign, error, DeafListeners::Clock::now()));
+  TellClosed(endpoint, was_closed, error ? reason + "; " + error.message() : reason);
 }
 
 void SnmpAgent::Impl::ReopenClosed() {

@@ -60,6 +60,10 @@ struct SnmpAgent::Impl {
   void FoundDeaf(const Endpoint& endpoint, const std::string& reason);
   void Reopen(const Endpoint& endpoint, const std::string& reason, Sign sign);
   void ReopenClosed();
+
+  /// Tells the observer when a listener is closed, for a while, and was not, or the other way
+  /// round.
+  void TellClosed(const Endpoint& endpoint, bool was_closed, const std::string& reason) const;
   void MarkAgain();
 
   /// Begins with the rounds when there are listeners, and ends them when there are none.
@@ -92,6 +96,7 @@ struct SnmpAgent::Impl {
   UnsentAnswers unsent;
   RefusedRequests refused;
   DeafListeners deaf;
+  ListenerObserver observer;
   OwnRequests own;
   std::map<Endpoint, uint64_t> suspects;  ///< That had requests waiting, and what they had taken.
   std::map<Endpoint, uint32_t> unmarked;  ///< That the system has refused this mark.

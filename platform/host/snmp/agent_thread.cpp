@@ -66,6 +66,10 @@ void AgentThread::End() {
 
 AgentThread::~AgentThread() { End(); }
 
+void AgentThread::SetListenerObserver(ListenerObserver observer) {
+  Run([&] { agent_->SetListenerObserver(std::move(observer)); });
+}
+
 std::vector<ListenerFailure> AgentThread::SetListeners(const std::set<Endpoint>& wanted) {
   return Run([&] { return agent_->SetListeners(wanted); });
 }

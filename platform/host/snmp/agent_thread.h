@@ -31,6 +31,9 @@ class AgentThread : public AgentCalls {
   AgentThread(const AgentThread&) = delete;
   AgentThread& operator=(const AgentThread&) = delete;
 
+  /// As SnmpAgent has it; `observer` is called on the thread.
+  void SetListenerObserver(ListenerObserver observer);
+
   // As AgentCalls has them. Each but SetMark() waits until the thread has made it, for as long as a
   // request or a round of checks may take.
 

@@ -69,6 +69,11 @@ bool DeafListeners::IsUnheard(const Endpoint& listener) const {
          told->second.sign == Sign::kOwnRequest;
 }
 
+bool DeafListeners::IsClosed(const Endpoint& listener) const {
+  const auto record = records_.find(listener);
+  return record != records_.end() && record->second.is_closed;
+}
+
 void DeafListeners::Forget(const Endpoint& listener) {
   const auto record = records_.find(listener);
   if (record == records_.end()) return;

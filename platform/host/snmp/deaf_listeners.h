@@ -51,6 +51,9 @@ class DeafListeners {
   /// True when it was opened anew for want of an answer, and has not given one since.
   bool IsUnheard(const Endpoint& listener) const;
 
+  /// True when it could not be opened anew, or not yet.
+  bool IsClosed(const Endpoint& listener) const;
+
   /// The listener is not wanted any more.
   void Forget(const Endpoint& listener);
 

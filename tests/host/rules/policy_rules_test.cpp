@@ -271,6 +271,10 @@ TEST_F(PolicyRulesTest, ARefusalIsToldOnceAndWhenItHeals) {
     errno = ENOBUFS;
     return ssize_t{-1};
   });
+  std::vector<std::string> outcomes;
+  rules_->SetOutcomeObserver([&](const RuleOutcome& outcome) {
+    outcomes.push_back(outcome.subject + ": " + outcome.reason);
+  });
   testing::internal::CaptureStderr();
   EXPECT_FALSE(rules_->AddDestination(Destination("192.0.2.7")));
   EXPECT_FALSE(rules_->AddDestination(Destination("192.0.2.7")));
@@ -283,6 +287,10 @@ TEST_F(PolicyRulesTest, ARefusalIsToldOnceAndWhenItHeals) {
   const std::string told = testing::internal::GetCapturedStderr();
   EXPECT_EQ(CountLines(told, "Adding the routing rule of IPv4 to 192.0.2.7"), 1) << told;
   EXPECT_EQ(CountLines(told, "lookup 300 is there now."), 1) << told;
+  ASSERT_EQ(outcomes.size(), 2U);
+  EXPECT_THAT(outcomes[0], testing::HasSubstr("192.0.2.7"));
+  EXPECT_THAT(outcomes[0], Not(testing::EndsWith(": ")));
+  EXPECT_THAT(outcomes[1], testing::EndsWith("lookup 300: "));
   EXPECT_EQ(CountLines(Ipv4Rules(), "192.0.2.7"), 1);
   EXPECT_EQ(rules_->WhyNotDestination(Destination("192.0.2.7")), "");
 }

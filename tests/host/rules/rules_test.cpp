@@ -108,6 +108,11 @@ TEST_F(RulesTest, ARefusedRedirectIsTriedAgainUntilItIsDoneOrNotWanted) {
   rules.Settle();
   int refusals = 0;
   rules.SetRefusalObserver([&] { ++refusals; });
+  std::vector<std::string> outcomes;
+  rules.SetOutcomeObserver([&](const RuleOutcome& outcome) {
+    if (std::string(outcome.kind) != "redirect") return;
+    outcomes.push_back(outcome.subject + (outcome.reason.empty() ? " healed" : " refused"));
+  });
   const auto lose = [](char*, size_t, ssize_t) {
     errno = ENOBUFS;
     return ssize_t{-1};
@@ -125,6 +130,9 @@ TEST_F(RulesTest, ARefusedRedirectIsTriedAgainUntilItIsDoneOrNotWanted) {
   EXPECT_TRUE(rules.HasRedirect("eth1", 161, 60600));
   EXPECT_FALSE(rules.HasRedirect("eth2", 161, 60601)) << "taken back meanwhile";
   EXPECT_EQ(rules.WhyNoRedirect("eth1", 161, 60600), "");
+  EXPECT_THAT(outcomes,
+              ElementsAre("eth1 port 161 to 60600 refused", "eth2 port 161 to 60601 refused",
+                          "eth1 port 161 to 60600 healed"));
   EXPECT_THAT(Nft("list ruleset"), HasSubstr("\"eth1\" . 161 : 60600"));
   EXPECT_EQ(MarkRules(), 1);
 }

@@ -227,6 +227,10 @@ TEST_F(AgentDeafTest, ASocketThatHearsSomebodyElseAlone) {
 }
 
 TEST_F(AgentDeafTest, OneThatCannotBeOpenedAnewIsTriedUntilItIs) {
+  std::vector<std::string> told;
+  agent_->SetListenerObserver([&](const Endpoint& listener, bool bound, const std::string& reason) {
+    told.push_back(ToText(listener) + (bound ? " bound" : " unbound, ") + reason);
+  });
   ASSERT_EQ(::close(SocketAt(a_)), 0);
   std::optional<boost::asio::ip::udp::socket> other(std::in_place, loop_, ToUdp(a_));
   EXPECT_TRUE(
@@ -235,6 +239,9 @@ TEST_F(AgentDeafTest, OneThatCannotBeOpenedAnewIsTriedUntilItIs) {
   other.reset();
   EXPECT_TRUE(RunUntil([this] { return Count("hears again") == 1; }));
   EXPECT_TRUE(Ask(a_));
+  ASSERT_EQ(told.size(), 2U);
+  EXPECT_EQ(told[0].find(ToText(a_) + " unbound, deaf: "), 0U) << told[0];
+  EXPECT_EQ(told[1], ToText(a_) + " bound");
 }
 
 TEST_F(AgentDeafTest, OwnCommunityIsNobodyElses) {
