@@ -131,9 +131,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   boost::asio::io_context loop;
   host::Datastores datastores(loop.get_executor(), &Engine(),
                               host::DatastoreFiles{"/proc/not-written-either", nullptr});
+  const host::EventLog events;
   host::RpcHandler handler(
       &datastores,
-      {[] { return host::Tree(); }, [](host::SessionId session) { return session == kOther; }});
+      {[] { return host::Tree(); },
+       [](host::SessionId session, host::SessionId /*killer*/) { return session == kOther; },
+       &events,
+       [](host::SessionId /*session*/, std::unique_ptr<host::Subscription> subscription) {
+         subscription->Take({});
+         return true;
+       }});
   for (const std::string& message : Split({reinterpret_cast<const char*>(data), size})) {
     Greet(message);
     Ask(&handler, datastores, message);

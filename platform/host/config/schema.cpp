@@ -205,6 +205,18 @@ void Schema::LoadStandardModels(const std::string& folder) {
     }
   }
   DefineDefaultMark(context_.get());
+  LoadEventModels(folder);
+}
+
+/// They are no part of an RFC, but what others have made of the one that came before YANG.
+void Schema::LoadEventModels(const std::string& folder) {
+  for (const char* beside : {"/../ietf-derived", "/../netconfcentral"}) {
+    ly_ctx_set_searchdir(context_.get(), (folder + beside).c_str());
+  }
+  for (const char* name : {"notifications", "nc-notifications", "ietf-netconf-notifications"}) {
+    if (ly_ctx_load_module(context_.get(), name, nullptr, nullptr) == nullptr) break;
+  }
+  ly_err_clean(context_.get(), nullptr);
 }
 
 void Schema::LoadModule(const std::string& file) {

@@ -36,7 +36,8 @@ class Schema {
   /// cannot be read, that libyang refuses or that needs a missing one, a tag that is no number, a
   /// clash of tags, a callpoint that is at no list, a value type that there is not.
   /// `standard_folder` has the IETF's models of network management, which are loaded too, but have
-  /// no tags; empty for none.
+  /// no tags; empty for none. Those of notifications may lie beside it, as Debian has them, or be
+  /// missing.
   explicit Schema(const std::string& folder, const std::string& standard_folder = "");
 
   Schema(const Schema&) = delete;
@@ -80,6 +81,7 @@ class Schema {
   };
 
   void LoadStandardModels(const std::string& folder);
+  void LoadEventModels(const std::string& folder);
   void LoadModule(const std::string& file);
   static void DefineTags(const lys_module* module);
   void CollectFacts(const lys_module* module);

@@ -25,7 +25,8 @@ ConfirmedCommit::ConfirmedCommit(const boost::asio::any_io_executor& executor, E
 void ConfirmedCommit::Commit(const Author& author, const Confirmation& confirmation,
                              const std::function<void()>& commit) {
   Check(author.session, confirmation.persist_id);
-  const bool begins = confirmation.awaited && !IsUnderWay();
+  const bool was_under_way = IsUnderWay();
+  const bool begins = confirmation.awaited && !was_under_way;
   if (begins) Begin();
   try {
     commit();
@@ -34,10 +35,17 @@ void ConfirmedCommit::Commit(const Author& author, const Confirmation& confirmat
     throw;
   }
   if (confirmation.awaited) {
-    Await(author.session, confirmation);
+    Await(author, confirmation);
+    Tell(begins ? "start" : "extend", author, confirmation.timeout);
   } else {
     Confirm();
+    if (was_under_way) Tell("complete", author);
   }
+}
+
+void ConfirmedCommit::Tell(const char* what, const Author& author,
+                           std::chrono::seconds timeout) const {
+  if (observer_) observer_({what, author, timeout});
 }
 
 void ConfirmedCommit::Cancel(const Author& author, const std::string& persist_id) {
@@ -46,12 +54,13 @@ void ConfirmedCommit::Cancel(const Author& author, const std::string& persist_id
   }
   Check(author.session, persist_id);
   TakeBack(author);
+  Tell("cancel", author);
 }
 
 void ConfirmedCommit::EndSession(uint32_t session) {
   if (!IsUnderWay() || owner_ != session) return;
   RunEvent("end of a session that had a commit to confirm",
-           [this] { TakeBackOrRetry("its session ended unconfirmed"); });
+           [this] { TakeBackOrRetry("its session ended unconfirmed", "cancel"); });
 }
 
 void ConfirmedCommit::Check(uint32_t session, const std::string& persist_id) const {
@@ -76,11 +85,13 @@ void ConfirmedCommit::Begin() {
   before_ = engine_->Running();
 }
 
-void ConfirmedCommit::Await(uint32_t session, const Confirmation& confirmation) {
+void ConfirmedCommit::Await(const Author& author, const Confirmation& confirmation) {
   const auto await = [&] {
     persist_ = confirmation.persist;
-    owner_ = persist_.empty() ? session : 0;
-    alarm_.After(confirmation.timeout, [this] { TakeBackOrRetry("not confirmed in time"); });
+    owner_ = persist_.empty() ? author.session : 0;
+    begun_by_ = author;
+    alarm_.After(confirmation.timeout,
+                 [this] { TakeBackOrRetry("not confirmed in time", "timeout"); });
   };
   // It is in force by now, so it is no refusal. A start takes it back.
   RunEvent("ending, for the confirmation cannot be waited for", await, EndWithFault);
@@ -113,11 +124,14 @@ void ConfirmedCommit::TakeBack(const Author& author) {
   Confirm();
 }
 
-void ConfirmedCommit::TakeBackOrRetry(const char* reason) {
-  const auto retry = [&] { alarm_.After(kRetry, [this, reason] { TakeBackOrRetry(reason); }); };
+void ConfirmedCommit::TakeBackOrRetry(const char* reason, const char* event) {
+  const auto retry = [&] {
+    alarm_.After(kRetry, [this, reason, event] { TakeBackOrRetry(reason, event); });
+  };
   // It would stay in force for good.
   RunEvent("ending, for a commit cannot be taken back later", retry, EndWithFault);
   TakeBack({"", 0, std::string("taking back a commit: ") + reason});
+  Tell(event, begun_by_);
 }
 
 }  // namespace host

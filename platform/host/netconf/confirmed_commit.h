@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "config/commit_record.h"
 #include "config/engine.h"
@@ -20,6 +21,16 @@ struct Confirmation {
   std::string persist;                ///< By which any session may confirm; empty for this only.
   std::string persist_id;             ///< That of the one under way; empty for none.
 };
+
+/// What became of a commit that is to be confirmed (RFC 6470, 2.5).
+struct ConfirmEvent {
+  const char* what;                 ///< start, extend, complete, cancel or timeout.
+  Author author;                    ///< Who asked for it; no session when nobody did.
+  std::chrono::seconds timeout{0};  ///< Of start and extend.
+};
+
+/// It must not throw.
+using ConfirmObserver = std::function<void(const ConfirmEvent& event)>;
 
 /// The configuration to go back to is kept in a file, too, so that a start goes back to it when the
 /// daemon ends in between.
@@ -41,6 +52,9 @@ class ConfirmedCommit {
   /// A session has ended: what it alone could confirm is taken back.
   void EndSession(uint32_t session);
 
+  /// `observer` is told from now on.
+  void SetObserver(ConfirmObserver observer) { observer_ = std::move(observer); }
+
   /// The session that alone can confirm the one under way, 0 for none.
   uint32_t Owner() const { return owner_; }
   bool IsUnderWay() const { return before_ != nullptr; }
@@ -48,17 +62,20 @@ class ConfirmedCommit {
  private:
   void Check(uint32_t session, const std::string& persist_id) const;
   void Begin();
-  void Await(uint32_t session, const Confirmation& confirmation);
+  void Await(const Author& author, const Confirmation& confirmation);
+  void Tell(const char* what, const Author& author, std::chrono::seconds timeout = {}) const;
   void Confirm();
   void Forget();
   void TakeBack(const Author& author);
-  void TakeBackOrRetry(const char* reason);
+  void TakeBackOrRetry(const char* reason, const char* event);
 
   Engine* engine_;
   Alarm alarm_;
   SharedTree before_;  ///< What was running before, null when none is under way.
   std::string persist_;
   uint32_t owner_ = 0;
+  Author begun_by_;
+  ConfirmObserver observer_;
 };
 
 }  // namespace host

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "config/config_history.h"
 #include "config/engine.h"
@@ -38,6 +39,9 @@ class Datastores {
         confirmed_(executor, engine),
         startup_(files.startup),
         history_(files.history) {}
+
+  /// `observer` is told of what becomes of confirmed commits from now on.
+  void SetConfirmObserver(ConfirmObserver observer) { confirmed_.SetObserver(std::move(observer)); }
 
   const Schema& Models() const { return engine_->Models(); }
 

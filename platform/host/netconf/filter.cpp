@@ -13,7 +13,7 @@ namespace host {
 
 namespace {
 
-constexpr uint16_t kInner = LYS_CONTAINER | LYS_LIST;
+constexpr uint16_t kInner = LYS_CONTAINER | LYS_LIST | LYS_NOTIF;
 constexpr uint32_t kOne = LYD_DUP_WITH_FLAGS;
 constexpr uint32_t kWhole = LYD_DUP_WITH_FLAGS | LYD_DUP_RECURSIVE;
 
@@ -114,18 +114,35 @@ bool Select(const Filters& filters, const lyd_node* data, const Output& output) 
   return any;
 }
 
-}  // namespace
+/// Whether Select() would copy anything.
+bool SelectsAny(const Filters& filters, const lyd_node* data) {
+  for (; data != nullptr; data = data->next) {
+    const Selection selection = SelectionOf(filters, data);
+    if (selection.all || SelectsAny(selection.of_children, lyd_child(data))) return true;
+  }
+  return false;
+}
 
-Tree SelectSubtree(const lyd_node* filter, const lyd_node* data) {
+Filters FiltersOf(const lyd_node* filter) {
   if (CountElements(filter) > kMaxFilterElements) {
     throw RpcError("protocol", "too-big",
                    "a filter has at most " + std::to_string(kMaxFilterElements) + " elements");
   }
   Filters filters;
   AppendSiblings(filter, &filters);
+  return filters;
+}
+
+}  // namespace
+
+Tree SelectSubtree(const lyd_node* filter, const lyd_node* data) {
   Tree result;
-  Select(filters, data, {nullptr, &result});
+  Select(FiltersOf(filter), data, {nullptr, &result});
   return result;
+}
+
+bool MatchesSubtree(const lyd_node* filter, const lyd_node* data) {
+  return SelectsAny(FiltersOf(filter), data);
 }
 
 Tree SelectXPath(const char* expression, const lyd_node* data, const SearchLimits& limits) {

@@ -19,6 +19,9 @@ constexpr size_t kMaxFilterElements = 4096;
 /// RpcError, too-big, for more than kMaxFilterElements elements.
 Tree SelectSubtree(const lyd_node* filter, const lyd_node* data);
 
+/// Whether a subtree filter selects anything of `data`, a notification. Throws as SelectSubtree().
+bool MatchesSubtree(const lyd_node* filter, const lyd_node* data);
+
 /// What an XPath expression with module names as prefixes selects, with what it stands in. Throws
 /// RpcError as FindXPath() does.
 Tree SelectXPath(const char* expression, const lyd_node* data, const SearchLimits& limits = {});

@@ -3,9 +3,11 @@
 #include <cstring>
 #include <iterator>
 #include <stdexcept>
+#include <utility>
 
 #include "config/netconf_features.h"
 #include "config/yang_data.h"
+#include "netconf/create_subscription.h"
 #include "netconf/envelope.h"
 #include "netconf/message.h"
 #include "netconf/xml.h"
@@ -67,6 +69,9 @@ std::vector<std::string> Capabilities(const ly_ctx* context) {
   }
   capabilities.insert(capabilities.end(), std::begin(kEarlierVersions), std::end(kEarlierVersions));
   capabilities.emplace_back(kWithDefaults);
+  for (std::string& capability : EventCapabilities(context)) {
+    capabilities.push_back(std::move(capability));
+  }
   capabilities.push_back(
       "urn:ietf:params:netconf:capability:yang-library:1.1?revision=2019-01-04&content-id=" +
       ContentId(context));

@@ -7,9 +7,6 @@ namespace host {
 
 namespace {
 
-/// This server sends none.
-constexpr uint64_t kNotifications = 0;
-
 std::string CapabilitiesXml(const std::vector<std::string>& capabilities) {
   std::string list;
   for (const std::string& capability : capabilities) {
@@ -43,9 +40,9 @@ std::string SchemasXml(const ly_ctx* context) {
   return Element("schemas", list);
 }
 
-std::string CountersXml(uint64_t requests, uint64_t bad, uint64_t errors) {
+std::string CountersXml(uint64_t requests, uint64_t bad, uint64_t errors, uint64_t notifications) {
   return Element("in-rpcs", requests) + Element("in-bad-rpcs", bad) +
-         Element("out-rpc-errors", errors) + Element("out-notifications", kNotifications);
+         Element("out-rpc-errors", errors) + Element("out-notifications", notifications);
 }
 
 std::string SessionXml(const SessionFacts& session) {
@@ -55,15 +52,17 @@ std::string SessionXml(const SessionFacts& session) {
                      "m:netconf-ssh</transport>" +
                      Element("username", EscapeXml(session.user)) +
                      Element("login-time", TimeText(session.begin)) +
-                     CountersXml(session.requests, session.bad_requests, session.errors));
+                     CountersXml(session.requests, session.bad_requests, session.errors,
+                                 session.notifications));
 }
 
 std::string StatisticsXml(const SessionTotals& all) {
-  return Element("statistics", Element("netconf-start-time", TimeText(all.begin)) +
-                                   Element("in-bad-hellos", all.bad_hellos) +
-                                   Element("in-sessions", all.sessions) +
-                                   Element("dropped-sessions", all.dropped) +
-                                   CountersXml(all.requests, all.bad_requests, all.errors));
+  return Element("statistics",
+                 Element("netconf-start-time", TimeText(all.begin)) +
+                     Element("in-bad-hellos", all.bad_hellos) +
+                     Element("in-sessions", all.sessions) +
+                     Element("dropped-sessions", all.dropped) +
+                     CountersXml(all.requests, all.bad_requests, all.errors, all.notifications));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "netconf/create_subscription.h"
 #include "netconf/edit.h"
 #include "netconf/parameters.h"
 #include "netconf/rpc_error.h"
@@ -136,7 +137,7 @@ std::string KillSession(const Request& request) {
     throw RpcError("protocol", "invalid-value", "a session ends itself by close-session")
         .With("bad-element", "session-id");
   }
-  if (!request.services->kill(session)) {
+  if (!request.services->kill(session, request.author.session)) {
     throw RpcError("protocol", "invalid-value", "there is no session " + std::to_string(session))
         .With("bad-element", "session-id");
   }
@@ -176,6 +177,7 @@ constexpr Operation kOperations[] = {
     {"kill-session", KillSession},
     {"close-session", CloseSession, true},
     {"get-schema", GetSchema},
+    {"create-subscription", CreateSubscription},
 };
 
 }  // namespace

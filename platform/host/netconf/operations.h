@@ -4,10 +4,13 @@
 #include <libyang/libyang.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "config/yang_data.h"
 #include "netconf/datastores.h"
+#include "netconf/event_log.h"
+#include "netconf/subscription.h"
 
 namespace host {
 
@@ -16,8 +19,14 @@ struct RpcServices {
   /// State data of all kinds, for <get>.
   std::function<Tree()> state;
 
-  /// Ends a session; false when there is none of that number.
-  std::function<bool(SessionId session)> kill;
+  /// Ends a session for another one; false when there is none of that number.
+  std::function<bool(SessionId session, SessionId killer)> kill;
+
+  /// What there is to subscribe to, null for nothing, and the way to: false when the session is
+  /// subscribed already.
+  const EventLog* events = nullptr;
+  std::function<bool(SessionId session, std::unique_ptr<Subscription> subscription)> subscribe =
+      nullptr;
 };
 
 /// One request that its model has checked, and what it works on.

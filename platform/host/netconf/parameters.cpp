@@ -60,18 +60,26 @@ std::string TestOption(const lyd_node* operation) {
   return is_given ? lyd_get_value(option) : "set";
 }
 
+std::optional<std::string> XPathOf(const lyd_node* operation) {
+  const lyd_node* filter = Parameter(operation, "filter");
+  if (filter == nullptr || MetaText(filter, "type") != "xpath") return std::nullopt;
+  std::string select = MetaText(filter, "select");
+  if (!select.empty()) return select;
+  throw RpcError("protocol", "missing-attribute", "select tells what an XPath filter selects")
+      .With("bad-attribute", "select")
+      .With("bad-element", "filter");
+}
+
+const lyd_node* SubtreeOf(const lyd_node* operation) {
+  return AnyContent(Parameter(operation, "filter"));
+}
+
 Tree Filtered(const lyd_node* operation, Tree data) {
   KeepReported(ModeOf(operation), &data);
-  const lyd_node* filter = Parameter(operation, "filter");
-  if (filter == nullptr) return data;
-  if (MetaText(filter, "type") == "xpath") {
-    const std::string select = MetaText(filter, "select");
-    if (!select.empty()) return SelectXPath(select.c_str(), data.get());
-    throw RpcError("protocol", "missing-attribute", "select tells what an XPath filter selects")
-        .With("bad-attribute", "select")
-        .With("bad-element", "filter");
-  }
-  return SelectSubtree(AnyContent(filter), data.get());
+  if (Parameter(operation, "filter") == nullptr) return data;
+  const std::optional<std::string> xpath = XPathOf(operation);
+  if (xpath) return SelectXPath(xpath->c_str(), data.get());
+  return SelectSubtree(SubtreeOf(operation), data.get());
 }
 
 uint32_t DefaultsFlag(const lyd_node* operation) { return PrintOption(ModeOf(operation)); }

@@ -3,6 +3,7 @@
 
 #include <libyang/libyang.h>
 
+#include <optional>
 #include <string>
 
 #include "config/yang_data.h"
@@ -24,6 +25,13 @@ const lyd_node* ConfigContent(const lyd_node* config);
 
 /// "set", "test-then-set" or "test-only".
 std::string TestOption(const lyd_node* operation);
+
+/// The XPath expression of a request's <filter>; none when it has another one or no filter. Throws
+/// RpcError, missing-attribute.
+std::optional<std::string> XPathOf(const lyd_node* operation);
+
+/// What stands in a request's <filter> of the other kind; null for nothing.
+const lyd_node* SubtreeOf(const lyd_node* operation);
 
 /// What a request's <with-defaults>, and then its <filter>, if it has one, leave of `data`. Throws
 /// RpcError.

@@ -42,6 +42,7 @@ constexpr const char* kChoices[][2] = {
 
 /// And of <get-config>, the other one with a filter.
 constexpr char kGet[] = "/ietf-netconf:get";
+constexpr char kSubscription[] = "/notifications:create-subscription";
 
 constexpr char kDeleteConfig[] = "/ietf-netconf:delete-config";
 
@@ -93,7 +94,8 @@ RpcError BadValue(const ly_ctx* context, const std::string& told, const std::str
                   const std::string& path) {
   const lysc_node* leaf = LeafAt(context, path);
   if (leaf == nullptr) {
-    const bool is_in_filter = path.compare(0, sizeof kGet - 1, kGet) == 0;
+    const bool is_in_filter = path.compare(0, sizeof kGet - 1, kGet) == 0 ||
+                              path.compare(0, sizeof kSubscription - 1, kSubscription) == 0;
     const RpcError error("protocol", "bad-attribute", reason);
     if (!is_in_filter) return error.With("bad-attribute", "key");
     return error.With("bad-attribute", "select").With("bad-element", "filter");

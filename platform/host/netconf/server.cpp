@@ -8,6 +8,8 @@
 #include <system_error>
 #include <utility>
 
+#include "netconf/base_events.h"
+#include "netconf/create_subscription.h"
 #include "netconf/hello.h"
 #include "netconf/monitoring.h"
 #include "runtime/log.h"
@@ -47,19 +49,21 @@ void RemoveStale(boost::asio::io_context& loop, const std::string& path) {
 
 NetconfServer::NetconfServer(boost::asio::io_context& loop, const std::string& path,
                              const std::string& group, Engine* engine, std::function<Tree()> state,
-                             const SessionLimits& limits, const DatastoreFiles& files)
+                             const SessionLimits& limits, const DatastoreFiles& files,
+                             EventLog* events)
     : loop_(loop),
       path_(path),
       limits_(limits),
       datastores_(loop.get_executor(), engine, files),
       state_(std::move(state)),
-      handler_(&datastores_,
-               {[this] { return State(); }, [this](SessionId session) { return Kill(session); }}),
+      events_(events),
+      handler_(&datastores_, Services()),
       capabilities_(Capabilities(engine->Models().Context())),
       acceptor_(loop) {
   Open(group);
   door_.emplace(&acceptor_, "NETCONF connection",
                 [this](Protocol::socket socket) { Begin(std::move(socket)); });
+  FollowEvents();
 }
 
 NetconfServer::~NetconfServer() {
@@ -68,7 +72,28 @@ NetconfServer::~NetconfServer() {
   unlink(path_.c_str());
   // A commit that is not confirmed is taken back by the next start.
   is_ending_ = true;
-  while (!sessions_.empty()) sessions_.begin()->second->End("the daemon ends");
+  while (!sessions_.empty()) {
+    sessions_.begin()->second->End("the daemon ends", SessionEnd::kOther);
+  }
+  if (events_ != nullptr) events_->SetObserver(nullptr);
+}
+
+void NetconfServer::FollowEvents() {
+  if (events_ == nullptr) return;
+  datastores_.SetConfirmObserver(
+      [this](const ConfirmEvent& event) { PublishConfirmedCommit(events_, event); });
+  events_->SetObserver([this] {
+    for (const auto& session : sessions_) session.second->NoteEvent();
+  });
+}
+
+RpcServices NetconfServer::Services() {
+  const auto subscribe = [this](SessionId session, std::unique_ptr<Subscription> subscription) {
+    return sessions_.at(session)->Subscribe(std::move(subscription));
+  };
+  return {[this] { return State(); },
+          [this](SessionId session, SessionId killer) { return Kill(session, killer); }, events_,
+          subscribe};
 }
 
 void NetconfServer::Open(const std::string& group) {
@@ -97,26 +122,41 @@ void NetconfServer::Begin(Protocol::socket socket) {
     return;
   }
   const SessionId id = ++last_session_;
-  const auto session = std::make_shared<NetconfSession>(
-      std::move(socket), id, limits_, &handler_, [this](NetconfSession* ended) {
-        if (!is_ending_) datastores_.EndSession(ended->Facts().id);
-        ended_.Add(ended->Facts());
-        sessions_.erase(ended->Facts().id);
-      });
+  const auto session =
+      std::make_shared<NetconfSession>(std::move(socket), id, limits_, &handler_, Calls());
   sessions_.emplace(id, session);
   try {
     session->Start(datastores_.Models().Context(), ServerHello(capabilities_, id));
   } catch (const std::exception& exception) {
-    session->End(exception.what(), true);
+    session->End(exception.what(), SessionEnd::kDropped);
     throw;
   }
 }
 
-bool NetconfServer::Kill(SessionId session) {
+SessionCalls NetconfServer::Calls() {
+  const auto may_read = [this](const SessionFacts& session, const Event& event) {
+    return !may_read_event_ || may_read_event_(session, event);
+  };
+  return {[this](const SessionFacts& session) { PublishSessionStart(events_, session); },
+          [this](const SessionFacts& session) { NoteEnd(session); }, may_read};
+}
+
+/// `session` goes with its entry.
+void NetconfServer::NoteEnd(const SessionFacts& session) {
+  const SessionFacts facts = session;
+  if (!is_ending_) datastores_.EndSession(facts.id);
+  ended_.Add(facts);
+  PublishSessionEnd(events_, facts, killer_);
+  sessions_.erase(facts.id);
+}
+
+bool NetconfServer::Kill(SessionId session, SessionId killer) {
   const auto found = sessions_.find(session);
   if (found == sessions_.end()) return false;
   const std::shared_ptr<NetconfSession> killed = found->second;
-  killed->End("killed by another session");
+  killer_ = killer;
+  killed->End("killed by session " + std::to_string(killer), SessionEnd::kKilled);
+  killer_ = 0;
   return true;
 }
 
@@ -124,6 +164,9 @@ Tree NetconfServer::State() const {
   std::vector<SessionFacts> sessions;
   for (const auto& session : sessions_) sessions.push_back(session.second->Facts());
   Tree state = MonitoringState(datastores_, capabilities_, sessions, ended_);
+  if (events_ != nullptr) {
+    InsertAll(&state, StreamsState(datastores_.Models().Context(), *events_));
+  }
   if (state_) InsertAll(&state, state_());
   return state;
 }

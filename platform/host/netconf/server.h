@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "netconf/datastores.h"
+#include "netconf/event_log.h"
 #include "netconf/rpc.h"
 #include "netconf/session.h"
 #include "runtime/door.h"
@@ -23,16 +24,22 @@ class NetconfServer {
  public:
   /// Listens at `path`; a socket that nobody listens at is replaced. Root and `group` may open it,
   /// the process's own group when that is empty (mode 0660, unix(7)). `state` tells the daemon's
-  /// own state data, beside what the server adds of itself; empty for none. `engine`, `loop`
-  /// and the history of `files` outlive the object. Throws std::exception with the reason: somebody
-  /// listens at `path`, there is no such group, or the system refuses the socket, its mode or its
-  /// owner.
+  /// own state data, beside what the server adds of itself; empty for none. Sessions can subscribe
+  /// to `events`, to which the server adds its own, about sessions and confirmed commits, and whose
+  /// observer it is; null for none. `engine`, `loop`, `events` and the history of `files` outlive
+  /// the object. Throws std::exception with the reason: somebody listens at `path`, there is no
+  /// such group, or the system refuses the socket, its mode or its owner.
   NetconfServer(boost::asio::io_context& loop, const std::string& path, const std::string& group,
                 Engine* engine, std::function<Tree()> state, const SessionLimits& limits = {},
-                const DatastoreFiles& files = {});
+                const DatastoreFiles& files = {}, EventLog* events = nullptr);
 
   /// Ends all sessions and removes the socket.
   ~NetconfServer();
+
+  /// Asked before a session is told of an event; at first all may read all.
+  void SetEventAccess(std::function<bool(const SessionFacts& session, const Event& event)> may) {
+    may_read_event_ = std::move(may);
+  }
 
   /// The session that has locked the running configuration, 0 for none.
   SessionId RunningLockedBy() const { return datastores_.LockedBy(Datastore::kRunning); }
@@ -45,9 +52,13 @@ class NetconfServer {
 
   void Open(const std::string& group);
   void Begin(Protocol::socket socket);
+  void FollowEvents();
+  RpcServices Services();
+  SessionCalls Calls();
+  void NoteEnd(const SessionFacts& session);
 
-  /// False when there is no such session.
-  bool Kill(SessionId session);
+  /// False when there is no such session; `killer` is another one.
+  bool Kill(SessionId session, SessionId killer);
   Tree State() const;
 
   boost::asio::io_context& loop_;
@@ -55,6 +66,8 @@ class NetconfServer {
   SessionLimits limits_;
   Datastores datastores_;
   std::function<Tree()> state_;
+  EventLog* events_;
+  std::function<bool(const SessionFacts& session, const Event& event)> may_read_event_;
   RpcHandler handler_;
   std::vector<std::string> capabilities_;
   Protocol::acceptor acceptor_;
@@ -62,6 +75,7 @@ class NetconfServer {
   std::map<SessionId, std::shared_ptr<NetconfSession>> sessions_;
   SessionId last_session_ = 0;  ///< Numbers are never used again.
   SessionTotals ended_;
+  SessionId killer_ = 0;  ///< Of the session that is being killed, 0 for none.
   bool is_ending_ = false;
 };
 

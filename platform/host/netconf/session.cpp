@@ -24,6 +24,8 @@ std::string PeerName(int descriptor) {
   return found == nullptr ? "uid " + std::to_string(*user) : found->pw_name;
 }
 
+std::string SessionName(SessionId id) { return "NETCONF session " + std::to_string(id); }
+
 }  // namespace
 
 std::optional<uid_t> PeerOf(int descriptor) {
@@ -35,22 +37,27 @@ std::optional<uid_t> PeerOf(int descriptor) {
 
 void SessionTotals::Add(const SessionFacts& session) {
   ++sessions;
-  bad_hellos += session.bad_hello ? 1 : 0;
-  dropped += session.dropped ? 1 : 0;
+  bad_hellos += session.end == SessionEnd::kBadHello ? 1 : 0;
+  dropped += session.IsDropped() ? 1 : 0;
   requests += session.requests;
   bad_requests += session.bad_requests;
   errors += session.errors;
+  notifications += session.notifications;
 }
 
 NetconfSession::NetconfSession(Socket socket, SessionId id, const SessionLimits& limits,
-                               RpcHandler* handler, std::function<void(NetconfSession*)> on_end)
+                               RpcHandler* handler, SessionCalls calls)
     : socket_(std::move(socket)),
       limits_(limits),
       handler_(handler),
-      on_end_(std::move(on_end)),
+      calls_(std::move(calls)),
       decoder_(limits.message_size),
-      transfer_("NETCONF session " + std::to_string(id)),
-      alarm_(socket_.get_executor(), "NETCONF session " + std::to_string(id)) {
+      reading_(SessionName(id)),
+      writing_(SessionName(id)),
+      waking_(SessionName(id)),
+      alarm_(socket_.get_executor(), SessionName(id)),
+      write_alarm_(socket_.get_executor(), SessionName(id)),
+      stop_alarm_(socket_.get_executor(), SessionName(id)) {
   facts_.id = id;
   facts_.user = PeerName(socket_.native_handle());
   facts_.begin = std::chrono::system_clock::now();
@@ -62,28 +69,18 @@ void NetconfSession::Start(ly_ctx* context, const std::string& hello) {
   Send(FrameDelimited(hello));
 }
 
-void NetconfSession::End(const std::string& reason, bool dropped) {
+void NetconfSession::End(const std::string& reason, SessionEnd how) {
   if (ended_) return;
   ended_ = true;
-  facts_.dropped = dropped;
+  facts_.end = how;
   HOST_LOG(kProgress, "NETCONF session %u ends: %s.", facts_.id, reason.c_str());
-  transfer_.End();
-  alarm_.Stop();
+  for (Waiting* waiting : {&reading_, &writing_, &waking_}) waiting->End();
+  for (Alarm* alarm : {&alarm_, &write_alarm_, &stop_alarm_}) alarm->Stop();
+  // The loop may keep this object longer than the models live, which the filter is made of.
+  subscription_.reset();
   boost::system::error_code ignored;
   socket_.close(ignored);
-  on_end_(this);
-}
-
-/// An exception ends the session. Needs no memory until then, so that its lack ends it, too.
-template <typename Event>
-void NetconfSession::Guard(const Event& event) {
-  try {
-    event();
-  } catch (const std::exception& error) {
-    End(error.what(), true);
-  } catch (...) {
-    End("unknown exception", true);
-  }
+  calls_.on_end(facts_);
 }
 
 /// Ends the session unless the step that begins now is done in time.
@@ -94,28 +91,33 @@ void NetconfSession::Limit(std::chrono::milliseconds time, const char* what) {
 /// What came in time is not late because the loop was busy with something else.
 void NetconfSession::EndIfLate(const char* what) {
   boost::system::error_code error;
-  if (sending_.empty() && socket_.available(error) > 0 && !error) {
+  if (socket_.available(error) > 0 && !error) {
     Limit(std::chrono::milliseconds(1), what);
     return;
   }
-  End(what, true);
+  End(what, SessionEnd::kTimeout);
 }
 
 void NetconfSession::Read() {
+  if (reads_) return;
+  reads_ = true;
   socket_.async_read_some(boost::asio::buffer(received_),
-                          transfer_.Begin([this, self = shared_from_this()](
-                                              const boost::system::error_code& error, size_t size) {
+                          reading_.Begin([this, self = shared_from_this()](
+                                             const boost::system::error_code& error, size_t size) {
                             Guard([&] { TakeBytes(error, size); });
                           }));
 }
 
 void NetconfSession::TakeBytes(const boost::system::error_code& error, size_t size) {
+  reads_ = false;
   if (error) {
-    End(error == boost::asio::error::eof ? "the client has closed it" : error.message(), true);
+    End(error == boost::asio::error::eof ? "the client has closed it" : error.message(),
+        SessionEnd::kDropped);
     return;
   }
   decoder_.Append(received_.data(), size);
-  Process();
+  // Else what is being sent goes first.
+  if (sending_.empty()) Process();
 }
 
 /// Goes on with what has arrived: a whole message is answered, else more is read.
@@ -123,22 +125,25 @@ void NetconfSession::Process() {
   try {
     if (TakeMessage()) return;
   } catch (const std::exception& error) {
-    facts_.bad_hello = !greeted_;
-    End(error.what(), true);
+    End(error.what(), facts_.greeted ? SessionEnd::kDropped : SessionEnd::kBadHello);
     return;
   }
   LimitWait();
   Read();
+  SendEvents();
 }
 
 /// A hello's time has begun with the connection, a message's begins with its first byte.
 void NetconfSession::LimitWait() {
-  if (!greeted_) return;
+  if (!facts_.greeted) return;
   const Wait wait = decoder_.IsWithinMessage() ? Wait::kMessage : Wait::kIdle;
   if (wait == wait_) return;
   wait_ = wait;
   if (wait == Wait::kMessage) {
     Limit(limits_.message, "a message was not finished in time");
+  } else if (subscription_ != nullptr) {
+    // Who waits for events need not ask for anything.
+    alarm_.Stop();
   } else {
     Limit(handler_->HasLock(facts_.id) ? limits_.idle_locked : limits_.idle,
           "the client has asked nothing for too long");
@@ -153,7 +158,7 @@ bool NetconfSession::TakeMessage() {
   message->erase(0, message->find_first_not_of(" \t\r\n"));
   wait_ = Wait::kNone;
   alarm_.Stop();
-  if (greeted_) {
+  if (facts_.greeted) {
     Answer(*message);
     return true;
   }
@@ -164,7 +169,8 @@ bool NetconfSession::TakeMessage() {
 void NetconfSession::TakeHello(const std::string& message) {
   chunked_ = UsesChunks(context_, message);
   if (chunked_) decoder_.UseChunks();
-  greeted_ = true;
+  facts_.greeted = true;
+  calls_.on_begin(facts_);
 }
 
 void NetconfSession::Answer(const std::string& message) {
@@ -178,27 +184,34 @@ void NetconfSession::Answer(const std::string& message) {
   }
   facts_.errors += reply.is_error ? 1 : 0;
   closes_ = reply.closes;
-  Send(chunked_ ? FrameChunked(reply.xml) : FrameDelimited(reply.xml));
+  Send(Framed(reply.xml));
+}
+
+std::string NetconfSession::Framed(const std::string& message) const {
+  return chunked_ ? FrameChunked(message) : FrameDelimited(message);
 }
 
 void NetconfSession::Send(std::string framed) {
   sending_ = std::move(framed);
-  Limit(limits_.reply, "the client does not read");
+  write_alarm_.After(limits_.reply, [this, self = shared_from_this()] {
+    Guard([&] { End("the client does not read", SessionEnd::kTimeout); });
+  });
   boost::asio::async_write(
       socket_, boost::asio::buffer(sending_),
-      transfer_.Begin(
+      writing_.Begin(
           [this, self = shared_from_this()](const boost::system::error_code& error,
                                             size_t /*size*/) { Guard([&] { TakeSent(error); }); }));
 }
 
 void NetconfSession::TakeSent(const boost::system::error_code& error) {
   if (error || closes_) {
-    End(error ? error.message() : "closed as asked", error.failed());
+    End(error ? error.message() : "closed as asked",
+        error ? SessionEnd::kDropped : SessionEnd::kClosed);
     return;
   }
   sending_ = std::string();
-  alarm_.Stop();
-  if (!greeted_) Limit(limits_.hello, "the client has not said hello in time");
+  write_alarm_.Stop();
+  if (!facts_.greeted) Limit(limits_.hello, "the client has not said hello in time");
   Process();
 }
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <new>
 #include <string>
 
@@ -42,15 +43,39 @@ std::string NumbersOf(const ly_set& found, const lyd_node* data) {
   return numbers;
 }
 
-std::string Answer(const char* expression, const lyd_node* data) {
-  ly_set* found = nullptr;
+/// Why `data` cannot be searched, empty when it could: `*found` has what was found then.
+std::string SearchOne(const char* expression, const lyd_node* data, ly_set** found) {
   errno = 0;
   // From the root (RFC 6241, 8.9.1).
-  const LY_ERR result = lyd_find_xpath3(nullptr, data, expression, nullptr, &found);
+  const LY_ERR result = lyd_find_xpath3(nullptr, data, expression, nullptr, found);
   // Where libyang has no memory for a part of a result, it leaves that out and tells nothing.
   if (result == LY_EMEM || errno == ENOMEM) throw std::bad_alloc();
-  if (result != LY_SUCCESS) return kRefused + TakeErrors(data->schema->module->ctx);
-  return kFound + NumbersOf(*found, data);
+  return result == LY_SUCCESS ? "" : kRefused + TakeErrors(data->schema->module->ctx);
+}
+
+std::string Answer(const char* expression, const lyd_node* data) {
+  ly_set* found = nullptr;
+  const std::string refusal = SearchOne(expression, data, &found);
+  return refusal.empty() ? kFound + NumbersOf(*found, data) : refusal;
+}
+
+/// A character for each tree: '1' where something was found.
+std::string AnswerForEach(const char* expression, const std::vector<const lyd_node*>& trees) {
+  std::string answer(1, kFound);
+  for (const lyd_node* tree : trees) {
+    ly_set* found = nullptr;
+    std::string refusal = SearchOne(expression, tree, &found);
+    if (!refusal.empty()) return refusal;
+    answer += found->count > 0 ? '1' : '0';
+  }
+  return answer;
+}
+
+/// What a copy of this process answers, without its first character.
+std::string Searched(const std::function<std::string()>& search, const SearchLimits& limits) {
+  const std::string answer = SearchInCopy(search, limits);
+  if (answer[0] == kFound) return answer.substr(1);
+  throw RpcError("protocol", "invalid-value", answer.substr(1)).With("bad-attribute", "select");
 }
 
 Nodes NodesOf(const std::string& numbers, const lyd_node* data) {
@@ -69,10 +94,16 @@ Nodes NodesOf(const std::string& numbers, const lyd_node* data) {
 
 std::vector<const lyd_node*> FindXPath(const char* expression, const lyd_node* data,
                                        const SearchLimits& limits) {
-  const std::string answer =
-      SearchInCopy([expression, data] { return Answer(expression, data); }, limits);
-  if (answer[0] == kFound) return NodesOf(answer.substr(1), data);
-  throw RpcError("protocol", "invalid-value", answer.substr(1)).With("bad-attribute", "select");
+  return NodesOf(Searched([&] { return Answer(expression, data); }, limits), data);
+}
+
+std::vector<bool> MatchXPath(const char* expression, const std::vector<const lyd_node*>& trees,
+                             const SearchLimits& limits) {
+  std::vector<bool> matches;
+  for (const char c : Searched([&] { return AnswerForEach(expression, trees); }, limits)) {
+    matches.push_back(c == '1');
+  }
+  return matches;
 }
 
 }  // namespace host

@@ -16,4 +16,9 @@ namespace host {
 std::vector<const lyd_node*> FindXPath(const char* expression, const lyd_node* data,
                                        const SearchLimits& limits = {});
 
+/// For each of `trees` whether such an expression selects any node of it. One copy of this process
+/// searches them all. Throws as FindXPath().
+std::vector<bool> MatchXPath(const char* expression, const std::vector<const lyd_node*>& trees,
+                             const SearchLimits& limits = {});
+
 }  // namespace host

@@ -1,5 +1,7 @@
 #include "rpc_fixture.h"
 
+#include <utility>
+
 namespace host::test {
 
 void RpcTest::SetUp() {
@@ -17,12 +19,18 @@ void RpcTest::SetUp() {
   datastores_ = std::make_unique<host::Datastores>(
       loop_.get_executor(), engine_.get(),
       host::DatastoreFiles{folder_.Path("startup.json"), history_.get()});
-  const auto kill = [this](host::SessionId session) {
+  const auto kill = [this](host::SessionId session, host::SessionId /*killer*/) {
     killed_ = session == 7 ? session : 0;
     return session == 7;
   };
+  const auto subscribe = [this](host::SessionId session,
+                                std::unique_ptr<host::Subscription> subscription) {
+    if (session == 7) return false;
+    subscription_ = std::move(subscription);
+    return true;
+  };
   handler_ = std::make_unique<host::RpcHandler>(
-      datastores_.get(), host::RpcServices{[] { return host::Tree(); }, kill});
+      datastores_.get(), host::RpcServices{[] { return host::Tree(); }, kill, &events_, subscribe});
 }
 
 Reply RpcTest::Handle(const std::string& message, host::SessionId session) {

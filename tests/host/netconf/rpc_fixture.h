@@ -56,12 +56,20 @@ class RpcTest : public NetconfTest {
 
   host::SessionId killed_ = 0;  ///< The last one that a request has ended; there is none but 7.
 
+  /// What can be subscribed to, and the time that it has.
+  host::EventLog::Clock::time_point now_ = host::EventLog::Clock::from_time_t(1800000000);
+  host::EventLog events_{[this] { return now_; }};
+
  private:
   TestFolder folder_;
   std::unique_ptr<host::Engine> engine_;
   std::unique_ptr<host::ConfigHistory> history_;
   std::unique_ptr<host::Datastores> datastores_;
   std::unique_ptr<host::RpcHandler> handler_;
+
+ protected:
+  /// The last one that was asked for; the engine's models outlive it.
+  std::unique_ptr<host::Subscription> subscription_;
 };
 
 /// The agent's settings and targets, as content of a <config>.

@@ -26,8 +26,8 @@ class SessionTest : public NetconfTest {
 
   std::unique_ptr<host::NetconfServer> NewServer(const host::SessionLimits& limits = {},
                                                  const std::string& group = "") {
-    return std::make_unique<host::NetconfServer>(loop_, path_, group, engine_.get(), state_,
-                                                 limits);
+    return std::make_unique<host::NetconfServer>(loop_, path_, group, engine_.get(), state_, limits,
+                                                 host::DatastoreFiles(), &events_);
   }
 
   std::unique_ptr<NetconfClient> Connect() {
@@ -49,6 +49,7 @@ class SessionTest : public NetconfTest {
   std::string path_ = folder_.Path("socket");
   std::unique_ptr<host::Engine> engine_;
   std::function<host::Tree()> state_;  ///< Of servers that are made later.
+  host::EventLog events_;              ///< The same.
 };
 
 }  // namespace host::test
