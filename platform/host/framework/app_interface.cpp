@@ -1,6 +1,9 @@
 #include "vkconfd/app_interface.h"
 
 #include <boost/asio/post.hpp>
+#include <exception>
+#include <memory>
+#include <string>
 
 #include "framework/framework.h"
 #include "runtime/log.h"
@@ -24,12 +27,34 @@ struct AppInterface::Impl {
       : process(owner),
         framework(process, agent, host::Folders::OfProcess(), config_handlers, data_handlers) {
     process.reload = [this] { framework.Reload(); };
+    agent.SetListenerObserver([this, alive = std::weak_ptr(alive)](const host::Endpoint& listener,
+                                                                   bool bound,
+                                                                   const std::string& reason) {
+      TellOnLoop(alive, listener, bound, reason);
+    });
   }
-  ~Impl() { process.reload = nullptr; }
+  ~Impl() {
+    process.reload = nullptr;
+    agent.SetListenerObserver(nullptr);
+  }
+
+  /// The agent's thread has noticed it.
+  void TellOnLoop(const std::weak_ptr<int>& is_alive, const host::Endpoint& listener, bool bound,
+                  const std::string& reason) noexcept {
+    const auto tell = [this, is_alive, listener, bound, reason] {
+      if (!is_alive.expired()) framework.NoteListener(listener, bound, reason);
+    };
+    try {
+      boost::asio::post(process.loop, tell);
+    } catch (const std::exception& error) {
+      HOST_LOG(host::kNotice, "A notification is lost: %s", error.what());
+    }
+  }
 
   host::Process& process;
   host::AgentThread agent{LogAgentText};
   host::Framework framework;
+  std::shared_ptr<int> alive = std::make_shared<int>();  ///< For what is in the loop's queue.
 
   /// What cannot be connected ends the program, which the exception that leaves the loop tells.
   host::Waiting connecting{"connecting", nullptr};

@@ -13,6 +13,7 @@
 #include "delivery/delivery.h"
 #include "framework/agent_settings.h"
 #include "framework/state.h"
+#include "netconf/base_events.h"
 #include "runtime/event_loop.h"
 #include "runtime/faults.h"
 #include "runtime/log.h"
@@ -94,6 +95,7 @@ Framework::Framework(Process& process, AgentCalls& agent, const Folders& folders
           StandardModels(folders),
           [this](const std::string& text, const CommitRecord& record) { SaveOrEnd(text, record); }),
       configurations_(engine_.Models().Context(), folders.RunningFile(), folders.HistoryFolder()),
+      told_(process.loop, &events_),
       configurations_retry_(process.loop,
                             [this] {
                               configurations_.Settle();
@@ -103,7 +105,6 @@ Framework::Framework(Process& process, AgentCalls& agent, const Folders& folders
       rules_retry_(process.loop, [this] { return !rules_.Retry(); }),
       monitor_(process.loop, [this] { rules_.Restore(); }) {
   callpoints_.CheckAgainst(engine_.Models());
-  engine_.SetCommitObserver(TellCommit);
   MakePrivateFolder(folders.state);
   rules_.SetMarkObserver(
       [this](uint16_t redirect_port, uint32_t mark) { agent_.SetMark(redirect_port, mark); });
@@ -120,6 +121,21 @@ Framework::Framework(Process& process, AgentCalls& agent, const Folders& folders
   process_.engine = &engine_;
   process_.rules = &rules_;
   process_.framework = this;
+  FollowEvents();
+}
+
+/// What sessions are told of, whether one listens or not: it may be asked for later.
+void Framework::FollowEvents() {
+  engine_.SetCommitObserver([this](const CommitRecord& record) {
+    TellCommit(record);
+    PublishConfigChange(&events_, engine_.Models().Context(), record);
+  });
+  history_.SetObserver([this](const Endpoint& listener, bool bound, const std::string& reason) {
+    NoteListener(listener, bound, reason);
+  });
+  rules_.SetOutcomeObserver([this](const RuleOutcome& outcome) { told_.NoteRule(outcome); });
+  process_.on_fault = [this](const Fault& fault) { told_.NoteFault(fault); };
+  process_.on_role = [this](HaRole role) { told_.NoteRole(role); };
 }
 
 Framework::~Framework() {
@@ -129,6 +145,8 @@ Framework::~Framework() {
     for (vkconfd::DataHandler* handler : data_handlers_) Disconnect(handler);
   }
   netconf_.reset();
+  process_.on_fault = nullptr;
+  process_.on_role = nullptr;
   process_.watchdog_check = nullptr;
   process_.timers->scope = nullptr;
   process_.framework = nullptr;
@@ -148,6 +166,7 @@ void Framework::Connect(ELEM_CONFD_PHASE_ET phase) {
   SettleAgent();
   connected_ = true;
   for (vkconfd::ConfigHandler* handler : handlers_) ConnectHandler(handler, phase);
+  TellWaitingListeners();
   rules_.Settle();
   OpenNetconf();
   TellReady(how);
@@ -166,7 +185,7 @@ void Framework::OpenNetconf() {
     netconf_ = std::make_unique<NetconfServer>(
         process_.loop, folders_.NetconfSocket(), group == nullptr ? "" : group, &engine_,
         [this] { return State(); }, SessionLimits(),
-        DatastoreFiles{folders_.StartupFile(), &configurations_});
+        DatastoreFiles{folders_.StartupFile(), &configurations_}, &events_);
   } catch (const std::exception& exception) {
     HOST_FAULT("no NETCONF: " + std::string(exception.what()));
   }
@@ -301,6 +320,7 @@ void Framework::Deliver(std::vector<common::Change>& changes) {
                       HOST_FAULT(operation + ": " + reason);
                     });
   }
+  if (HasAgentAddresses(changes)) TellWaitingListeners();
   // Marks, too, are in force when an operator hears that the change is.
   agent_.Wait();
 }
@@ -310,8 +330,27 @@ void Framework::SettleAgent() {
   agent_.Follow(ReadAgentSettings(session.Socket()));
   if (ReadAgentEnabled(session.Socket())) return;
   agent_.SetListeners({});
-  history_.Clear();
+  history_.Clear("the agent is disabled");
   listener_retry_.Follow(false);
+}
+
+/// The program does not rebind before each address can be bound, so no rebind tells of them.
+void Framework::TellWaitingListeners() {
+  const VkConfdCdbSession session(this, CDB_RUNNING, true);
+  std::set<Endpoint> waiting;
+  if (ReadAgentEnabled(session.Socket())) {
+    waiting = Normalized(ReadAgentListeners(session.Socket()));
+  }
+  for (const Endpoint& open : agent_.Listeners()) waiting.erase(open);
+  for (auto one = waiting.begin(); one != waiting.end();) {
+    one = history_.Find(*one) == nullptr ? std::next(one) : waiting.erase(one);
+  }
+  for (const Endpoint& listener : waiting) {
+    if (waiting_.count(listener) > 0) continue;
+    const std::string reason = agent_.WhyNot(listener);
+    NoteListener(listener, false, reason.empty() ? "waits for others" : reason);
+  }
+  waiting_.swap(waiting);
 }
 
 Tree Framework::State() {

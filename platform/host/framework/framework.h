@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,8 @@
 #include "framework/listener_history.h"
 #include "framework/slow_retry.h"
 #include "framework/target_rules.h"
+#include "framework/told_events.h"
+#include "netconf/event_log.h"
 #include "netconf/server.h"
 #include "rules/rules.h"
 #include "rules/rules_monitor.h"
@@ -55,9 +58,15 @@ class Framework : public VkConfdInterface {
   /// Makes the agent's listeners those of the running configuration; returns the ones that failed.
   std::vector<ListenerFailure> RebindAgent();
 
+  /// An open listener was closed until it can be opened anew, for `reason`, or is open again.
+  void NoteListener(const Endpoint& listener, bool bound, const std::string& reason) noexcept {
+    told_.NoteListener(listener, bound, reason);
+  }
+
   int MaapiSocket() override;
 
  private:
+  void FollowEvents();
   LoadResult LoadStored();
   std::string LoadConfiguration();
   void SaveOrEnd(const std::string& text, const CommitRecord& record);
@@ -75,6 +84,9 @@ class Framework : public VkConfdInterface {
   /// agent has no listeners.
   void SettleAgent();
 
+  /// Has operators be told of listeners that are wanted and were not asked of the agent yet.
+  void TellWaitingListeners();
+
   /// Opens what the last rebind could not and what is wanted still; true when some of it is refused
   /// again.
   bool TryRefusedListeners();
@@ -88,7 +100,10 @@ class Framework : public VkConfdInterface {
   Callpoints callpoints_;
   Engine engine_;
   ConfigHistory configurations_;
+  EventLog events_;
+  ToldEvents told_;
   ListenerHistory history_;
+  std::set<Endpoint> waiting_;  ///< Told, and not in the history.
   SlowRetry configurations_retry_;
   SlowRetry listener_retry_;
   SlowRetry rules_retry_;

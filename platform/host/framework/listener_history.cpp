@@ -25,20 +25,6 @@ void Tell(const Endpoint& endpoint, const std::string& reason) {
            reason.c_str());
 }
 
-/// Takes down an attempt; `reason` is empty for one that succeeded.
-void Update(const Endpoint& endpoint, const std::string& reason, ListenerRecord& record) {
-  const bool is_new = record.tries == 0;
-  const bool bound = reason.empty();
-  // One that was open was not opened anew.
-  if (!record.bound) ++record.tries;
-  if (is_new || bound != record.bound) {
-    record.since = std::chrono::system_clock::now();
-    if (!bound || !is_new) Tell(endpoint, reason);
-  }
-  if (!bound) record.last_error = reason;
-  record.bound = bound;
-}
-
 std::string ReasonOf(const Endpoint& endpoint, const Reasons& reasons) {
   const auto failed = reasons.find(endpoint);
   return failed == reasons.end() ? "" : failed->second;
@@ -46,17 +32,47 @@ std::string ReasonOf(const Endpoint& endpoint, const Reasons& reasons) {
 
 }  // namespace
 
+/// Takes down an attempt; `reason` is empty for one that succeeded.
+void ListenerHistory::Update(const Endpoint& endpoint, const std::string& reason,
+                             ListenerRecord& record) const {
+  const bool is_new = record.tries == 0;
+  const bool bound = reason.empty();
+  // One that was open was not opened anew.
+  if (!record.bound) ++record.tries;
+  if (is_new || bound != record.bound) {
+    record.since = std::chrono::system_clock::now();
+    if (!bound || !is_new) Tell(endpoint, reason);
+    if (observer_) observer_(endpoint, bound, reason);
+  }
+  if (!bound) record.last_error = reason;
+  record.bound = bound;
+}
+
+void ListenerHistory::TellGone(const std::map<Endpoint, ListenerRecord>& gone,
+                               const char* reason) const {
+  if (!observer_) return;
+  for (const auto& [endpoint, record] : gone) {
+    if (record.bound) observer_(endpoint, false, reason);
+  }
+}
+
+void ListenerHistory::Clear(const char* reason) {
+  TellGone(records_, reason);
+  records_.clear();
+}
+
 void ListenerHistory::Note(const std::set<Endpoint>& wanted,
                            const std::vector<ListenerFailure>& failures) {
   ++rebinds_;
   const Reasons reasons = ReasonsOf(failures);
   std::map<Endpoint, ListenerRecord> records;
   for (const Endpoint& endpoint : Normalized(wanted)) {
-    const auto before = records_.find(endpoint);
-    ListenerRecord record = before == records_.end() ? ListenerRecord() : std::move(before->second);
+    const auto before = records_.extract(endpoint);
+    ListenerRecord record = before.empty() ? ListenerRecord() : std::move(before.mapped());
     Update(endpoint, ReasonOf(endpoint, reasons), record);
     records.emplace_hint(records.end(), endpoint, std::move(record));
   }
+  TellGone(records_, "not configured any more");
   records_.swap(records);
 }
 

@@ -3,9 +3,11 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "snmp/agent.h"
@@ -24,6 +26,8 @@ struct ListenerRecord {
 /// Calls no agent: it is told. Costs a look-up for each listener that it is told of.
 class ListenerHistory {
  public:
+  void SetObserver(ListenerObserver observer) { observer_ = std::move(observer); }
+
   /// Takes down what one rebind has done: who was wanted, and who could not be opened. What is not
   /// wanted any more is forgotten. A listener's first refusal is logged, and that it is open at
   /// last.
@@ -35,8 +39,8 @@ class ListenerHistory {
   /// Those of the last rebind that are not open.
   std::set<Endpoint> Refused() const;
 
-  /// No listener is wanted.
-  void Clear() { records_.clear(); }
+  /// No listener is wanted, for that reason.
+  void Clear(const char* reason);
 
   /// The record of a listener in its normal form, or null when it was never tried.
   const ListenerRecord* Find(const Endpoint& endpoint) const;
@@ -45,7 +49,11 @@ class ListenerHistory {
   uint64_t Rebinds() const { return rebinds_; }
 
  private:
+  void Update(const Endpoint& endpoint, const std::string& reason, ListenerRecord& record) const;
+  void TellGone(const std::map<Endpoint, ListenerRecord>& gone, const char* reason) const;
+
   std::map<Endpoint, ListenerRecord> records_;
+  ListenerObserver observer_;
   uint64_t rebinds_ = 0;
 };
 

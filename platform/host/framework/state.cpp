@@ -10,22 +10,12 @@
 #include "framework/agent_settings.h"
 #include "framework/cdb_reads.h"
 #include "framework/interface_facts.h"
+#include "framework/told_events.h"
 #include "netconf/xml.h"
 
 namespace host {
 
 namespace {
-
-std::string RoleText(HaRole role) {
-  switch (role) {
-    case HaRole::kActive:
-      return "active";
-    case HaRole::kStandby:
-      return "standby";
-    default:
-      return "unknown";
-  }
-}
 
 std::string DeafXml(const DeafRecord& record) {
   return Element("reopened", record.reopened) + Leaf("hears-again", record.hears) +

@@ -41,5 +41,30 @@ TEST_F(ListenerHistoryTest, ForgetsWhatIsNotWanted) {
   EXPECT_EQ(history_.Find(b_), nullptr);
 }
 
+TEST_F(ListenerHistoryTest, TellsOnceOfEachThatIsOpenOrNot) {
+  std::vector<std::string> told;
+  history_.SetObserver([&](const Endpoint& listener, bool bound, const std::string& reason) {
+    told.push_back((bound ? "bound " : "unbound ") + ToText(listener) + " " + reason);
+  });
+  history_.Note({a_, b_}, {{b_, "in use"}});
+  history_.Note({a_, b_}, {{b_, "in use"}});
+  history_.NoteRetry({b_}, {});
+  history_.Note({b_}, {});
+  history_.Clear("disabled");
+  history_.Clear("disabled");
+  EXPECT_EQ(told,
+            (std::vector<std::string>{
+                "bound 10.0.0.1:161 ", "unbound 10.0.0.2:161 in use", "bound 10.0.0.2:161 ",
+                "unbound 10.0.0.1:161 not configured any more", "unbound 10.0.0.2:161 disabled"}));
+}
+
+TEST_F(ListenerHistoryTest, OneThatWasNotOpenDoesNotClose) {
+  history_.Note({b_}, {{b_, "in use"}});
+  int told = 0;
+  history_.SetObserver([&](const Endpoint&, bool, const std::string&) { ++told; });
+  history_.Note({}, {});
+  EXPECT_EQ(told, 0);
+}
+
 }  // namespace
 }  // namespace host
