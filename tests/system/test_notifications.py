@@ -14,6 +14,7 @@ from lab import ssh
 from lab.daemon import Daemon, configuration, listening, merged
 from lab.netconf import NS, Client, Refused, port_edit
 from lab.site import DEFAULT, TABLES
+from lab.yangcli import Operator
 
 STANDARD_MODELS = "/usr/share/yuma/modules/ietf/ietf-netconf@2011-06-01.yang"
 pytestmark = pytest.mark.skipif(not os.path.exists(STANDARD_MODELS),
@@ -219,3 +220,12 @@ def test_ncclient_over_ssh(daemon, site):
             capture_output=True, text=True, check=False, timeout=60)
     assert done.returncode == 0, done.stderr
     assert "confd_dyncfg:port" in json.loads(done.stdout)
+
+
+def test_yangcli_over_ssh(daemon, site):
+    """It knows the operation from a model of its own."""
+    with ssh.Server(site.router, daemon.netconf_socket) as sshd:
+        run = Operator(site.router, sshd).run
+        assert run("create-subscription") == "ok"
+        said = run(f"create-subscription startTime={now(3600)}")
+        assert "bad-element" in said, said
