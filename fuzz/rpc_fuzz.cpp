@@ -117,7 +117,7 @@ void Greet(const std::string& message) {
 void Ask(host::RpcHandler* handler, const host::Datastores& datastores,
          const std::string& message) {
   const std::string before = Content(datastores);
-  const host::RpcReply reply = handler->Handle(kSession, "fuzzer", message);
+  const host::RpcReply reply = handler->Handle(kSession, {"fuzzer", {}, true}, message);
   CheckReply(message, reply);
   if (reply.is_error || HasData(reply)) {
     Require(Content(datastores) == before, "what is refused or only reads changes nothing");

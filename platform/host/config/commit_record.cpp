@@ -1,5 +1,8 @@
 #include "config/commit_record.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "confd/value_text.h"
 #include "config/device_paths.h"
 
@@ -11,8 +14,9 @@ constexpr size_t kToldPaths = 16;
 
 /// Operators name rows of communities after the communities. `path` has no module's name in it.
 bool IsSecretEntry(const std::string& path) {
-  const std::string full = kCommunitiesPath;
-  return full.substr(full.find(':') + 1) == path.substr(1);
+  return std::any_of(
+      std::begin(kSecretPaths), std::end(kSecretPaths),
+      [&](const std::string& full) { return full.substr(full.find(':') + 1) == path.substr(1); });
 }
 
 std::string PathBelow(const std::string& parent, const common::Change& change) {

@@ -12,6 +12,9 @@ constexpr char kAgentPortPath[] = "/confd_dyncfg:confdConfig/snmpAgent/port";
 constexpr char kAgentExtraPath[] = "/confd_dyncfg:confdConfig/snmpAgent/extraIpPorts";
 constexpr char kCommunitiesPath[] =
     "/SNMP_COMMUNITY_MIB:SNMP-COMMUNITY-MIB/snmpCommunityTable/snmpCommunityEntry";
+/// Whose keys and values are in no record, and are read by those alone whom a rule permits it.
+constexpr const char* kSecretPaths[] = {kCommunitiesPath};
+
 constexpr char kListenersPath[] = "/snmp/agent/listen/interface";
 constexpr char kTargetsPath[] = "/snmp/target";
 constexpr char kTargetRowsPath[] =

@@ -196,13 +196,14 @@ void Schema::LoadStandardModels(const std::string& folder) {
     throw std::runtime_error("libyang cannot use the folder " + folder);
   }
   std::vector<const char*> features = FeatureNames();
-  for (const char* name :
-       {"ietf-netconf", "ietf-netconf-monitoring", "ietf-netconf-with-defaults"}) {
+  for (const char* name : {"ietf-netconf", "ietf-netconf-acm", "ietf-netconf-monitoring",
+                           "ietf-netconf-with-defaults"}) {
     const bool is_netconf = strcmp(name, "ietf-netconf") == 0;
-    if (ly_ctx_load_module(context_.get(), name, nullptr, is_netconf ? features.data() : nullptr) ==
-        nullptr) {
-      RefuseModel(folder, name, TakeErrors(context_.get()));
-    }
+    const lys_module* module =
+        ly_ctx_load_module(context_.get(), name, nullptr, is_netconf ? features.data() : nullptr);
+    if (module == nullptr) RefuseModel(folder, name, TakeErrors(context_.get()));
+    // It has configuration, whose changes have names.
+    if (strcmp(name, "ietf-netconf-acm") == 0) AddModule(module);
   }
   DefineDefaultMark(context_.get());
   LoadEventModels(folder);
@@ -226,11 +227,15 @@ void Schema::LoadModule(const std::string& file) {
   const lys_module* module = ly_ctx_load_module(context_.get(), stem.substr(0, at).c_str(),
                                                 stem.c_str() + at + 1, nullptr);
   if (module == nullptr) throw std::runtime_error(TakeErrors(context_.get()));
+  AddModule(module);
+  const char* hash = FindExtension(module->compiled->exts, "namespace-hash");
+  namespaces_[module] = hash == nullptr ? 0 : ParseHash(hash);
+}
+
+void Schema::AddModule(const lys_module* module) {
   modules_.push_back(module);
   by_prefix_[module->prefix] = module;
   by_prefix_[module->name] = module;
-  const char* hash = FindExtension(module->compiled->exts, "namespace-hash");
-  namespaces_[module] = hash == nullptr ? 0 : ParseHash(hash);
 }
 
 void Schema::DefineTags(const lys_module* module) {

@@ -36,8 +36,8 @@ class Schema {
   /// cannot be read, that libyang refuses or that needs a missing one, a tag that is no number, a
   /// clash of tags, a callpoint that is at no list, a value type that there is not.
   /// `standard_folder` has the IETF's models of network management, which are loaded too, but have
-  /// no tags; empty for none. Those of notifications may lie beside it, as Debian has them, or be
-  /// missing.
+  /// no tags but for the one of access control; empty for none. Those of notifications may lie
+  /// beside it, as Debian has them, or be missing.
   explicit Schema(const std::string& folder, const std::string& standard_folder = "");
 
   Schema(const Schema&) = delete;
@@ -83,6 +83,7 @@ class Schema {
   void LoadStandardModels(const std::string& folder);
   void LoadEventModels(const std::string& folder);
   void LoadModule(const std::string& file);
+  void AddModule(const lys_module* module);
   static void DefineTags(const lys_module* module);
   void CollectFacts(const lys_module* module);
   void CollectCallpoint(const lysc_node* node);
@@ -92,7 +93,7 @@ class Schema {
   const lysc_node* FindChild(const lysc_node* parent, const common::PathStep& step) const;
 
   std::unique_ptr<ly_ctx, FreeContext> context_;
-  std::vector<const lys_module*> modules_;              ///< The models of the folder.
+  std::vector<const lys_module*> modules_;              ///< The models of configuration.
   std::map<std::string, const lys_module*> by_prefix_;  ///< By prefix and by name.
   std::map<const lys_module*, uint32_t> namespaces_;
   std::vector<ModelCallpoint> callpoints_;

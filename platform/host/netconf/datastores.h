@@ -45,6 +45,9 @@ class Datastores {
 
   const Schema& Models() const { return engine_->Models(); }
 
+  /// The configuration in force.
+  const SharedTree& Running() const { return engine_->Running(); }
+
   /// A copy with defaults, the caller's, to be changed and given to Replace(). Locks do not matter
   /// to it. That of the start-up datastore is what its file has now, also where the models refuse
   /// it. Linear.

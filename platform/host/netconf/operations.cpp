@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "netconf/access_changes.h"
 #include "netconf/create_subscription.h"
 #include "netconf/edit.h"
 #include "netconf/parameters.h"
@@ -34,6 +35,12 @@ Tree SourceOf(const Request& request) {
                            : ContentOf(request, config);
 }
 
+/// Throws AccessDenied unless the user may make this the content of a datastore.
+void RequireRights(const Request& request, Datastore target, const Tree& content) {
+  if (request.access->MayWriteAll()) return;
+  RequireChanges(*request.access, request.datastores->Copy(target).get(), content.get());
+}
+
 std::string Data(const Request& request, const Tree& data) {
   const uint32_t options = LYD_PRINT_SHRINK | DefaultsFlag(request.operation);
   return Element("data", data == nullptr ? "" : PrintData(data.get(), LYD_XML, options));
@@ -42,11 +49,15 @@ std::string Data(const Request& request, const Tree& data) {
 std::string Get(const Request& request) {
   Tree data = request.datastores->Copy(Datastore::kRunning);
   InsertAll(&data, request.services->state());
+  request.control->AddState(&data);
+  request.access->Prune(&data);
   return Data(request, Filtered(request.operation, std::move(data)));
 }
 
 std::string GetConfig(const Request& request) {
-  return Data(request, Filtered(request.operation, SourceOf(request)));
+  Tree data = SourceOf(request);
+  request.access->Prune(&data);
+  return Data(request, Filtered(request.operation, std::move(data)));
 }
 
 std::string EditConfig(const Request& request) {
@@ -59,6 +70,7 @@ std::string EditConfig(const Request& request) {
   const lyd_node* config = Parameter(request.operation, "config");
   Tree content = inherited == EditOperation::kReplace ? Tree() : request.datastores->Copy(target);
   ApplyEdit(request.Context(), ConfigContent(config), inherited, &content);
+  RequireRights(request, target, content);
   const std::string test = TestOption(request.operation);
   // What is put into running is checked by its commit.
   const bool is_checked_later = test == "test-then-set" && target == Datastore::kRunning;
@@ -70,11 +82,16 @@ std::string EditConfig(const Request& request) {
 std::string CopyConfig(const Request& request) {
   const Datastore target = DatastoreIn(Parameter(request.operation, "target"));
   const lyd_node* source = Parameter(request.operation, "source");
-  if (Parameter(source, "config") == nullptr && DatastoreIn(source) == target) {
+  const bool is_given = Parameter(source, "config") != nullptr;
+  if (!is_given && DatastoreIn(source) == target) {
     throw RpcError("protocol", "invalid-value", "source and target are one datastore")
         .With("bad-element", "source");
   }
-  request.datastores->Replace(target, SourceOf(request), request.author);
+  Tree content = SourceOf(request);
+  // What the user cannot read he cannot copy.
+  if (!is_given) request.access->Prune(&content);
+  RequireRights(request, target, content);
+  request.datastores->Replace(target, std::move(content), request.author);
   return kOk;
 }
 
@@ -86,6 +103,9 @@ std::string Commit(const Request& request) {
       std::chrono::seconds(std::stoul(ParameterText(commit, "confirm-timeout", "600")));
   confirmation.persist = ParameterText(commit, "persist");
   confirmation.persist_id = ParameterText(commit, "persist-id");
+  if (!request.access->MayWriteAll()) {
+    RequireRights(request, Datastore::kRunning, request.datastores->Copy(Datastore::kCandidate));
+  }
   request.datastores->Commit(request.author, confirmation);
   return kOk;
 }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "config/yang_data.h"
+#include "netconf/access_control.h"
 #include "netconf/datastores.h"
 #include "netconf/event_log.h"
 #include "netconf/subscription.h"
@@ -35,6 +36,8 @@ struct Request {
   Author author;              ///< Who asks.
   Datastores* datastores;
   const RpcServices* services;
+  const Access* access = nullptr;    ///< What the user may do.
+  AccessControl* control = nullptr;  ///< What made it.
 
   ly_ctx* Context() const { return datastores->Models().Context(); }
 };

@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "netconf/access_request.h"
 #include "netconf/constraint_error.h"
 #include "netconf/envelope.h"
 #include "netconf/rpc_error.h"
@@ -14,13 +15,19 @@ constexpr char kMalformed[] = "malformed-message";
 
 }  // namespace
 
-RpcReply RpcHandler::Handle(SessionId session, const std::string& user, const std::string& message,
+RpcReply RpcHandler::Handle(SessionId session, const Peer& peer, const std::string& message,
                             bool knows_base_11) {
   const RpcEnvelope envelope(datastores_->Models().Context(), message);
   Answer answer;
   try {
     const lyd_node* operation = envelope.Operation();
-    answer = Perform({operation, {user, session, NameOf(operation)}, datastores_, &services_});
+    answer = PerformAs(peer, &access_,
+                       {operation,
+                        {peer.user, session, NameOf(operation)},
+                        datastores_,
+                        &services_,
+                        nullptr,
+                        nullptr});
   } catch (const RpcError& error) {
     return Refused(envelope, error, knows_base_11);
   } catch (const Refusal& refusal) {

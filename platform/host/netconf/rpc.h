@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "netconf/access_control.h"
 #include "netconf/datastores.h"
 #include "netconf/envelope.h"
 #include "netconf/operations.h"
@@ -22,15 +23,20 @@ class RpcHandler {
  public:
   /// `datastores` outlives the object.
   RpcHandler(Datastores* datastores, RpcServices services)
-      : datastores_(datastores), services_(std::move(services)) {}
+      : datastores_(datastores), services_(std::move(services)), access_(datastores->Models()) {}
 
-  /// Answers one message of a session, which `user` has, without framing. What is refused is an
+  /// Answers one message of a session, which `peer` has, without framing. What is refused is an
   /// answer as well, an <rpc-error>; behind a message that is no XML it closes the session. A
   /// client that does not know base:1.1 is told no tag that is new in it. Throws
   /// std::exception when the answer to what was done cannot be made, which then must not be told as
   /// refused.
-  RpcReply Handle(SessionId session, const std::string& user, const std::string& message,
+  RpcReply Handle(SessionId session, const Peer& peer, const std::string& message,
                   bool knows_base_11 = true);
+
+  /// Whether `peer` may be sent a notification. Throws as AccessControl::MayReceive().
+  bool MayReceive(const Peer& peer, const std::string& module, const std::string& name) {
+    return access_.MayReceive(datastores_->Running(), peer, module, name);
+  }
 
   /// Whether a session has locked a datastore.
   bool HasLock(SessionId session) const;
@@ -40,6 +46,7 @@ class RpcHandler {
 
   Datastores* datastores_;
   RpcServices services_;
+  AccessControl access_;
 };
 
 }  // namespace host

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "netconf/access_door.h"
 #include "netconf/base_events.h"
 #include "netconf/create_subscription.h"
 #include "netconf/hello.h"
@@ -107,6 +108,7 @@ void NetconfServer::Open(const std::string& group) {
   if (error) throw std::system_error(error.value(), std::generic_category(), path_);
   try {
     GiveToGroup(path_, group);
+    LetReadersIn(path_);
     acceptor_.listen();
   } catch (const std::exception&) {
     unlink(path_.c_str());

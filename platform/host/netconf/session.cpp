@@ -1,6 +1,5 @@
 #include "netconf/session.h"
 
-#include <pwd.h>
 #include <sys/socket.h>
 
 #include <boost/asio/write.hpp>
@@ -13,16 +12,6 @@
 namespace host {
 
 namespace {
-
-std::string PeerName(int descriptor) {
-  const std::optional<uid_t> user = PeerOf(descriptor);
-  if (!user.has_value()) return "unknown";
-  passwd entry = {};
-  passwd* found = nullptr;
-  std::array<char, 4096> buffer;
-  getpwuid_r(*user, &entry, buffer.data(), buffer.size(), &found);
-  return found == nullptr ? "uid " + std::to_string(*user) : found->pw_name;
-}
 
 std::string SessionName(SessionId id) { return "NETCONF session " + std::to_string(id); }
 
@@ -51,6 +40,7 @@ NetconfSession::NetconfSession(Socket socket, SessionId id, const SessionLimits&
       limits_(limits),
       handler_(handler),
       calls_(std::move(calls)),
+      peer_(PeerAt(socket_.native_handle())),
       decoder_(limits.message_size),
       reading_(SessionName(id)),
       writing_(SessionName(id)),
@@ -59,7 +49,7 @@ NetconfSession::NetconfSession(Socket socket, SessionId id, const SessionLimits&
       write_alarm_(socket_.get_executor(), SessionName(id)),
       stop_alarm_(socket_.get_executor(), SessionName(id)) {
   facts_.id = id;
-  facts_.user = PeerName(socket_.native_handle());
+  facts_.user = peer_.user;
   facts_.begin = std::chrono::system_clock::now();
 }
 
@@ -176,7 +166,7 @@ void NetconfSession::TakeHello(const std::string& message) {
 void NetconfSession::Answer(const std::string& message) {
   // A request that asks for the counters is counted already.
   ++facts_.requests;
-  const RpcReply reply = handler_->Handle(facts_.id, facts_.user, message, chunked_);
+  const RpcReply reply = handler_->Handle(facts_.id, peer_, message, chunked_);
   if (ended_) return;
   if (reply.is_bad_request) {
     --facts_.requests;

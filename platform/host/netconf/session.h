@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 
+#include "netconf/access_peer.h"
 #include "netconf/framing.h"
 #include "netconf/rpc.h"
 #include "netconf/subscription.h"
@@ -134,6 +135,7 @@ class NetconfSession : public std::enable_shared_from_this<NetconfSession> {
   const SessionLimits& limits_;
   RpcHandler* handler_;
   SessionCalls calls_;
+  Peer peer_;
   SessionFacts facts_;
   FrameDecoder decoder_;
   Waiting reading_;

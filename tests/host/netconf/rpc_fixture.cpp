@@ -34,11 +34,11 @@ void RpcTest::SetUp() {
 }
 
 Reply RpcTest::Handle(const std::string& message, host::SessionId session) {
-  return Told(handler_->Handle(session, "tester", message));
+  return Told(handler_->Handle(session, peer_, message));
 }
 
 Reply RpcTest::HandleOld(const std::string& message) {
-  return Told(handler_->Handle(1, "tester", message, false));
+  return Told(handler_->Handle(1, peer_, message, false));
 }
 
 Reply RpcTest::Told(const host::RpcReply& answer) const {

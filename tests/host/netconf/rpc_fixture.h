@@ -50,6 +50,9 @@ class RpcTest : public NetconfTest {
   const host::ConfigHistory& History() const { return *history_; }
   const TestFolder& Folder() const { return folder_; }
 
+  /// Who asks: one whom access control does not concern.
+  host::Peer peer_ = {"tester", {}, true};
+
   boost::asio::io_context loop_;
 
   Reply Told(const host::RpcReply& answer) const;
