@@ -39,10 +39,11 @@ def port_edit(port):
 
 
 class Client:
-    """One session. Use it as a context manager."""
+    """One session. Use it as a context manager. `connection`, if given, is connected already."""
 
-    def __init__(self, path, versions=("1.0", "1.1"), seconds=10.0):
-        self.socket = self.connect(path, seconds)
+    def __init__(self, path, versions=("1.0", "1.1"), seconds=10.0, connection=None):
+        self.socket = connection or self.connect(path, seconds)
+        self.socket.settimeout(seconds)
         self._input = b""
         self.is_chunked = False
         self._last_id = 0
