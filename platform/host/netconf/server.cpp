@@ -136,11 +136,8 @@ void NetconfServer::Begin(Protocol::socket socket) {
 }
 
 SessionCalls NetconfServer::Calls() {
-  const auto may_read = [this](const SessionFacts& session, const Event& event) {
-    return !may_read_event_ || may_read_event_(session, event);
-  };
   return {[this](const SessionFacts& session) { PublishSessionStart(events_, session); },
-          [this](const SessionFacts& session) { NoteEnd(session); }, may_read};
+          [this](const SessionFacts& session) { NoteEnd(session); }};
 }
 
 /// `session` goes with its entry.

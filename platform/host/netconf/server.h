@@ -36,11 +36,6 @@ class NetconfServer {
   /// Ends all sessions and removes the socket.
   ~NetconfServer();
 
-  /// Asked before a session is told of an event; at first all may read all.
-  void SetEventAccess(std::function<bool(const SessionFacts& session, const Event& event)> may) {
-    may_read_event_ = std::move(may);
-  }
-
   /// The session that has locked the running configuration, 0 for none.
   SessionId RunningLockedBy() const { return datastores_.LockedBy(Datastore::kRunning); }
 
@@ -67,7 +62,6 @@ class NetconfServer {
   Datastores datastores_;
   std::function<Tree()> state_;
   EventLog* events_;
-  std::function<bool(const SessionFacts& session, const Event& event)> may_read_event_;
   RpcHandler handler_;
   std::vector<std::string> capabilities_;
   Protocol::acceptor acceptor_;

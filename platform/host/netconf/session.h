@@ -78,9 +78,6 @@ struct SessionCalls {
 
   /// It has ended; called once, with the session still there.
   std::function<void(const SessionFacts& session)> on_end;
-
-  /// Whether it may read an event; empty for all.
-  std::function<bool(const SessionFacts& session, const Event& event)> may_read;
 };
 
 /// Answers one request after the other: the next one is read when the reply to the last is sent, so

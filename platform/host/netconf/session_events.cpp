@@ -62,8 +62,7 @@ void NetconfSession::SendEvents() {
 }
 
 EventAccess NetconfSession::MayRead() const {
-  if (!calls_.may_read) return {};
-  return [this](const Event& event) { return calls_.may_read(facts_, event); };
+  return [this](const Event& event) { return handler_->MayReceive(peer_, event.module, event.name); };
 }
 
 }  // namespace host
