@@ -167,3 +167,21 @@ def test_refusals_are_recorded_once_in_a_minute_for_a_session(daemon):
     assert [record.split(" Access ")[1] for record in daemon.records(" Access ", since)] == [
         f"of session 1 denied: uid {USER} may not lock.",
         f"of session 2 denied: uid {USER} may not kill-session."]
+
+
+NOTIFICATION = "urn:ietf:params:xml:ns:netconf:notification:1.0"
+NO_STARTS = f"""<nacm xmlns="{NACM}"><rule-list><name>quiet</name><group>snmp-app-read</group>
+<rule><name>starts</name><module-name>ietf-netconf-notifications</module-name>
+<notification-name>netconf-session-start</notification-name><action>deny</action></rule>
+</rule-list></nacm>"""
+
+
+def test_who_may_not_read_a_notification_is_not_told(daemon):
+    with Client(daemon.netconf_socket) as root, session(daemon, READER) as user:
+        root.edit(NO_STARTS)
+        user.rpc(f'<create-subscription xmlns="{NOTIFICATION}"/>')
+        with session(daemon, OPERATOR):
+            pass
+        assert "netconf-session-end" in user.receive()
+        state = root.get(f'<filter><nacm xmlns="{NACM}"/></filter>')
+        assert state.find(".//nacm:denied-notifications", NS).text == "1"

@@ -137,20 +137,6 @@ TEST_F(EventSession, WhoDoesNotReadIsSentAwayAndHoldsNobody) {
   EXPECT_EQ(Counter("dropped-sessions"), "1");
 }
 
-TEST_F(EventSession, WhoMayNotReadIsNotTold) {
-  const auto server = NewServer();
-  server->SetEventAccess([](const host::SessionFacts& session, const host::Event& event) {
-    return session.id != 1 || event.name != "fault-raised";
-  });
-  const auto first = Subscriber();
-  Publish("one");
-  const auto second = Subscriber();
-  Publish("two");
-  EXPECT_THAT(first->Receive(), HasSubstr("netconf-session-start"));
-  EXPECT_THAT(second->Receive(), HasSubstr("two"));
-  EXPECT_THAT(first->Ask("<commit/>"), HasSubstr("<ok/>"));
-}
-
 TEST_F(EventSession, AChangeIsToldByItsPlacesOnly) {
   const auto server = NewServer();
   const auto client = Subscriber();
