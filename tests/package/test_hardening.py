@@ -10,7 +10,7 @@ from lab.network import run
 
 PROGRAMS = {"snmp-app": "usr/sbin/snmp-app", "snmp-app-show": "usr/bin/snmp-app-show"}
 # Of a plain compiler's own working, or of the machine that the packages are built on.
-NOT_HARDENING = re.compile(r"-g|-O2|-Wdate-time|-f(file|debug|macro)-prefix-map=.*|-specs=.*")
+NOT_HARDENING = re.compile(r"-g|-O2|-Wdate-time|-f(file|debug|macro)-prefix-map=.*|-s\w+=.*")
 
 
 def asked_for(variable):

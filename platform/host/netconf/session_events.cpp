@@ -62,7 +62,8 @@ void NetconfSession::SendEvents() {
 }
 
 EventAccess NetconfSession::MayRead() const {
-  return [this](const Event& event) { return handler_->MayReceive(peer_, event.module, event.name); };
+  return
+      [this](const Event& event) { return handler_->MayReceive(peer_, event.module, event.name); };
 }
 
 }  // namespace host

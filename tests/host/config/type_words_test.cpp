@@ -58,15 +58,15 @@ TEST_P(WrongValue, HasWordsForXml) {
 INSTANTIATE_TEST_SUITE_P(
     Each, WrongValue,
     ::testing::Values(
-        Wrong{"enabled", "\"true\"", "expected true or false, without quotes",
+        Wrong{"allowed", "\"true\"", "expected true or false, without quotes",
               "expected true or false"},
-        Wrong{"enabled", "1", "expected true or false, without quotes", "expected true or false"},
+        Wrong{"allowed", "1", "expected true or false, without quotes", "expected true or false"},
         Wrong{"small", "6", "expected 1 to 5 or 7 or 9 to 11, without quotes",
               "expected 1 to 5 or 7 or 9 to 11"},
-        Wrong{"port", "\"161\"", "expected 0 to 65535, without quotes", "expected 0 to 65535"},
-        Wrong{"port", "70000", "expected 0 to 65535, without quotes", "expected 0 to 65535"},
-        Wrong{"port", "null", "expected 0 to 65535, without quotes", "expected 0 to 65535"},
-        Wrong{"port", "[1]", "expected 0 to 65535, without quotes", "expected 0 to 65535"},
+        Wrong{"dock", "\"161\"", "expected 0 to 65535, without quotes", "expected 0 to 65535"},
+        Wrong{"dock", "70000", "expected 0 to 65535, without quotes", "expected 0 to 65535"},
+        Wrong{"dock", "null", "expected 0 to 65535, without quotes", "expected 0 to 65535"},
+        Wrong{"dock", "[1]", "expected 0 to 65535, without quotes", "expected 0 to 65535"},
         Wrong{"level", "4", "expected -3 to 3, without quotes", "expected -3 to 3"},
         Wrong{"whole", "1", "expected -9223372036854775808 to 9223372036854775807", nullptr},
         Wrong{"large", "\"-1\"", "expected 0 to 18446744073709551615", nullptr},
@@ -123,8 +123,8 @@ TEST_P(Typos, AreToldWithWhatMayHaveBeenMeant) {
 INSTANTIATE_TEST_SUITE_P(
     Each, Typos,
     ::testing::Values(
-        Typo{R"({"words:top": {"enabel": true}})",
-             "line 1, /words:top: unknown element 'enabel': did you mean 'enabled'?"},
+        Typo{R"({"words:top": {"alowed": true}})",
+             "line 1, /words:top: unknown element 'alowed': did you mean 'allowed'?"},
         Typo{R"({"words:top": {"absent": true}})", "line 1, /words:top: unknown element 'absent'"},
         Typo{"{\"words:top\":\n {\"row\": [{\"name\": \"it's ] \", \"numbr\": 1}]}}",
              "line 2, /words:top/row[name=\"it's ] \"]: unknown element 'numbr': did you mean "
