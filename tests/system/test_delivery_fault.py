@@ -21,9 +21,8 @@ def test_a_delivery_without_memory_ends_it_and_a_start_delivers_everything(daemo
     daemon.write_startup(configuration(ADDRESS, [f"{ADDRESS}:1161"], communities=["new"]))
     daemon.tell(signal.SIGHUP)
     assert daemon.process.wait(timeout=20) == 1
-    daemon.wait_record(" fault .*ending, to start with what is stored, for its delivery failed: "
-                       "std::bad_alloc", since)
-    assert not daemon.records("in force|Ready", since)
+    daemon.wait_record(" fault .*ending, to start with what is stored", since)
+    assert not daemon.records("in force\\.|Ready", since)
     del daemon.environment["LD_PRELOAD"]
     daemon.write_startup(configuration(ADDRESS, enabled=False))
     daemon.start()

@@ -1,7 +1,9 @@
-// The daemon's next allocation fails once it has replaced its stored configuration.
+// An allocation of the delivery fails: the next one of the loop's thread once the program tries an
+// address, behind the daemon's save.
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -13,6 +15,7 @@ extern "C" void* __libc_malloc(size_t size);
 
 namespace {
 
+std::atomic<bool> has_saved = false;
 std::atomic<bool> fails_next = false;
 
 bool IsStoredConfiguration(const char* path) {
@@ -21,19 +24,26 @@ bool IsStoredConfiguration(const char* path) {
   return size >= sizeof kName && strcmp(path + size + 1 - sizeof kName, kName) == 0;
 }
 
+/// The agent's thread has memory.
+bool IsLoop() { return gettid() == getpid(); }
+
 }  // namespace
 
 extern "C" {
 
 int rename(const char* from, const char* to) noexcept {
   const int result = renameat(AT_FDCWD, from, AT_FDCWD, to);
-  if (result == 0 && IsStoredConfiguration(to)) fails_next = true;
+  if (result == 0 && IsStoredConfiguration(to)) has_saved = true;
   return result;
 }
 
-/// The agent's thread has memory.
+int socket(int domain, int type, int protocol) noexcept {
+  if (IsLoop() && has_saved.exchange(false)) fails_next = true;
+  return static_cast<int>(syscall(SYS_socket, domain, type, protocol));
+}
+
 void* malloc(size_t size) noexcept {
-  if (fails_next && gettid() == getpid() && fails_next.exchange(false)) {
+  if (fails_next && IsLoop() && fails_next.exchange(false)) {
     errno = ENOMEM;
     return nullptr;
   }
