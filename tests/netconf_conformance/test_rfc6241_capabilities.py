@@ -372,4 +372,39 @@ def _(bench):
     assert session.ask(get_config(subtree(top("<text/>")))).shape == "top{text=hello}"
 
 
+# Start-up
+
+@CHECKS.must("8.7.1", "a change of running does not change the start-up datastore")
+def _(bench):
+    session = bench.session()
+    session.done(copy("startup", "<running/>"))
+    session.done(other("running"))
+    assert has_other(session) and not has_other(session, "startup")
+
+
+@CHECKS.must("8.7.5.1", "copy-config from running to startup keeps what is running")
+def _(bench):
+    session = bench.session()
+    session.done(other("running"))
+    session.done(copy("startup", "<running/>"))
+    assert session.top("startup") == session.top()
+
+
+@CHECKS.must("8.7.5.1", "copy-config from startup to running takes back what was kept")
+def _(bench):
+    session = bench.session()
+    session.done(copy("startup", "<running/>"))
+    session.done(other("running"))
+    session.done(copy("running", "<startup/>"))
+    assert session.top() == SHAPE
+
+
+@CHECKS.must("7.4", "delete-config empties the start-up datastore")
+def _(bench):
+    session = bench.session()
+    session.done(copy("startup", "<running/>"))
+    session.done("<delete-config><target><startup/></target></delete-config>")
+    assert session.ask(get_config(source="startup")).shape == ""
+
+
 test_rfc6241_capabilities = CHECKS.test()

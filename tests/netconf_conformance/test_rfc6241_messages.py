@@ -349,6 +349,7 @@ CHECKS.each("MUST", "8.4.3", tells,
             ("confirmed-commit is told", CAPABILITY + "confirmed-commit:1.1"))
 CHECKS.each("MAY", "8.4.3", tells,
             ("confirmed-commit of base:1.0 is told, too", CAPABILITY + "confirmed-commit:1.0"))
+CHECKS.each("MUST", "8.7.3", tells, ("startup is told", CAPABILITY + "startup:1.0"))
 CHECKS.each("MUST", "8.5.3", tells,
             ("rollback-on-error is told", CAPABILITY + "rollback-on-error:1.0"))
 CHECKS.each("MUST", "8.6.3", tells, ("validate is told", CAPABILITY + "validate:1.1"))

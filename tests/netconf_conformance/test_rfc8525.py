@@ -60,7 +60,7 @@ def _(bench):
 def _(bench):
     names = [leaf(entry, "name").rpartition(":")[2]
              for entry in library(bench.session()).iterfind(f"{IN_LIBRARY}datastore")]
-    assert names == ["running", "candidate"]
+    assert names == ["running", "candidate", "startup"]
 
 
 @CHECKS.must("3", "the datastores are identities of their model")
@@ -68,8 +68,8 @@ def _(bench):
     text = bench.session().state(
         f'<yang-library xmlns="{LIBRARY}"><datastore/></yang-library>').text
     prefix = re.search(rf'xmlns:([\w-]+)="{DATASTORES}"', text).group(1)
-    assert set(re.findall(r"<name[^>]*>([^<]*)<", text)) == {f"{prefix}:running",
-                                                             f"{prefix}:candidate"}
+    assert set(re.findall(r"<name[^>]*>([^<]*)<", text)) == {
+        f"{prefix}:{name}" for name in ("running", "candidate", "startup")}
 
 
 @CHECKS.must("3", "each datastore has a schema, which is there")

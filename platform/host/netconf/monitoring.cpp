@@ -85,7 +85,7 @@ Tree MonitoringState(const Datastores& datastores, const std::vector<std::string
       SchemasXml(context) + Element("sessions", session_list) + StatisticsXml(all) +
       "</netconf-state>";
   Tree state = ParseState(context, xml);
-  InsertAll(&state, YangLibrary(context, {"running", "candidate"}));
+  InsertAll(&state, YangLibrary(context, {"running", "candidate", "startup"}));
   return state;
 }
 
