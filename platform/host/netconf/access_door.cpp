@@ -19,6 +19,7 @@ namespace {
 
 constexpr char kAttribute[] = "system.posix_acl_access";
 constexpr uint16_t kReadWrite = ACL_READ | ACL_WRITE;
+constexpr auto kNobody = static_cast<uint32_t>(ACL_UNDEFINED_ID);
 
 /// As the kernel takes it, in the order that it wants.
 struct List {
@@ -26,7 +27,7 @@ struct List {
   std::array<posix_acl_xattr_entry, 5> entries;
 };
 
-posix_acl_xattr_entry Entry(uint16_t tag, uint16_t permissions, uint32_t id = ACL_UNDEFINED_ID) {
+posix_acl_xattr_entry Entry(uint16_t tag, uint16_t permissions, uint32_t id = kNobody) {
   return {htole16(tag), htole16(permissions), htole32(id)};
 }
 
