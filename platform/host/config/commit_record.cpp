@@ -1,6 +1,7 @@
 #include "config/commit_record.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 #include "confd/value_text.h"
@@ -28,6 +29,22 @@ std::string PathBelow(const std::string& parent, const common::Change& change) {
     keys += (keys.empty() ? "" : " ") + common::ValueText(key.Value());
   }
   return path + "{" + keys + "}";
+}
+
+/// Where the keys end that a path has at `at`, in one pair of brackets or more.
+size_t BehindKeys(const std::string& text, size_t at) {
+  char quote = '\0';
+  for (; at < text.size(); ++at) {
+    const char c = text[at];
+    if (quote != '\0') {
+      if (c == quote) quote = '\0';
+    } else if (c == '\'' || c == '"') {
+      quote = c;
+    } else if (c == ']' && text.compare(at + 1, 1, "[") != 0) {
+      return at + 1;
+    }
+  }
+  return at;
 }
 
 const char* WordFor(const common::Change& change) {
@@ -90,10 +107,23 @@ std::string ChangesText(const std::vector<common::Change>& changes) {
   return paths.Text();
 }
 
+std::string WithoutSecrets(std::string text) {
+  for (const char* path : kSecretPaths) {
+    const std::string step = std::string(strrchr(path, '/') + 1) + "[";
+    for (size_t at = text.find(step); at != std::string::npos; at = text.find(step, at)) {
+      at += step.size();
+      text.replace(at, BehindKeys(text, at) - at, "...]");
+    }
+  }
+  return text;
+}
+
 std::string RecordText(const CommitRecord& record) {
   const std::string begin = "Commit by " + AuthorText(record.author);
   const std::string time = " in " + std::to_string(record.duration.count()) + " ms";
-  if (!record.refusal.empty()) return begin + " refused" + time + ": " + record.refusal;
+  if (!record.refusal.empty()) {
+    return begin + " refused" + time + ": " + WithoutSecrets(record.refusal);
+  }
   return begin + time + ": " + (record.changes.empty() ? "no value changed" : record.changes);
 }
 

@@ -40,6 +40,9 @@ using CommitObserver = std::function<void(const CommitRecord& record)>;
 /// communities, are never in it: they are secrets.
 std::string ChangesText(const std::vector<common::Change>& changes);
 
+/// A text with paths as libyang has them, without the keys of communities.
+std::string WithoutSecrets(std::string text);
+
 /// A record in one line.
 std::string RecordText(const CommitRecord& record);
 

@@ -127,7 +127,9 @@ void ConfigHistory::AddFound(const Author& author) {
   });
 }
 
+/// What could not be kept by now has no commit, and is nobody's.
 void ConfigHistory::Begin(const Author& author, const std::string& changes) {
+  if (IsBehind() && pending_->number != 0) RemoveFiles(pending_->number);
   pending_ = {0, TimeText(std::chrono::system_clock::now()), author, changes};
 }
 

@@ -41,11 +41,10 @@ struct AppInterface::Impl {
   /// The agent's thread has noticed it.
   void TellOnLoop(const std::weak_ptr<int>& is_alive, const host::Endpoint& listener, bool bound,
                   const std::string& reason) noexcept {
-    const auto tell = [this, is_alive, listener, bound, reason] {
-      if (!is_alive.expired()) framework.NoteListener(listener, bound, reason);
-    };
     try {
-      boost::asio::post(process.loop, tell);
+      boost::asio::post(process.loop, [this, is_alive, listener, bound, reason] {
+        if (!is_alive.expired()) framework.NoteListener(listener, bound, reason);
+      });
     } catch (const std::exception& error) {
       HOST_LOG(host::kNotice, "A notification is lost: %s", error.what());
     }

@@ -234,8 +234,9 @@ std::string Framework::LoadConfiguration() {
     return "the stored configuration was taken";
   }
   if (stored.refused.empty()) return TakeFirstConfiguration();
-  HOST_FAULT(stored.refused);
-  return stored.refused + "; " + TakeFirstConfiguration();
+  const std::string refused = WithoutSecrets(stored.refused);
+  HOST_FAULT(refused);
+  return refused + "; " + TakeFirstConfiguration();
 }
 
 /// The start-up file at a first start, which may come before there is one.
@@ -259,8 +260,8 @@ std::string Framework::ReplaceByStartupFile(const char* operation) {
              result.delivered ? "in force" : "changes nothing");
     return folders_.StartupFile() + " was taken";
   } catch (const std::exception& exception) {
-    std::string refusal =
-        "start-up configuration refused, the running one stays: " + std::string(exception.what());
+    std::string refusal = "start-up configuration refused, the running one stays: " +
+                          WithoutSecrets(exception.what());
     HOST_FAULT(refusal);
     return refusal;
   }

@@ -1,5 +1,7 @@
 #include "netconf/access_request.h"
 
+#include <cstring>
+
 #include "config/yang_data.h"
 #include "netconf/constraint_error.h"
 #include "netconf/parameters.h"
@@ -41,6 +43,32 @@ bool IsHiddenInEdit(const Request& request, const std::string& path) {
   return element != nullptr && !request.access->MayRead({element, parent});
 }
 
+/// Whether a path leads to an element that may not be read, in whatever configuration.
+bool IsHiddenElement(const Request& request, const std::string& path) {
+  std::string place;
+  for (const std::string& step : PathSteps(path)) {
+    place += step.substr(0, step.find('['));
+    const lysc_node* element = lys_find_path(request.Context(), nullptr, place.c_str(), 0);
+    if (element == nullptr) {
+      ly_err_clean(request.Context(), nullptr);
+      return false;
+    }
+    if ((element->nodetype & (LYS_RPC | LYS_NOTIF)) != 0) return false;
+    if (!request.access->Permits(kReadAccess, {element, nullptr})) return true;
+  }
+  return false;
+}
+
+/// Whether a request reads a file, whose errors quote what is in it.
+bool ReadsFile(const Request& request) {
+  if (strcmp(NameOf(request.operation), "rollback") == 0) return true;
+  const auto is_startup = [&](const char* parameter) {
+    const lyd_node* datastore = Parameter(request.operation, parameter);
+    return datastore != nullptr && Parameter(datastore, "startup") != nullptr;
+  };
+  return is_startup("source") || is_startup("target");
+}
+
 /// Whether something is there or not may be known only to who may read it.
 bool TellsExistence(const RpcError& error) {
   return error.AppTag().empty() && (error.Tag() == "data-exists" || error.Tag() == "data-missing");
@@ -48,16 +76,21 @@ bool TellsExistence(const RpcError& error) {
 
 /// A refusal as the user may know it.
 RpcError Told(const Request& request, const RpcError& error) {
-  if (request.access->MayReadAll() || error.Path().empty()) return error;
+  const RpcError hidden("application", error.Tag(),
+                        "it is refused by something that this user may not read");
+  if (request.access->MayReadAll()) return error;
+  if (error.Path().empty()) {
+    return error.Tag() == kNotTaken && ReadsFile(request) ? hidden : error;
+  }
   if (TellsExistence(error) && IsHiddenInEdit(request, error.Path())) {
     throw AccessDenied("change this", error.Path());
   }
   for (const Datastore datastore : {Datastore::kRunning, Datastore::kCandidate}) {
     const Tree data = request.datastores->Copy(datastore);
     if (!IsHiddenIn(data.get(), *request.access, error.Path())) continue;
-    return {"application", error.Tag(), "it is refused by something that this user may not read"};
+    return hidden;
   }
-  return error;
+  return IsHiddenElement(request, error.Path()) ? hidden : error;
 }
 
 Answer Performed(const Request& request) {

@@ -4,6 +4,7 @@
 
 #include "config/system_nodes.h"
 #include "netconf/rpc_error.h"
+#include "runtime/event_loop.h"
 #include "runtime/faults.h"
 
 namespace host {
@@ -43,9 +44,13 @@ void ConfirmedCommit::Commit(const Author& author, const Confirmation& confirmat
   }
 }
 
+/// What is told is in force: nothing that goes wrong here may pass for its refusal.
 void ConfirmedCommit::Tell(const char* what, const Author& author,
-                           std::chrono::seconds timeout) const {
-  if (observer_) observer_({what, author, timeout});
+                           std::chrono::seconds timeout) const noexcept {
+  if (!observer_) return;
+  RunEvent("telling of a commit that is to be confirmed", [&] {
+    observer_({what, author, timeout});
+  });
 }
 
 void ConfirmedCommit::Cancel(const Author& author, const std::string& persist_id) {

@@ -63,7 +63,8 @@ class ConfirmedCommit {
   void Check(uint32_t session, const std::string& persist_id) const;
   void Begin();
   void Await(const Author& author, const Confirmation& confirmation);
-  void Tell(const char* what, const Author& author, std::chrono::seconds timeout = {}) const;
+  void Tell(const char* what, const Author& author,
+            std::chrono::seconds timeout = {}) const noexcept;
   void Confirm();
   void Forget();
   void TakeBack(const Author& author);

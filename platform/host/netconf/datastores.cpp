@@ -53,9 +53,14 @@ void Datastores::RollBack(uint32_t number, Datastore target, Author author) {
     throw RpcError("protocol", "in-use",
                    "a commit waits to be confirmed or cancelled, and comes first");
   }
-  if (history_ == nullptr || !history_->Has(number)) throw NoSuchNumber(number);
+  Tree kept = Kept(number);
   author.operation += " to " + std::to_string(number);
-  Replace(target, ReadInput(Models().Context(), history_->FileOf(number)), author);
+  Replace(target, std::move(kept), author);
+}
+
+Tree Datastores::Kept(uint32_t number) const {
+  if (history_ == nullptr || !history_->Has(number)) throw NoSuchNumber(number);
+  return ReadInput(Models().Context(), history_->FileOf(number));
 }
 
 void Datastores::DeleteStartup(SessionId session) {

@@ -62,6 +62,10 @@ class Datastores {
   /// commit waits for its confirmation.
   void RollBack(uint32_t number, Datastore target, Author author);
 
+  /// A configuration of the history, the caller's. Throws RpcError, invalid-value, when it does not
+  /// have that number, std::runtime_error when it cannot be read, Refusal as the models do.
+  Tree Kept(uint32_t number) const;
+
   /// Leaves the start-up datastore without any content.
   void DeleteStartup(SessionId session);
 

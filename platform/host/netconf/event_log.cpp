@@ -57,7 +57,7 @@ EventLog::Number EventLog::FirstReplayed() const {
 
 const Event& EventLog::At(Number number) const {
   assert(number >= First() && number < End());
-  return events_[number - first_];
+  return events_[static_cast<size_t>(number - first_)];
 }
 
 std::string EventTimeText(EventLog::Clock::time_point time) {

@@ -41,6 +41,15 @@ void RequireRights(const Request& request, Datastore target, const Tree& content
   RequireChanges(*request.access, request.datastores->Copy(target).get(), content.get());
 }
 
+/// A commit that waits holds up those of others, and its end takes back what they have done since,
+/// so who may not do that must have something of his own to commit.
+void RequireDifference(const Request& request, const Tree& candidate) {
+  const Tree running = request.datastores->Copy(Datastore::kRunning);
+  const bool is_same = lyd_compare_siblings(running.get(), candidate.get(),
+                                            LYD_COMPARE_FULL_RECURSION) == LY_SUCCESS;
+  if (is_same) throw AccessDenied("have a commit wait that changes nothing");
+}
+
 std::string Data(const Request& request, const Tree& data) {
   const uint32_t options = LYD_PRINT_SHRINK | DefaultsFlag(request.operation);
   return Element("data", data == nullptr ? "" : PrintData(data.get(), LYD_XML, options));
@@ -106,7 +115,9 @@ std::string Commit(const Request& request) {
   confirmation.persist = ParameterText(commit, "persist");
   confirmation.persist_id = ParameterText(commit, "persist-id");
   if (!request.access->MayWriteAll()) {
-    RequireRights(request, Datastore::kRunning, request.datastores->Copy(Datastore::kCandidate));
+    const Tree candidate = request.datastores->Copy(Datastore::kCandidate);
+    RequireRights(request, Datastore::kRunning, candidate);
+    if (confirmation.awaited) RequireDifference(request, candidate);
   }
   request.datastores->Commit(request.author, confirmation);
   return kOk;
@@ -130,8 +141,11 @@ std::string DeleteConfig(const Request& request) {
 std::string RollBack(const Request& request) {
   const auto number = static_cast<uint32_t>(std::stoul(ParameterText(request.operation, "number")));
   const bool is_candidate = ParameterText(request.operation, "target") == "candidate";
-  request.datastores->RollBack(number, is_candidate ? Datastore::kCandidate : Datastore::kRunning,
-                               request.author);
+  const Datastore target = is_candidate ? Datastore::kCandidate : Datastore::kRunning;
+  if (!request.access->MayWriteAll()) {
+    RequireRights(request, target, request.datastores->Kept(number));
+  }
+  request.datastores->RollBack(number, target, request.author);
   return kOk;
 }
 

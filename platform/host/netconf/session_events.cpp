@@ -17,7 +17,13 @@ constexpr std::chrono::minutes kLongestWait(1);
 bool NetconfSession::Subscribe(std::unique_ptr<Subscription> subscription) {
   if (subscription_ != nullptr) return false;
   subscription_ = std::move(subscription);
-  WaitForStop();
+  try {
+    WaitForStop();
+  } catch (...) {
+    // It is answered as refused.
+    subscription_.reset();
+    throw;
+  }
   return true;
 }
 

@@ -25,8 +25,8 @@ void SnmpAgent::Impl::FoundDeaf(const Endpoint& endpoint, const std::string& rea
   listeners.at(endpoint)->Close();
   const bool was_closed = deaf.IsClosed(endpoint);
   deaf.Closed(endpoint, reason);
-  TellClosed(endpoint, was_closed, reason);
   Hurry();
+  TellClosed(endpoint, was_closed, reason);
 }
 
 void SnmpAgent::Impl::TellClosed(const Endpoint& endpoint, bool was_closed,

@@ -30,6 +30,17 @@ class CommitRecordTest : public ::testing::Test {
   std::vector<host::CommitRecord> records_;
 };
 
+TEST(WithoutSecrets, LeavesKeysOfCommunitiesOut) {
+  const std::string row = "/m:SNMP-COMMUNITY-MIB/snmpCommunityTable/snmpCommunityEntry";
+  EXPECT_EQ(host::WithoutSecrets(row + "[snmpCommunityIndex='hush']/x: wrong"),
+            row + "[...]/x: wrong");
+  EXPECT_EQ(host::WithoutSecrets(row + "[i='a]b'][j=\"c'd\"]: no; " + row + "[i='e']"),
+            row + "[...]: no; " + row + "[...]");
+  EXPECT_EQ(host::WithoutSecrets(row + "[i='cut off"), row + "[...]");
+  EXPECT_EQ(host::WithoutSecrets("/snmp/target[name='noc']: " + row),
+            "/snmp/target[name='noc']: " + row);
+}
+
 TEST_F(CommitRecordTest, TellsWhoChangedWhat) {
   Replace(ListenJson({{"a1", 1}}, R"("port": 1161)"));
   ASSERT_THAT(records_, SizeIs(1));

@@ -234,6 +234,40 @@ TEST_F(AccessRequest, ARefusalByTheModelsTellsNoSecret) {
               Not(HasSubstr("quiet")));
 }
 
+/// The file is in no datastore that is asked what its user may read.
+TEST_F(AccessRequest, AStartupFileThatIsRefusedTellsNoSecret) {
+  const std::string get = "<get-config><source><startup/></source></get-config>";
+  Folder().Write("startup.json",
+                 R"({"SNMP-COMMUNITY-MIB:SNMP-COMMUNITY-MIB": {"snmpCommunityTable": )"
+                 R"({"snmpCommunityEntry": [{"snmpCommunityIndex": "quiet", "wrong": 1}]}}})");
+  ASSERT_THAT(Ask(get).xml, HasSubstr("quiet"));
+  Reply reply = AskAs(kReader, get);
+  EXPECT_NE(reply.tag, "ok");
+  EXPECT_THAT(reply.xml, AllOf(HasSubstr("may not read"), Not(HasSubstr("quiet"))));
+  Folder().Write("startup.json", "{quiet");
+  ASSERT_THAT(Ask(get).xml, HasSubstr("quiet"));
+  reply = AskAs(kReader, get);
+  EXPECT_THAT(reply.xml, AllOf(HasSubstr("may not read"), Not(HasSubstr("quiet"))));
+}
+
+TEST_F(AccessRequest, RollbackNeedsTheRightsOfAnEdit) {
+  ASSERT_EQ(Edit(Agent("<port>1162</port>")).tag, "ok");
+  const std::string rollback =
+      R"(<rollback xmlns="urn:snmp-app:history"><number>1</number></rollback>)";
+  const host::Peer limited = Limited(RuleJson(R"("access-operations": "read exec", )", "permit"));
+  const Reply reply = AskAs(limited, rollback);
+  EXPECT_EQ(reply.tag, "access-denied");
+  EXPECT_THAT(Ask(kGetConfig).xml, HasSubstr("1162"));
+  EXPECT_EQ(Ask(rollback).tag, "ok");
+}
+
+/// It would hold up everybody else, and its end take back what they did.
+TEST_F(AccessRequest, ACommitThatWaitsNeedsAChange) {
+  const host::Peer limited = Limited(RuleJson(R"("access-operations": "read exec", )", "permit"));
+  EXPECT_EQ(AskAs(limited, "<commit><confirmed/></commit>").tag, "access-denied");
+  EXPECT_EQ(AskAs(limited, "<commit/>").tag, "ok");
+}
+
 TEST_F(AccessRequest, WhatIsDeniedIsCounted) {
   EXPECT_EQ(Counter("denied-operations"), "0");
   AskAs(kReader, "<commit/>");
