@@ -64,7 +64,7 @@ TEST_F(EventLogTest, OneThatIsTooLongLeavesNothing) {
 }
 
 TEST_F(EventLogTest, TellsItsObserverOfEach) {
-  size_t told = 0;
+  host::EventLog::Number told = 0;
   log_.SetObserver([&] { told = log_.End(); });
   Publish(2);
   EXPECT_EQ(told, 2U);
