@@ -29,17 +29,11 @@ RpcError BadElement(const char* tag, const char* element, const std::string& rea
 constexpr auto kMostSeconds =
     static_cast<time_t>(std::min<int64_t>(9000000000, std::numeric_limits<time_t>::max()));
 
-/// Where time_t has 32 bits, libyang refuses what is behind its end.
-bool IsBehindTheEnd(const std::string& date) {
-  return sizeof(time_t) < sizeof(int64_t) && date.compare(0, 4, "2038") >= 0;
-}
-
 /// The time in a leaf of an operation, which its type has checked, in whole milliseconds as events
 /// have theirs.
 std::optional<Time> TimeIn(const lyd_node* operation, const char* leaf) {
   const std::string text = ParameterText(operation, leaf);
   if (text.empty()) return std::nullopt;
-  if (IsBehindTheEnd(text)) return EventLog::Clock::from_time_t(kMostSeconds);
   timespec time = {};
   if (ly_time_str2ts(text.c_str(), &time) != LY_SUCCESS) {
     throw BadElement("bad-element", leaf, text + " is no time");
