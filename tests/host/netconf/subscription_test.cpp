@@ -177,8 +177,10 @@ TEST_F(SubscriptionTest, TimesThatCannotBeAreRefused) {
   EXPECT_EQ(Subscribe("<startTime>yesterday</startTime>").tag, "invalid-value");
 }
 
+/// libyang has no later times where time_t has 32 bits.
 TEST_F(SubscriptionTest, AStopMayBeFarAway) {
-  ASSERT_EQ(Subscribe(Start(0) + "<stopTime>9999-12-31T23:59:59Z</stopTime>").tag, "ok");
+  const std::string end = sizeof(time_t) < sizeof(int64_t) ? "2038-01-19" : "9999-12-31";
+  ASSERT_EQ(Subscribe(Start(0) + "<stopTime>" + end + "T00:00:00Z</stopTime>").tag, "ok");
   EXPECT_THAT(Told(), ElementsAre("replayComplete"));
 }
 
