@@ -76,8 +76,8 @@ bool TellsExistence(const RpcError& error) {
 
 /// A refusal as the user may know it.
 RpcError Told(const Request& request, const RpcError& error) {
-  const RpcError hidden("application", error.Tag(),
-                        "it is refused by something that this user may not read");
+  RpcError hidden("application", error.Tag(),
+                  "it is refused by something that this user may not read");
   if (request.access->MayReadAll()) return error;
   if (error.Path().empty()) {
     return error.Tag() == kNotTaken && ReadsFile(request) ? hidden : error;
